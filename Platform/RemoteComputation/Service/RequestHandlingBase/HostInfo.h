@@ -1,0 +1,93 @@
+#pragma once
+
+#include <sstream>
+#include <string>
+
+#include <xercesc/dom/DOMElement.hpp>
+
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
+#include <service/Xerces.h>
+
+namespace Drelvan {
+
+/// Describes a machine that takes part in remote computation: name, IP address, and the ports of its request server and
+/// its publisher. An empty text is an unset name or address; a negative port (-1 by default) is an unset port.
+///
+/// Threads: a plain value without locks or shared state.
+class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
+ public:
+  HostInfo();
+  /// Neither text is checked; both ports stay unset.
+  HostInfo(const std::string& name, const std::string& ip);
+  /// Reads the children `name`, `ip`, `requestServerPort` and `publisherPort` of `element`, in any order; a missing one
+  /// stays unset. The name is unescaped, the address taken as it stands. Throws `boost::bad_lexical_cast` when a port is not
+  /// a decimal number of 32 bits.
+  explicit HostInfo(xercesc_3_1::DOMElement* element);
+  HostInfo(const HostInfo& other);
+  /// Leaves the texts of `other` empty and its ports as they are; so does the move assignment.
+  HostInfo(HostInfo&& other) noexcept;
+  HostInfo& operator=(const HostInfo& other);
+  HostInfo& operator=(HostInfo&& other) noexcept;
+  ~HostInfo();
+
+  const std::string& getName() const;
+  const std::string& getIp() const;
+  int getRequestServerPort() const;
+  int getPublisherPort() const;
+  /// The address where there is one, else the name, which may be empty too.
+  const std::string& getIpOrName() const;
+  /// The name where there is one, else the address, which may be empty too.
+  const std::string& getNameOrIp() const;
+
+  bool hasName() const;
+  bool hasIp() const;
+  bool hasNameOrIp() const;
+  /// Whether the port is above 0.
+  bool hasRequestServerPort() const;
+  /// Whether the port is above 0.
+  bool hasPublisherPort() const;
+  /// Whether nothing is set; a port of 0 counts as set here.
+  bool empty() const;
+
+  void setName(const std::string& name);
+  /// The address is not checked.
+  void setIp(const std::string& ip);
+  /// Any value is stored as it comes.
+  void setRequestServerPort(int port);
+  /// Any value is stored as it comes.
+  void setPublisherPort(int port);
+  /// Sets the address when `isIp` holds for `text`, else the name; the other one keeps its value.
+  void setIpOrName(const std::string& text);
+  /// Unsets everything.
+  void clear();
+
+  /// Whether `text` is dotted decimal IPv4: four parts from 0 to 255, signs and leading zeros allowed as long as the value
+  /// fits ("+1", "-0" and "010" do).
+  static bool isIp(const std::string& text);
+  /// Whether `text` is exactly "127.0.0.1".
+  static bool isLocalIp(const std::string& text);
+
+  /// All four members on one line, for logs; unset ports show as they are.
+  std::string toString() const;
+
+  /// Appends the element `tag` to `stream`: opening tag, `name`, `ip`, each port of 0 or more, each with a line end, and the
+  /// closing tag without one. `indent` stands before every line, `childIndent` after it before the children. The name is
+  /// escaped, the address is not.
+  void toXml(std::stringstream& stream, const std::string& tag, const std::string& indent,
+             const std::string& childIndent);
+  /// The same as a string.
+  std::string toXmlString(const std::string& tag, const std::string& indent, const std::string& childIndent);
+
+ private:
+  static const std::string c_nameTag;
+  static const std::string c_ipTag;
+  static const std::string c_requestServerPort;
+  static const std::string c_publisherPort;
+
+  std::string m_name;
+  std::string m_ip;
+  int m_requestServerPort;
+  int m_publisherPort;
+};
+
+}  // namespace Drelvan

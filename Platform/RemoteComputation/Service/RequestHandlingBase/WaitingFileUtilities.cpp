@@ -1,0 +1,105 @@
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
+
+#include <algorithm>
+#include <string>
+
+#include <boost/chrono/duration.hpp>
+#include <boost/chrono/system_clocks.hpp>
+#include <boost/thread/thread.hpp>
+
+#include <service/Logging.h>
+
+namespace Drelvan {
+
+namespace {
+
+constexpr int c_endlessTries = -1;
+
+Logging s_logger(__FILE__);
+
+/// What the messages say of one call.
+struct Texts {
+  const char* signature;
+  const char* verb;        ///< "copy"
+  const char* progressive; ///< "copying"
+  std::string files;       ///< the file names in quotes
+};
+
+std::string quoted(const FileName& file) { return "'" + file.toString() + "'"; }
+
+/// Sleeps at an interruption point; a wait beyond the clock's range lasts as long as the clock can tell.
+void waitFor(unsigned long waitMilliseconds) {
+  using boost::chrono::duration_cast;
+  using boost::chrono::milliseconds;
+  using Clock = boost::chrono::steady_clock;
+  const auto longest = duration_cast<milliseconds>(Clock::time_point::max() - Clock::now()).count() - 1000;
+  const auto clamped = std::min(waitMilliseconds, static_cast<unsigned long>(longest));
+  boost::this_thread::sleep_for(milliseconds(static_cast<milliseconds::rep>(clamped)));
+}
+
+void logFailedTry(const Texts& texts, const std::string& kind, const std::string& reason,
+                  unsigned long waitMilliseconds, long long index, int tries) {
+  s_logger.logDEBUG(kind + " " + texts.progressive + " " + texts.files + reason + "\nWaiting " +
+                        std::to_string(waitMilliseconds) + "ms to retry (" + std::to_string(index) + "/" +
+                        std::to_string(tries) + ")...",
+                    __FILE__, texts.signature, __LINE__);
+}
+
+/// Tries once; false, with the failure logged, when the operation threw.
+template <typename Operation>
+bool tryOnce(const Texts& texts, Operation operation, unsigned long waitMilliseconds, long long index, int tries) {
+  try {
+    operation();
+    return true;
+  } catch (const FileNameException& exception) {
+    logFailedTry(texts, "FileNameException", std::string(": ") + exception.what(), waitMilliseconds, index, tries);
+  } catch (...) {
+    logFailedTry(texts, "Exception", "", waitMilliseconds, index, tries);
+  }
+  return false;
+}
+
+template <typename Operation>
+void tryRepeatedly(const Texts& texts, Operation operation, unsigned long waitMilliseconds, int tries) {
+  const long long waitedTries = static_cast<long long>(tries) - 1;
+  for (long long index = 0; tries == c_endlessTries || index < waitedTries; ++index) {
+    if (tryOnce(texts, operation, waitMilliseconds, index, tries)) {
+      return;
+    }
+    waitFor(waitMilliseconds);
+  }
+  s_logger.logINFO(std::string("Could not ") + texts.verb + " " + texts.files + "! Doing one last try...", __FILE__,
+                   texts.signature, __LINE__);
+  operation();
+}
+
+}  // namespace
+
+WaitingFileUtilities::WaitingFileUtilities() = default;
+WaitingFileUtilities::~WaitingFileUtilities() = default;
+WaitingFileUtilities& WaitingFileUtilities::operator=(const WaitingFileUtilities& other) = default;
+
+void WaitingFileUtilities::waitingCopy(const FileName& source, const FileName& target, unsigned long waitMilliseconds,
+                                       int tries) {
+  const Texts texts{"void __cdecl Drelvan::WaitingFileUtilities::waitingCopy(const class Drelvan::FileName &,"
+                    "const class Drelvan::FileName &,unsigned long,int)",
+                    "copy", "copying", quoted(source) + " to " + quoted(target)};
+  tryRepeatedly(texts, [&] { FileUtilities::copyFile(source, target); }, waitMilliseconds, tries);
+}
+
+void WaitingFileUtilities::waitingRename(const FileName& oldName, const FileName& newName,
+                                         unsigned long waitMilliseconds, int tries) {
+  const Texts texts{"void __cdecl Drelvan::WaitingFileUtilities::waitingRename(const class Drelvan::FileName &,"
+                    "const class Drelvan::FileName &,unsigned long,int)",
+                    "rename", "renaming", quoted(oldName) + " to " + quoted(newName)};
+  tryRepeatedly(texts, [&] { FileUtilities::rename(oldName, newName); }, waitMilliseconds, tries);
+}
+
+void WaitingFileUtilities::waitingRemove(const FileName& file, unsigned long waitMilliseconds, int tries) {
+  const Texts texts{"void __cdecl Drelvan::WaitingFileUtilities::waitingRemove(const class Drelvan::FileName &,"
+                    "unsigned long,int)",
+                    "remove", "removing", quoted(file)};
+  tryRepeatedly(texts, [&] { FileUtilities::remove(file); }, waitMilliseconds, tries);
+}
+
+}  // namespace Drelvan

@@ -1,0 +1,42 @@
+# How every target of this project is built: language level, warnings, sanitizers, visibility.
+
+# Private build settings; not part of what is exported.
+add_library(requesthandling_build INTERFACE)
+target_compile_features(requesthandling_build INTERFACE cxx_std_17)
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(requesthandling_build INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Woverloaded-virtual
+    -Wnon-virtual-dtor -Wcast-qual -Wformat=2 -Wundef)
+endif()
+if(REQUESTHANDLING_WARNINGS_AS_ERRORS)
+  target_compile_options(requesthandling_build INTERFACE -Werror)
+endif()
+if(REQUESTHANDLING_SANITIZERS)
+  target_compile_options(requesthandling_build INTERFACE
+    -fsanitize=${REQUESTHANDLING_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(requesthandling_build INTERFACE -fsanitize=${REQUESTHANDLING_SANITIZERS})
+endif()
+if(REQUESTHANDLING_COVERAGE)
+  target_compile_options(requesthandling_build INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(requesthandling_build INTERFACE --coverage)
+endif()
+
+# Keeps everything but the system's own names out of the dynamic symbols.
+set(REQUESTHANDLING_EXPORTS ${CMAKE_CURRENT_LIST_DIR}/exports.map)
+
+# requesthandling_library(TARGET): the settings that all shared libraries of the project have in common.
+function(requesthandling_library target)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${REQUESTHANDLING_EXPORTS})
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:requesthandling_build>)
+  if(CMAKE_SYSTEM_NAME STREQUAL Linux)
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${REQUESTHANDLING_EXPORTS}")
+  endif()
+  add_library(Drelvan::${target} ALIAS ${target})
+endfunction()

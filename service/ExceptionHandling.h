@@ -1,0 +1,60 @@
+#pragma once
+
+#include <exception>
+#include <memory>
+#include <string>
+
+#include <service/DVMService_ExceptionHandling_export.h>
+
+namespace Drelvan {
+
+/// A failure with its text and the place it was raised at.
+///
+/// Threads: an immutable value; copies share their texts and may be used on different threads.
+/// Copying never throws.
+class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvException : public std::exception {
+ public:
+  /// `message` says what failed, `group` names the component, `function` is the qualified name of the raising
+  /// function, `file` and `line` its place. The texts are copied; null counts as empty.
+  DvException(const char* message, const char* group, const char* function, const char* file, int line);
+  DvException(const DvException& other) noexcept;
+  DvException& operator=(const DvException& other) noexcept;
+  ~DvException() override;
+
+  /// The message, alone.
+  const char* what() const noexcept override;
+
+  const std::string& getMessage() const noexcept;
+  const std::string& getGroup() const noexcept;
+  const std::string& getFunction() const noexcept;
+  const std::string& getFile() const noexcept;
+  int getLine() const noexcept;
+
+ private:
+  struct Fields;
+  std::shared_ptr<const Fields> m_fields;
+};
+
+/// A failure that also keeps the exception that was being handled when it was made.
+///
+/// Threads and copies: as for `DvException`; copies share the kept exception.
+class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvExceptionNested : public DvException {
+ public:
+  /// As `DvException`; keeps `std::current_exception()`.
+  DvExceptionNested(const char* message, const char* group, const char* function, const char* file, int line);
+  DvExceptionNested(const DvExceptionNested& other) noexcept;
+  DvExceptionNested& operator=(const DvExceptionNested& other) noexcept;
+  ~DvExceptionNested() override;
+
+  /// The exception that was being handled when this one was made; null when there was none.
+  std::exception_ptr getNested() const noexcept;
+
+  /// One line per exception of the chain, outermost first, each "message [group] function (file:line)", joined by
+  /// line feeds. An exception of a foreign type shows its `what()`, or that it has none, and ends the chain.
+  std::string describe() const;
+
+ private:
+  std::exception_ptr m_nested;
+};
+
+}  // namespace Drelvan

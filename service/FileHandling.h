@@ -1,0 +1,90 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include <service/DVMService_FileHandling_export.h>
+#include <service/ExceptionHandling.h>
+
+namespace Drelvan {
+
+/// The name of a file, as the operating system takes it.
+///
+/// Threads: a plain value. Nothing is checked or normalised at construction.
+class DVMSERVICE_FILEHANDLING_EXPORT FileName {
+ public:
+  // Not explicit: a file name may be given as text wherever one is expected.
+  FileName(const std::string& name);
+  /// Null counts as the empty name.
+  FileName(const char* name);
+  FileName(const FileName& other);
+  FileName(FileName&& other) noexcept;
+  FileName& operator=(const FileName& other);
+  FileName& operator=(FileName&& other) noexcept;
+  ~FileName();
+
+  /// The name as it was given.
+  std::string toString() const;
+
+ private:
+  std::string m_name;
+};
+
+/// The failure of a file operation: which files, the system's reason and its error code.
+///
+/// The message reads "cannot VERB 'source' to 'target': reason (error N)", without the target where there is none.
+/// Threads and copies: as for `DvException`.
+class DVMSERVICE_FILEHANDLING_EXPORT FileNameException : public DvException {
+ public:
+  /// `verb` is the failed action ("copy", "rename", "remove"); `target` is empty for an action on one file;
+  /// `error` is the system's error; `function`, `file` and `line` name the raising place.
+  FileNameException(const char* verb, const FileName& source, const FileName& target, std::error_code error,
+                    const char* function, const char* file, int line);
+  FileNameException(const FileNameException& other) noexcept;
+  FileNameException& operator=(const FileNameException& other) noexcept;
+  ~FileNameException() override;
+
+  const FileName& getSource() const noexcept;
+  /// The empty name where the action has no target.
+  const FileName& getTarget() const noexcept;
+  /// The system's text for the error code.
+  std::string getReason() const;
+  std::error_code getErrorCode() const noexcept;
+
+ private:
+  struct Files;
+  std::shared_ptr<const Files> m_files;
+};
+
+/// File operations that either do the whole thing or leave everything as it was.
+///
+/// Threads: every operation may be called from any thread. Each failure is a `FileNameException`.
+class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
+ public:
+  /// Whether `file` exists. With `flag` false any file, directory or other entry counts, with `flag` true only a
+  /// regular file. Symbolic links are followed. What cannot be looked at does not exist. Never throws for that.
+  static bool exists(const FileName& file, bool flag);
+
+  /// Copies the regular file `source` to `target`, with its permissions.
+  ///
+  /// The content goes to a temporary file beside the target, is flushed to the disk and renamed over the target: who
+  /// reads the target sees the old file or the whole new one, also after a crash, a full disk or a kill. On failure
+  /// the target is untouched and nothing is left behind; what a killed copy left is taken over and removed by the
+  /// next copy to that target. Copies to one target wait for each other. A target that is a symbolic link is replaced,
+  /// not followed. Fails for a directory and for a file copied onto itself.
+  static void copyFile(const FileName& source, const FileName& target);
+
+  /// Gives the file or directory `source` the name `target`; an existing target file is replaced atomically.
+  /// Across file systems a regular file is copied as by `copyFile` and then removed at its old place; a failure of that
+  /// removal leaves both.
+  static void rename(const FileName& source, const FileName& target);
+
+  /// Removes `file`; a symbolic link itself, not what it names. Fails for a missing file and for a directory.
+  static void remove(const FileName& file);
+
+ private:
+  FileUtilities();
+};
+
+}  // namespace Drelvan

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+
+#include <service/DVMService_Logging_export.h>
+
+namespace Drelvan {
+
+/// A named source of log entries, one per source unit that logs.
+///
+/// Threads: every member may be called from any thread at any time, also while another thread reconfigures the output.
+///
+/// The embedded service layer hands each entry, at the time of the call, to spdlog's default logger, so a program
+/// chooses sinks, pattern, rotation or asynchronous delivery with spdlog itself. A program that chooses nothing gets
+/// standard error at level INFO and above. Two environment variables, read once at load, choose otherwise:
+/// `DV_LOG_LEVEL` (trace, debug, info, warn, error, off) and `DV_LOG_FORMAT` (text, json). An unknown value is
+/// reported once on standard error and ignored. Text form indents the further lines of a message, so that no message
+/// can pass itself off as another entry; JSON form writes one entry as one line of valid JSON.
+///
+/// An operation never throws for a failing output: spdlog's error handler reports that.
+class DVMSERVICE_LOGGING_EXPORT Logging {
+ public:
+  /// Makes a logger; `name` is by convention the path of the source unit that owns it.
+  explicit Logging(const std::string& name);
+  ~Logging();
+  Logging(const Logging&) = delete;
+  Logging& operator=(const Logging&) = delete;
+
+  /// Each of the five writes one entry of its level. `message` is the whole text. `file`, `function` and `line` name
+  /// the place of the call and are read during the call only; null texts count as empty.
+  void logTRACE(const std::string& message, const char* file, const char* function, int line);
+  void logDEBUG(const std::string& message, const char* file, const char* function, int line);
+  void logINFO(const std::string& message, const char* file, const char* function, int line);
+  void logWARN(const std::string& message, const char* file, const char* function, int line);
+  void logERROR(const std::string& message, const char* file, const char* function, int line);
+
+  /// The name given at construction.
+  const std::string& getName() const;
+
+ private:
+  std::string m_name;
+};
+
+}  // namespace Drelvan

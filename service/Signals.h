@@ -1,0 +1,137 @@
+#pragma once
+
+/// Signals: an object tells any number of listeners that something happened.
+///
+/// Threads: connecting, disconnecting and emitting are safe from any thread, also from within a slot, and a slot may
+/// disconnect itself. A signal must not be destroyed while another thread enters one of its operations; a slot may
+/// destroy the signal that calls it.
+
+#include <functional>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+#include <service/DVMService_Signals_export.h>
+
+namespace Signals {
+
+namespace Private {
+
+class ConnectionBody;
+
+/// Tells the holders of connections whether their signal still exists.
+class DVMSERVICE_SIGNALS_EXPORT Trackable {
+ public:
+  Trackable();
+  ~Trackable();
+  Trackable(const Trackable&) = delete;
+  Trackable& operator=(const Trackable&) = delete;
+
+  /// Expires when this object is destroyed.
+  std::weak_ptr<const void> getLifetime() const;
+
+ private:
+  std::shared_ptr<const void> m_lifetime;
+};
+
+/// The slots of one signal, without their argument types.
+class DVMSERVICE_SIGNALS_EXPORT SignalHandler {
+ public:
+  /// A slot takes the address of the signal's argument tuple.
+  using ErasedSlot = std::function<void(const void*)>;
+
+  SignalHandler();
+  ~SignalHandler();
+  SignalHandler(const SignalHandler&) = delete;
+  SignalHandler& operator=(const SignalHandler&) = delete;
+
+  std::shared_ptr<ConnectionBody> connect(const ErasedSlot& slot);
+
+  /// Calls every slot in the order of connection; then throws the first exception that one of them threw, if any.
+  void emit(const void* arguments) const;
+
+ private:
+  class Slots;
+  std::shared_ptr<Slots> m_slots;
+};
+
+}  // namespace Private
+
+/// One listener's hold on a signal; copies name the same connection. Dropping it does not disconnect.
+class DVMSERVICE_SIGNALS_EXPORT Connection {
+ public:
+  /// A connection to nothing.
+  Connection();
+  Connection(std::shared_ptr<Private::ConnectionBody> body, std::weak_ptr<const void> signal);
+  Connection(const Connection& other);
+  Connection(Connection&& other) noexcept;
+  Connection& operator=(const Connection& other);
+  Connection& operator=(Connection&& other) noexcept;
+  ~Connection();
+
+  /// The slot is not called by any emission that begins afterwards. Does nothing when already disconnected.
+  void disconnect();
+  /// Whether the slot is connected to a signal that exists.
+  bool connected() const;
+
+ private:
+  std::shared_ptr<Private::ConnectionBody> m_body;
+  std::weak_ptr<const void> m_signal;
+};
+
+/// A connection that is disconnected when its holder goes out of scope.
+class DVMSERVICE_SIGNALS_EXPORT ScopedConnection {
+ public:
+  ScopedConnection();
+  // Not explicit: `ScopedConnection c = signal.connect(...)` is its use.
+  ScopedConnection(Connection connection);
+  ScopedConnection(ScopedConnection&& other) noexcept;
+  /// Disconnects the connection held so far.
+  ScopedConnection& operator=(ScopedConnection&& other) noexcept;
+  ~ScopedConnection();
+
+  void disconnect();
+  bool connected() const;
+  /// Gives the connection up without disconnecting it.
+  Connection release();
+
+ private:
+  Connection m_connection;
+};
+
+template <typename Signature>
+class Signal;
+
+/// A signal whose slots take `Arguments`. Each slot receives the emitter's own argument objects, as constants where
+/// they were passed by value.
+template <typename... Arguments>
+class Signal<void(Arguments...)> : private Private::Trackable, private Private::SignalHandler {
+ public:
+  Signal() = default;
+  ~Signal();
+  Signal(const Signal&) = delete;
+  Signal& operator=(const Signal&) = delete;
+
+  /// Has `slot` called by every emission that begins from now on. The signal keeps a copy of it.
+  template <typename Callable>
+  Connection connect(Callable slot) {
+    auto erased = [slot = std::move(slot)](const void* arguments) mutable {
+      std::apply(slot, *static_cast<const std::tuple<const Arguments&...>*>(arguments));
+    };
+    return Connection(SignalHandler::connect(erased), Trackable::getLifetime());
+  }
+
+  /// Calls every slot, in the order of connection. A slot that throws does not keep the others from being called; the
+  /// first exception reaches the emitter afterwards.
+  void operator()(Arguments... arguments) const {
+    const std::tuple<const Arguments&...> all(arguments...);
+    SignalHandler::emit(&all);
+  }
+};
+
+template <typename... Arguments>
+Signal<void(Arguments...)>::~Signal() = default;
+
+extern template class DVMSERVICE_SIGNALS_EXPORT Signal<void()>;
+
+}  // namespace Signals

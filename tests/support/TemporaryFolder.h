@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace TestSupport {
+
+/// A folder of its own for each test. The test removes what it makes with `expectEmpty` or leaves it; the folder goes with
+/// the fixture either way.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "request_handling_XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::runtime_error("cannot make a temporary folder at " + name);
+    }
+    m_path = name;
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+
+  const std::filesystem::path& path() const { return m_path; }
+  std::string file(const std::string& name) const { return (m_path / name).string(); }
+
+  /// Writes a file and returns its name.
+  std::string write(const std::string& name, const std::string& content) const {
+    std::ofstream(file(name), std::ios::binary) << content;
+    return file(name);
+  }
+
+  static std::string read(const std::string& name) {
+    std::ifstream stream(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  }
+
+  /// Fails the test unless the folder holds exactly `count` entries, hidden ones included.
+  void expectEntries(std::size_t count) const {
+    std::size_t found = 0;
+    std::string names;
+    for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
+      ++found;
+      names += " " + entry.path().filename().string();
+    }
+    EXPECT_EQ(found, count) << "left in " << m_path << ":" << names;
+  }
+
+ private:
+  std::filesystem::path m_path;
+};
+
+}  // namespace TestSupport
