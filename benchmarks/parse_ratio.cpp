@@ -1,0 +1,104 @@
+/// Prints what the library costs beside the bare parser: the ratio of the processor time of the two, taken in turns.
+///
+/// Usage: parse_ratio [SECONDS]      the time for each row, 4 by default
+/// Entries of the log go to standard error as always; send it where a service would, or to /dev/null.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "support/Packages.h"
+#include "support/Peers.h"
+
+namespace {
+
+using benchmarks::Fault;
+using benchmarks::Peer;
+
+double processorSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double timeOf(Peer& peer, const std::string& package, int repetitions) {
+  const double start = processorSeconds();
+  for (int count = 0; count < repetitions; ++count) {
+    peer.accepts(package);
+  }
+  return (processorSeconds() - start) / repetitions;
+}
+
+double quantile(std::vector<double> values, double fraction) {
+  std::sort(values.begin(), values.end());
+  return values[static_cast<std::size_t>(fraction * static_cast<double>(values.size() - 1) + 0.5)];
+}
+
+struct Row {
+  std::vector<double> bare;
+  std::vector<double> library;
+  std::vector<double> ratios;
+};
+
+/// Takes turns of about two milliseconds each, the order changing with every pair.
+Row measure(Peer& library, Peer& bare, const std::string& package, double seconds) {
+  timeOf(library, package, 1);
+  timeOf(bare, package, 1);
+  const double once = timeOf(bare, package, 3);
+  const int repetitions = std::max(1, static_cast<int>(0.002 / once));
+  const int pairs = std::max(9, static_cast<int>(seconds / (2 * once * repetitions)));
+  Row row;
+  for (int pair = 0; pair < pairs; ++pair) {
+    const double first = timeOf(pair % 2 == 0 ? bare : library, package, repetitions);
+    const double second = timeOf(pair % 2 == 0 ? library : bare, package, repetitions);
+    row.bare.push_back(pair % 2 == 0 ? first : second);
+    row.library.push_back(pair % 2 == 0 ? second : first);
+    row.ratios.push_back(row.library.back() / row.bare.back());
+  }
+  return row;
+}
+
+void print(const std::string& name, const std::string& size, const Row& row) {
+  std::printf("%-16s %6s  %12.2f  %12.2f  %6.3f  (%.3f to %.3f)  %zu\n", name.c_str(), size.c_str(),
+              quantile(row.bare, 0.5) * 1e6, quantile(row.library, 0.5) * 1e6, quantile(row.ratios, 0.5),
+              quantile(row.ratios, 0.25), quantile(row.ratios, 0.75), row.ratios.size());
+  std::fflush(stdout);
+}
+
+const char* nameOf(Fault fault) {
+  switch (fault) {
+    case Fault::none:
+      return "valid";
+    case Fault::value:
+      return "wrong value";
+    case Fault::element:
+      return "missing element";
+    case Fault::syntax:
+      return "not closed";
+  }
+  return "";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const double seconds = argc > 1 ? std::atof(argv[1]) : 4;
+  const auto library = benchmarks::makeLibrary();
+  const auto bare = benchmarks::makeCachedParser();
+  std::printf("%-16s %6s  %12s  %12s  %6s  %s  %s\n", "package", "size", "bare [us]", "library [us]", "ratio",
+              "(middle half)   ", "pairs");
+  for (const std::size_t size : {benchmarks::c_small, benchmarks::c_medium, benchmarks::c_large}) {
+    for (const Fault fault : {Fault::none, Fault::value, Fault::element, Fault::syntax}) {
+      const std::string package = benchmarks::script(size, fault);
+      if (library->accepts(package) != (fault == Fault::none) || bare->accepts(package) != (fault == Fault::none)) {
+        std::fprintf(stdout, "%s, %s: a wrong verdict\n", nameOf(fault), benchmarks::sizeName(size).c_str());
+        return EXIT_FAILURE;
+      }
+      print(nameOf(fault), benchmarks::sizeName(size), measure(*library, *bare, package, seconds));
+    }
+  }
+  return EXIT_SUCCESS;
+}
