@@ -33,6 +33,8 @@ function(requesthandling_library target)
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${REQUESTHANDLING_EXPORTS})
+  # Installed, the libraries find each other in their own folder.
+  set_property(TARGET ${target} APPEND PROPERTY INSTALL_RPATH $ORIGIN)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:requesthandling_build>)
   if(CMAKE_SYSTEM_NAME STREQUAL Linux)
