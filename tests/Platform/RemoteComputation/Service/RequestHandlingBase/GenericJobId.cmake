@@ -1,0 +1,8 @@
+find_package(rapidcheck REQUIRED)
+
+requesthandling_test(generic_job_id_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/GenericJobIdTest.cpp)
+
+requesthandling_test(generic_job_id_property_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/GenericJobIdPropertyTest.cpp
+  LIBRARIES rapidcheck_gtest)
