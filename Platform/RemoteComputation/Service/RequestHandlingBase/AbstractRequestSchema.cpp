@@ -2,15 +2,19 @@
 
 #include <utility>
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
+
 namespace Drelvan {
 
 namespace {
 
-constexpr const char* c_header =
-    "<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n"
-    "<xs:schema xmlns:dvrq =\"http://drelvan.example/schemas/DVRequests.xsd\" elementFormDefault=\"qualified\""
-    " targetNamespace=\"http://drelvan.example/schemas/DVRequests.xsd\""
-    " xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n";
+/// The blank before the first equals sign is part of the document's fixed text.
+std::string openingLines() {
+  const std::string quotedNamespace = std::string("\"") + c_requestNamespace + "\"";
+  return "<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n<xs:schema xmlns:dvrq =" + quotedNamespace +
+         " elementFormDefault=\"qualified\" targetNamespace=" + quotedNamespace +
+         " xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n";
+}
 
 constexpr const char* c_footer = "</xs:schema>";
 
@@ -191,7 +195,7 @@ constexpr const char* c_baseFragment = R"xsd(
 
 }  // namespace
 
-AbstractRequestSchema::AbstractRequestSchema() : m_header(c_header), m_footer(c_footer) {}
+AbstractRequestSchema::AbstractRequestSchema() : m_header(openingLines()), m_footer(c_footer) {}
 
 AbstractRequestSchema::AbstractRequestSchema(const AbstractRequestSchema& other) = default;
 

@@ -197,9 +197,7 @@ void RequestXmlHelper::reset(bool terminateXerces) {
 }
 
 RequestXmlHelper::RequestXmlHelper()
-    : m_parser(nullptr, XMLPlatformUtils::fgMemoryManager, nullptr),
-      m_parserInitialized(false),
-      m_errorHandler(nullptr) {
+    : m_parserInitialized(false), m_errorHandler(nullptr) {
   s_logger.logTRACE("Creating new RequestXmlHelper instance " + addressOf(this), __FILE__, c_constructorSignature,
                     __LINE__);
   addSchema(BaseRequestHandlingSchema());
@@ -234,9 +232,12 @@ void RequestXmlHelper::initParser() {
   m_parser.useCachedGrammarInParse(true);
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(schema.data()), schema.size(), "", false,
                                               XMLPlatformUtils::fgMemoryManager);
-  m_parser.loadGrammar(source, xercesc_3_1::Grammar::SchemaGrammarType, true);
-  m_errorHandler = new XmlErrorHandler();
+  m_parser.loadSchema(source);
+  if (m_errorHandler == nullptr) {
+    m_errorHandler = new XmlErrorHandler();
+  }
   m_parser.setErrorHandler(m_errorHandler);
+  m_parser.protect();
   m_parserInitialized = true;
   s_logger.logTRACE("Parser initialized.", __FILE__, c_initParserSignature, __LINE__);
 }

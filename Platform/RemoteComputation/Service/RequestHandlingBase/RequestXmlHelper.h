@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -87,6 +88,52 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   xercesc_3_1::DOMDocument* parseFile(const FileName& file, bool validate);
 
  private:
+  /// The parser with limits on what one document may cost and on what documents leave behind. A document that exceeds one
+  /// is reported to the error handler like any other problem.
+  class Parser final : public xercesc_3_1::XercesDOMParser {
+   public:
+    Parser();
+    ~Parser() override;
+
+    /// Loads and caches the schema. When this or what follows of the set-up fails, it can be called again.
+    void loadSchema(const xercesc_3_1::InputSource& source);
+    /// Begins to enforce the limits; called once the schema is loaded.
+    void protect();
+    /// As the base does, within the limits.
+    void parse(const xercesc_3_1::InputSource& source);
+
+    void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh* systemId,
+               const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) override;
+    void startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
+                      const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
+                      bool isEmpty, bool isRoot) override;
+    void endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
+                    const XMLCh* prefix) override;
+    void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
+                     bool hasInternalSubset, bool hasExternalSubset) override;
+    void attDef(const xercesc_3_1::DTDElementDecl& element, const xercesc_3_1::DTDAttDef& attribute,
+                bool ignoring) override;
+    void entityDecl(const xercesc_3_1::DTDEntityDecl& entity, bool isParameterEntity, bool isIgnored) override;
+
+   private:
+    struct State;
+    class Muted;
+    class PrologSource;
+    class PrologStream;
+
+    void forgetFailedSetUp();
+    /// Frees what the scanner has kept of the documents so far.
+    void renewScanner();
+    void growElementStates();
+    void checkAttributes(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
+    /// Refuses the document when `count` is above `most`.
+    void limit(std::size_t count, std::size_t most, const char* what);
+    /// Reports `message` at the place that the parser has reached, and leaves the parse.
+    [[noreturn]] void refuse(const std::string& message);
+
+    std::unique_ptr<State> m_state;
+  };
+
   RequestXmlHelper();
 
   void initParser();
@@ -98,7 +145,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
 
   std::string m_schemas;
   boost::mutex m_parseMutex;
-  xercesc_3_1::XercesDOMParser m_parser;
+  Parser m_parser;
   bool m_parserInitialized;
   XmlErrorHandler* m_errorHandler;
 };
