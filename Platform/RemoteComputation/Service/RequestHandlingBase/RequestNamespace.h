@@ -1,0 +1,10 @@
+#pragma once
+
+// Private to the library's source units; not installed.
+
+namespace Drelvan {
+
+/// The namespace of everything that a package holds.
+inline constexpr const char* c_requestNamespace = "http://drelvan.example/schemas/DVRequests.xsd";
+
+}  // namespace Drelvan

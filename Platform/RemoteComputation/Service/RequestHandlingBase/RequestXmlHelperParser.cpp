@@ -1,0 +1,398 @@
+// The parser of RequestXmlHelper: Xerces-C's, with limits on what one document may cost and on what documents leave behind.
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <type_traits>
+#include <unordered_set>
+
+#include <boost/locale/encoding_utf.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/framework/XMLAttr.hpp>
+#include <xercesc/framework/XMLElementDecl.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/util/BinInputStream.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/StringPool.hpp>
+#include <xercesc/util/XMLEntityResolver.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XMLUni.hpp>
+#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
+
+namespace Drelvan {
+
+namespace {
+
+using xercesc_3_1::BinInputStream;
+using xercesc_3_1::InputSource;
+using xercesc_3_1::XMLAttr;
+using xercesc_3_1::XMLPlatformUtils;
+using xercesc_3_1::XMLString;
+using xercesc_3_1::XMLUni;
+
+static_assert(std::is_same_v<XMLCh, char16_t>, "the messages below are UTF-16 text of the parser library's type");
+
+// What one document may hold. SECURITY.md lists these for the users.
+constexpr std::size_t c_maxDepth = 1000;
+constexpr std::size_t c_maxAttributesOfElement = 1000;
+constexpr std::size_t c_maxNamespaceDeclarations = 10000;
+constexpr std::size_t c_maxProblems = 1000;
+constexpr std::size_t c_maxEntityExpansions = 64;
+constexpr std::size_t c_maxDoctypeBytes = 16384;
+constexpr std::size_t c_maxDoctypeAttributes = 100;
+constexpr std::size_t c_maxDoctypeDefaults = 10000;
+
+/// Until the root element is met, an unvalidated document is read in pieces of this size, so that the length of its document
+/// type declaration can be told.
+constexpr std::size_t c_prologPiece = 4096;
+
+/// Names that the parser library keeps from one document to the next, until the scanner is renewed.
+constexpr std::size_t c_maxKeptNames = 1000;
+
+std::u16string toWide(const std::string& text) { return boost::locale::conv::utf_to_utf<char16_t>(text); }
+
+/// Leaves a parse whose refusal has been reported.
+struct Refusal {};
+
+/// The source of a resource that does not exist as far as documents are concerned.
+class MissingSource final : public InputSource {
+ public:
+  explicit MissingSource(const XMLCh* systemId) : InputSource(systemId, XMLPlatformUtils::fgMemoryManager) {}
+  BinInputStream* makeStream() const override { return nullptr; }
+};
+
+/// Lets no document reach a file or a connection.
+class NoResources final : public xercesc_3_1::XMLEntityResolver {
+ public:
+  InputSource* resolveEntity(xercesc_3_1::XMLResourceIdentifier* resource) override {
+    return new MissingSource(resource->getSystemId());
+  }
+};
+
+/// The namespace names that documents bring, apart from those of the schema, so that they can be dropped.
+class DocumentUris final : public xercesc_3_1::XMLStringPool {
+ public:
+  explicit DocumentUris(const XMLStringPool& schema) : m_schema(schema), m_schemaCount(schema.getStringCount()) {}
+
+  unsigned int addOrFind(const XMLCh* uri) override {
+    const unsigned int known = m_schema.getId(uri);
+    return known != 0 ? known : XMLStringPool::addOrFind(uri) + m_schemaCount;
+  }
+
+  bool exists(const XMLCh* uri) const override { return m_schema.exists(uri) || XMLStringPool::exists(uri); }
+
+  bool exists(unsigned int id) const override {
+    return id <= m_schemaCount ? m_schema.exists(id) : XMLStringPool::exists(id - m_schemaCount);
+  }
+
+  unsigned int getId(const XMLCh* uri) const override {
+    const unsigned int known = m_schema.getId(uri);
+    const unsigned int own = known != 0 ? 0 : XMLStringPool::getId(uri);
+    return own != 0 ? own + m_schemaCount : known;
+  }
+
+  const XMLCh* getValueForId(unsigned int id) const override {
+    return id <= m_schemaCount ? m_schema.getValueForId(id) : XMLStringPool::getValueForId(id - m_schemaCount);
+  }
+
+  unsigned int getStringCount() const override { return m_schemaCount + ownCount(); }
+
+  unsigned int ownCount() const { return XMLStringPool::getStringCount(); }
+
+ private:
+  const XMLStringPool& m_schema;
+  const unsigned int m_schemaCount;
+};
+
+bool isNamespaceDeclaration(const XMLAttr& attribute) {
+  const XMLCh* prefix = attribute.getPrefix();
+  const XMLCh* marker = prefix == nullptr || *prefix == 0 ? attribute.getName() : prefix;
+  return *marker == u'x' && XMLString::equals(marker, XMLUni::fgXMLNSString);
+}
+
+/// Elements of the schema's namespace, one in the other.
+std::string nestedElements(std::size_t depth) {
+  std::string text = std::string("<d xmlns='") + c_requestNamespace + "'>";
+  for (std::size_t level = 1; level < depth; ++level) {
+    text += "<d>";
+  }
+  for (std::size_t level = 0; level < depth; ++level) {
+    text += "</d>";
+  }
+  return text;
+}
+
+}  // namespace
+
+/// What is known of the document being parsed, and of those before it.
+struct RequestXmlHelper::Parser::State {
+  NoResources resources;
+  xercesc_3_1::SecurityManager expansions;
+  std::unique_ptr<DocumentUris> uris;
+
+  // Of this document:
+  bool validating = false;
+  bool inProlog = false;
+  bool inSubset = false;
+  std::size_t doctypeBytes = 0;
+  std::size_t doctypeAttributes = 0;
+  std::size_t doctypeDefaults = 0;
+  std::size_t depth = 0;
+  std::size_t namespaceDeclarations = 0;
+  std::size_t problems = 0;
+
+  // Of all documents since the scanner was renewed:
+  std::unordered_set<std::u16string> prefixes;
+  std::unordered_set<const void*> undeclaredElements;
+  bool stale = false;  ///< the scanner must be renewed before its next use
+
+  void beginDocument(bool validate) {
+    validating = validate;
+    inProlog = true;
+    inSubset = false;
+    doctypeBytes = 0;
+    doctypeAttributes = 0;
+    doctypeDefaults = 0;
+    depth = 0;
+    namespaceDeclarations = 0;
+    problems = 0;
+  }
+
+  bool keepsTooMuch() const {
+    return prefixes.size() + undeclaredElements.size() + uris->ownCount() > c_maxKeptNames;
+  }
+};
+
+/// Reads an unvalidated document in small pieces up to its root element.
+class RequestXmlHelper::Parser::PrologStream final : public BinInputStream {
+ public:
+  PrologStream(std::unique_ptr<BinInputStream> inner, Parser& parser) : m_inner(std::move(inner)), m_parser(parser) {}
+
+  XMLFilePos curPos() const override { return m_inner->curPos(); }
+  const XMLCh* getContentType() const override { return m_inner->getContentType(); }
+  const XMLCh* getEncoding() const override { return m_inner->getEncoding(); }
+
+  XMLSize_t readBytes(XMLByte* bytes, XMLSize_t most) override {
+    State& state = *m_parser.m_state;
+    const XMLSize_t count = m_inner->readBytes(bytes, state.inProlog ? std::min(most, c_prologPiece) : most);
+    if (state.inSubset) {
+      state.doctypeBytes += count;
+      m_parser.limit(state.doctypeBytes, c_maxDoctypeBytes, "bytes of document type declaration");
+    }
+    return count;
+  }
+
+ private:
+  const std::unique_ptr<BinInputStream> m_inner;
+  Parser& m_parser;
+};
+
+/// The caller's source, read through a `PrologStream`.
+class RequestXmlHelper::Parser::PrologSource final : public InputSource {
+ public:
+  PrologSource(const InputSource& inner, Parser& parser)
+      : InputSource(inner.getSystemId(), inner.getPublicId(), inner.getMemoryManager()),
+        m_inner(inner),
+        m_parser(parser) {
+    setEncoding(inner.getEncoding());
+    setIssueFatalErrorIfNotFound(inner.getIssueFatalErrorIfNotFound());
+  }
+
+  BinInputStream* makeStream() const override {
+    std::unique_ptr<BinInputStream> stream(m_inner.makeStream());
+    return stream == nullptr ? nullptr : new PrologStream(std::move(stream), m_parser);
+  }
+
+ private:
+  const InputSource& m_inner;
+  Parser& m_parser;
+};
+
+/// Silences a scanner for a document that no one is to hear of.
+class RequestXmlHelper::Parser::Muted {
+ public:
+  explicit Muted(Parser& parser) : m_parser(parser), m_scheme(parser.fScanner->getValidationScheme()) {
+    set(nullptr, nullptr, nullptr, xercesc_3_1::XMLScanner::Val_Never);
+  }
+  Muted(const Muted&) = delete;
+  Muted& operator=(const Muted&) = delete;
+  ~Muted() { set(&m_parser, &m_parser, &m_parser, m_scheme); }
+
+ private:
+  void set(xercesc_3_1::XMLDocumentHandler* document, xercesc_3_1::DocTypeHandler* doctype,
+           xercesc_3_1::XMLErrorReporter* reporter, xercesc_3_1::XMLScanner::ValSchemes scheme) {
+    m_parser.fScanner->setDocHandler(document);
+    m_parser.fScanner->setDocTypeHandler(doctype);
+    m_parser.fScanner->setErrorReporter(reporter);
+    m_parser.fScanner->setValidationScheme(scheme);
+  }
+
+  Parser& m_parser;
+  const xercesc_3_1::XMLScanner::ValSchemes m_scheme;
+};
+
+RequestXmlHelper::Parser::Parser()
+    : XercesDOMParser(nullptr, XMLPlatformUtils::fgMemoryManager, nullptr), m_state(std::make_unique<State>()) {}
+
+RequestXmlHelper::Parser::~Parser() = default;
+
+void RequestXmlHelper::Parser::loadSchema(const InputSource& source) {
+  if (m_state->stale) {
+    forgetFailedSetUp();
+  }
+  m_state->stale = true;
+  loadGrammar(source, xercesc_3_1::Grammar::SchemaGrammarType, true);
+}
+
+void RequestXmlHelper::Parser::forgetFailedSetUp() {
+  setParseInProgress(false);
+  setErrorHandler(nullptr);
+  setXMLEntityResolver(nullptr);
+  setSecurityManager(nullptr);
+  fURIStringPool = fGrammarResolver->getStringPool();
+  useScanner(XMLUni::fgIGXMLScanner);
+  resetCachedGrammarPool();
+}
+
+void RequestXmlHelper::Parser::protect() {
+  setXMLEntityResolver(&m_state->resources);
+  m_state->expansions.setEntityExpansionLimit(c_maxEntityExpansions);
+  setSecurityManager(&m_state->expansions);
+  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool());
+  fURIStringPool = m_state->uris.get();
+  renewScanner();
+}
+
+void RequestXmlHelper::Parser::parse(const InputSource& source) {
+  if (m_state->stale) {
+    renewScanner();
+  }
+  m_state->beginDocument(getValidationScheme() != Val_Never);
+  try {
+    if (m_state->validating) {
+      XercesDOMParser::parse(source);
+    } else {
+      XercesDOMParser::parse(PrologSource(source, *this));
+    }
+  } catch (const Refusal&) {
+    // The handler has it.
+  } catch (...) {
+    setParseInProgress(false);
+    m_state->stale = true;
+    throw;
+  }
+  // A scanner that has met XML 1.1 reads documents without a declaration as XML 1.1.
+  m_state->stale = m_state->keepsTooMuch() || fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0;
+}
+
+void RequestXmlHelper::Parser::renewScanner() {
+  m_state->stale = true;
+  setParseInProgress(false);
+  useScanner(XMLUni::fgIGXMLScanner);
+  m_state->uris->flushAll();
+  m_state->prefixes.clear();
+  m_state->undeclaredElements.clear();
+  growElementStates();
+  m_state->stale = false;
+}
+
+void RequestXmlHelper::Parser::growElementStates() {
+  // The scanner doubles its array of element states once per element of the schema, however far the depth has jumped since
+  // the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
+  const std::string text = nestedElements(c_maxDepth + 2);
+  const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "", false,
+                                              XMLPlatformUtils::fgMemoryManager);
+  const Muted muted(*this);
+  fScanner->scanDocument(source);
+}
+
+void RequestXmlHelper::Parser::refuse(const std::string& message) {
+  const xercesc_3_1::SAXParseException problem(toWide(message).c_str(), *fScanner->getLocator(),
+                                               XMLPlatformUtils::fgMemoryManager);
+  getErrorHandler()->fatalError(problem);
+  throw Refusal();
+}
+
+void RequestXmlHelper::Parser::limit(std::size_t count, std::size_t most, const char* what) {
+  if (count > most) {
+    refuse("The document exceeds the limit of " + std::to_string(most) + " " + what + ".");
+  }
+}
+
+void RequestXmlHelper::Parser::error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text,
+                                     const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) {
+  if (getErrorHandler() != nullptr) {
+    limit(++m_state->problems, c_maxProblems, "reported problems");
+  }
+  XercesDOMParser::error(code, domain, type, text, systemId, publicId, line, column);
+}
+
+void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri,
+                                            const XMLCh* prefix, const xercesc_3_1::RefVectorOf<XMLAttr>& attributes,
+                                            XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
+  State& state = *m_state;
+  state.inProlog = false;
+  state.inSubset = false;
+  limit(++state.depth, c_maxDepth, "levels of elements");
+  if (attributeCount != 0) {
+    checkAttributes(attributes, attributeCount);
+  }
+  if (!declaration.isDeclared()) {
+    state.undeclaredElements.insert(&declaration);
+    if (isRoot && state.validating && state.problems == 0) {
+      refuse("The root element '" + boost::locale::conv::utf_to_utf<char>(declaration.getFullName()) +
+             "' is not declared in the schema.");
+    }
+  }
+  XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+}
+
+void RequestXmlHelper::Parser::checkAttributes(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes,
+                                               XMLSize_t count) {
+  State& state = *m_state;
+  limit(count, c_maxAttributesOfElement, "attributes of an element");
+  for (XMLSize_t index = 0; index < count; ++index) {
+    const XMLAttr& attribute = *attributes.elementAt(index);
+    if (isNamespaceDeclaration(attribute)) {
+      limit(++state.namespaceDeclarations, c_maxNamespaceDeclarations, "namespace declarations");
+      state.prefixes.insert(attribute.getName());
+    } else if (state.doctypeAttributes != 0 && !attribute.getSpecified()) {
+      limit(++state.doctypeDefaults, c_maxDoctypeDefaults, "default attributes from its document type declaration");
+    }
+  }
+}
+
+void RequestXmlHelper::Parser::endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
+                                          const XMLCh* prefix) {
+  --m_state->depth;
+  XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
+}
+
+void RequestXmlHelper::Parser::doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId,
+                                           const XMLCh* systemId, bool hasInternalSubset, bool hasExternalSubset) {
+  if (m_state->validating) {
+    refuse("A document type declaration is not accepted in a validated document.");
+  }
+  m_state->inSubset = true;
+  XercesDOMParser::doctypeDecl(root, publicId, systemId, hasInternalSubset, hasExternalSubset);
+}
+
+void RequestXmlHelper::Parser::attDef(const xercesc_3_1::DTDElementDecl& element,
+                                      const xercesc_3_1::DTDAttDef& attribute, bool ignoring) {
+  limit(++m_state->doctypeAttributes, c_maxDoctypeAttributes, "attributes in its document type declaration");
+  XercesDOMParser::attDef(element, attribute, ignoring);
+}
+
+void RequestXmlHelper::Parser::entityDecl(const xercesc_3_1::DTDEntityDecl& entity, bool isParameterEntity,
+                                          bool isIgnored) {
+  if (isParameterEntity) {
+    refuse("A parameter entity is not accepted in a document.");
+  }
+  XercesDOMParser::entityDecl(entity, isParameterEntity, isIgnored);
+}
+
+}  // namespace Drelvan
