@@ -1,0 +1,140 @@
+#include <tools/dvrequest/Text.h>
+#include <tools/dvrequest/TextReporter.h>
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+namespace DvRequest {
+
+namespace {
+
+constexpr const char* c_red = "\033[1;31m";
+constexpr const char* c_green = "\033[1;32m";
+constexpr const char* c_plain = "\033[0m";
+constexpr int c_labelWidth = 16;
+
+void line(const std::string& label, const std::string& text) {
+  std::cout << "  " << std::left << std::setw(c_labelWidth) << label << " " << printable(text) << "\n";
+}
+
+const Attribute* find(const Package& package, const char* name) {
+  const auto found = std::find_if(package.attributes.begin(), package.attributes.end(),
+                                  [name](const Attribute& attribute) { return attribute.name == name; });
+  return found == package.attributes.end() ? nullptr : &*found;
+}
+
+void attributeLine(const Package& package, const std::string& label, const char* name) {
+  if (const Attribute* attribute = find(package, name)) {
+    line(label, attribute->value + (attribute->isDefault ? " (default)" : ""));
+  }
+}
+
+void replyAddressLine(const Package& package) {
+  const Attribute* host = find(package, "replyHost");
+  const Attribute* port = find(package, "replyPort");
+  if (host != nullptr || port != nullptr) {
+    line("reply to", (host == nullptr ? "" : host->value) + (port == nullptr ? "" : ":" + port->value));
+  }
+}
+
+void showEnvelope(const Package& package) {
+  line("kind", package.kind + (package.kind == "document" ? " " + package.root : ""));
+  attributeLine(package, "serial", "serial");
+  attributeLine(package, "version", "version");
+  attributeLine(package, "timestamp", "timestamp");
+  attributeLine(package, "origin", "origin");
+  attributeLine(package, "client id", "clientId");
+  attributeLine(package, "request client", "requestClientId");
+  replyAddressLine(package);
+  attributeLine(package, "progress updates", "progressUpdates");
+  attributeLine(package, "reply expected", "replyExpected");
+}
+
+std::string describe(const Job& job) {
+  return job.element + ": " + job.id.getName() + " " + job.id.getUniqueId() +
+         (job.id.isValid() ? "" : " (the name does not belong to the id)");
+}
+
+std::string describe(const Host& host) {
+  return host.element + ": " + (host.problem.empty() ? host.info.toString() : host.problem);
+}
+
+std::string describe(const ParameterVector& vector) {
+  std::ostringstream text;
+  text << "realization " << vector.realizationId << ":";
+  const char* separator = " ";
+  for (const Parameter& parameter : vector.parameters) {
+    text << separator << parameter.id << " = " << (parameter.encrypted ? "(encrypted)" : parameter.value);
+    separator = ", ";
+  }
+  return text.str();
+}
+
+std::string describe(const Data& data) {
+  return data.element + ": " + data.href + (data.name.empty() ? "" : " (" + data.name + ")");
+}
+
+std::string describe(const LogText& entry) { return entry.type + " [" + entry.group + "] " + entry.text; }
+
+std::string describe(const Failure& failure) {
+  return failure.type + (failure.message.empty() ? "" : ": " + failure.message);
+}
+
+template <typename Values>
+void lines(const std::string& label, const Values& values) {
+  for (const auto& value : values) {
+    line(label, describe(value));
+  }
+}
+
+void showEntry(const Entry& entry) {
+  line(entry.role, (entry.role == "reply" ? "to " : "") + entry.id + (entry.type.empty() ? "" : ", " + entry.type));
+  lines("job", entry.jobs);
+  lines("host", entry.hosts);
+  lines("parameters", entry.parameterVectors);
+  lines("data", entry.data);
+  lines("exception", entry.failures);
+  lines("log", entry.logTexts);
+}
+
+std::string place(const Diagnostic& diagnostic) {
+  return std::to_string(diagnostic.line) + ":" + std::to_string(diagnostic.column);
+}
+
+}  // namespace
+
+TextReporter::TextReporter(bool colour) : m_colour(colour) {}
+
+std::string TextReporter::coloured(const std::string& text, const char* code) const {
+  return m_colour ? code + text + c_plain : text;
+}
+
+void TextReporter::showFault(const std::string& file, const Diagnostic& diagnostic) const {
+  std::cout << printable(file) << ":" << place(diagnostic) << ": " << coloured(diagnostic.severity + ":", c_red) << " "
+            << printable(diagnostic.message) << "\n";
+}
+
+void TextReporter::show(const Report& report) {
+  if (report.verdict == Verdict::unreadable) {
+    std::cerr << "dvrequest: " << report.message << "\n";
+    return;
+  }
+  if (report.package) {
+    const char* verdict = report.verdict == Verdict::valid ? "valid" : "well-formed, not validated";
+    std::cout << printable(report.file) << ": " << coloured(verdict, c_green) << "\n";
+    showEnvelope(*report.package);
+    std::for_each(report.package->entries.begin(), report.package->entries.end(), showEntry);
+    return;
+  }
+  for (const Diagnostic& diagnostic : report.diagnostics) {
+    showFault(report.file, diagnostic);
+  }
+  if (report.diagnostics.empty()) {
+    std::cout << printable(report.file) << ": " << coloured("error:", c_red) << " " << printable(report.message)
+              << "\n";
+  }
+}
+
+}  // namespace DvRequest

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <tools/dvrequest/Report.h>
+
+namespace DvRequest {
+
+/// Reports for people and editors: faults as compilers print them, good documents with what they hold.
+class TextReporter final : public Reporter {
+ public:
+  explicit TextReporter(bool colour);
+  void show(const Report& report) override;
+
+ private:
+  void showFault(const std::string& file, const Diagnostic& diagnostic) const;
+  std::string coloured(const std::string& text, const char* code) const;
+
+  const bool m_colour;
+};
+
+}  // namespace DvRequest
