@@ -1,0 +1,8 @@
+find_package(rapidcheck REQUIRED)
+
+requesthandling_test(host_info_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/HostInfoTest.cpp)
+
+requesthandling_test(host_info_property_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/HostInfoPropertyTest.cpp
+  LIBRARIES rapidcheck_gtest)
