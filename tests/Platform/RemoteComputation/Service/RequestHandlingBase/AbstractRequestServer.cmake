@@ -1,0 +1,2 @@
+requesthandling_test(abstract_request_server_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/AbstractRequestServerTest.cpp)

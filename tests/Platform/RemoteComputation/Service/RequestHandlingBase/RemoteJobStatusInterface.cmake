@@ -1,0 +1,2 @@
+requesthandling_test(remote_job_status_interface_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/RemoteJobStatusInterfaceTest.cpp)
