@@ -1,12 +1,12 @@
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/GenericJobId.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
 #include <service/Signals.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
 
 namespace Drelvan {
 

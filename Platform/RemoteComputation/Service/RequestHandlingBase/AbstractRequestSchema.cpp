@@ -1,8 +1,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
 
 #include <utility>
-
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
 
 namespace Drelvan {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
+
+#include <string>
 
 namespace Drelvan {
 
@@ -10,8 +10,8 @@ namespace Drelvan {
 ///
 /// A program defines its own requests and replies by deriving from this class and filling `m_schema` in the
 /// constructor with top-level schema components: no XML declaration, no `xs:schema` element, ASCII only, types of the
-/// target namespace written with the prefix `dvrq`, those of XML Schema with `xs`. `RequestXmlHelper::addSchema` takes the
-/// result. The text is not checked here.
+/// target namespace written with the prefix `dvrq`, those of XML Schema with `xs`. `RequestXmlHelper::addSchema` takes
+/// the result. The text is not checked here.
 ///
 /// Threads: a plain value.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestSchema {

@@ -1,18 +1,17 @@
 #pragma once
 
-#include <string>
-
-#include <boost/thread/mutex.hpp>
-
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/HostInfo.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
+
+#include <boost/thread/mutex.hpp>
+#include <string>
 
 namespace Drelvan {
 
 /// Base of the request server of a program, and the access point to the one server of the process.
 ///
-/// A concrete server installs itself by storing its address in `s_instance` while it holds `s_instanceMutex`, and stores
-/// null again under the same lock before it is destroyed. This class never does either.
+/// A concrete server installs itself by storing its address in `s_instance` while it holds `s_instanceMutex`, and
+/// stores null again under the same lock before it is destroyed. This class never does either.
 ///
 /// Threads: `getInstance` may be called from any thread; the rules of the four operations are the concrete server's.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestServer {
@@ -31,7 +30,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestServer {
   /// Answers one request package (XML text) with a reply package (XML text).
   virtual std::string handleRequest(const std::string& requestPackage) = 0;
 
-  /// The server of this process, or null when none is installed. The caller does not own it, and nothing keeps it alive.
+  /// The server of this process, or null when none is installed. The caller does not own it, and nothing keeps it
+  /// alive.
   static AbstractRequestServer* getInstance();
 
  protected:

@@ -1,11 +1,10 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/GenericJobId.h>
+#include <service/GeneralServices.h>
+#include <service/Identifier.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <utility>
-
-#include <service/GeneralServices.h>
-#include <service/Identifier.h>
 
 namespace Drelvan {
 
@@ -19,8 +18,8 @@ std::string firstCharacters(const std::string& uniqueId) { return uniqueId.subst
 
 bool isUniqueId(const std::string& text) { return UniqueID().idCheckOK(text); }
 
-/// Whether `name` ends with what belongs to `uniqueId`. Throws `std::out_of_range` for a name too short to hold it; only
-/// the empty name is refused without that.
+/// Whether `name` ends with what belongs to `uniqueId`. Throws `std::out_of_range` for a name too short to hold it;
+/// only the empty name is refused without that.
 bool nameBelongsTo(const std::string& name, const std::string& uniqueId) {
   if (name.empty()) {
     return false;

@@ -1,21 +1,20 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
+#include <service/Xerces.h>
+
 #include <sstream>
 #include <string>
 #include <vector>
-
 #include <xercesc/dom/DOMElement.hpp>
-
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
-#include <service/Xerces.h>
 
 namespace Drelvan {
 
 /// Names one job across all processes of the service: a unique id and a readable name, which is a prefix, "_" and the
 /// first ten characters of the unique id.
 ///
-/// The text form is the name, "#" and the unique id; the command-line form is the two arguments "-jobId" and the text form.
-/// The XML form is an element of schema type `DVJobId`. A class derived from this one chooses its own prefix.
+/// The text form is the name, "#" and the unique id; the command-line form is the two arguments "-jobId" and the text
+/// form. The XML form is an element of schema type `DVJobId`. A class derived from this one chooses its own prefix.
 ///
 /// Threads: a plain value without locks or shared state.
 /// What a reader takes from outside is held as it stands; `isValid` tells whether it is usable.
@@ -45,9 +44,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   /// not "Invalid".
   bool isValid() const;
 
-  /// Appends the element `tag` with its children `id` and `name` to `stream`: three lines and the closing tag, which has
-  /// no line end. `indent` stands before every line, `childIndent` after it before the children. Nothing is escaped: a name
-  /// that holds "<" or "&" is not well-formed XML.
+  /// Appends the element `tag` with its children `id` and `name` to `stream`: three lines and the closing tag, which
+  /// has no line end. `indent` stands before every line, `childIndent` after it before the children. Nothing is
+  /// escaped: a name that holds "<" or "&" is not well-formed XML.
   void toXml(const std::string& tag, std::stringstream& stream, const std::string& indent,
              const std::string& childIndent) const;
   /// The same with the tag `c_tag`.
@@ -58,9 +57,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   /// The text form.
   std::string toString() const;
 
-  /// Reads the text form; `text` is not changed. On failure replaces `errorMessage` and returns an invalid id; on success
-  /// leaves `errorMessage` as it was. Throws `std::out_of_range`, with `errorMessage` untouched, when a good unique id
-  /// follows a name of one to ten characters. The prefix is not looked at.
+  /// Reads the text form; `text` is not changed. On failure replaces `errorMessage` and returns an invalid id; on
+  /// success leaves `errorMessage` as it was. Throws `std::out_of_range`, with `errorMessage` untouched, when a good
+  /// unique id follows a name of one to ten characters. The prefix is not looked at.
   static GenericJobId fromString(std::string& text, std::string& errorMessage);
 
   /// Appends the two arguments of the command-line form.

@@ -1,15 +1,13 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/HostInfo.h>
+#include <service/GeneralServices.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <utility>
-#include <vector>
-
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <boost/lexical_cast.hpp>
-
-#include <service/GeneralServices.h>
+#include <cstddef>
+#include <utility>
+#include <vector>
 
 namespace Drelvan {
 

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <sstream>
-#include <string>
-
-#include <xercesc/dom/DOMElement.hpp>
-
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
 #include <service/Xerces.h>
+
+#include <sstream>
+#include <string>
+#include <xercesc/dom/DOMElement.hpp>
 
 namespace Drelvan {
 
@@ -20,8 +19,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// Neither text is checked; both ports stay unset.
   HostInfo(const std::string& name, const std::string& ip);
   /// Reads the children `name`, `ip`, `requestServerPort` and `publisherPort` of `element`, in any order; a missing one
-  /// stays unset. The name is unescaped, the address taken as it stands. Throws `boost::bad_lexical_cast` when a port is not
-  /// a decimal number of 32 bits.
+  /// stays unset. The name is unescaped, the address taken as it stands. Throws `boost::bad_lexical_cast` when a port
+  /// is not a decimal number of 32 bits.
   explicit HostInfo(xercesc_3_1::DOMElement* element);
   HostInfo(const HostInfo& other);
   /// Leaves the texts of `other` empty and its ports as they are; so does the move assignment.
@@ -61,8 +60,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// Unsets everything.
   void clear();
 
-  /// Whether `text` is dotted decimal IPv4: four parts from 0 to 255, signs and leading zeros allowed as long as the value
-  /// fits ("+1", "-0" and "010" do).
+  /// Whether `text` is dotted decimal IPv4: four parts from 0 to 255, signs and leading zeros allowed as long as the
+  /// value fits ("+1", "-0" and "010" do).
   static bool isIp(const std::string& text);
   /// Whether `text` is exactly "127.0.0.1".
   static bool isLocalIp(const std::string& text);
@@ -70,9 +69,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// All four members on one line, for logs; unset ports show as they are.
   std::string toString() const;
 
-  /// Appends the element `tag` to `stream`: opening tag, `name`, `ip`, each port of 0 or more, each with a line end, and the
-  /// closing tag without one. `indent` stands before every line, `childIndent` after it before the children. The name is
-  /// escaped, the address is not.
+  /// Appends the element `tag` to `stream`: opening tag, `name`, `ip`, each port of 0 or more, each with a line end,
+  /// and the closing tag without one. `indent` stands before every line, `childIndent` after it before the children.
+  /// The name is escaped, the address is not.
   void toXml(std::stringstream& stream, const std::string& tag, const std::string& indent,
              const std::string& childIndent);
   /// The same as a string.

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <string>
-
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/GenericJobId.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/HostInfo.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
 #include <service/Signals.h>
+
+#include <string>
 
 namespace Drelvan {
 
@@ -33,13 +33,13 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RemoteJobStatusInterface {
   /// Asks for the end of the job; `m_cancelled` tells that it came.
   virtual void cancel() = 0;
 
-  Signals::Signal<void(State)> m_stateChanged;             ///< the new state
-  Signals::Signal<void(double)> m_progressChanged;         ///< the done part, from 0 to 1
-  Signals::Signal<void()> m_started;                       ///< the job runs
-  Signals::Signal<void(const std::string&)> m_failed;      ///< the job failed; says why
-  Signals::Signal<void()> m_finished;                      ///< the job ended well
-  Signals::Signal<void()> m_cancelled;                     ///< the job was ended on request
-  Signals::Signal<void()> m_connectionLost;                ///< the job is no longer heard of
+  Signals::Signal<void(State)> m_stateChanged;         ///< the new state
+  Signals::Signal<void(double)> m_progressChanged;     ///< the done part, from 0 to 1
+  Signals::Signal<void()> m_started;                   ///< the job runs
+  Signals::Signal<void(const std::string&)> m_failed;  ///< the job failed; says why
+  Signals::Signal<void()> m_finished;                  ///< the job ended well
+  Signals::Signal<void()> m_cancelled;                 ///< the job was ended on request
+  Signals::Signal<void()> m_connectionLost;            ///< the job is no longer heard of
 };
 
 }  // namespace Drelvan

@@ -1,12 +1,14 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
+#include <service/ExceptionHandling.h>
+#include <service/Logging.h>
+#include <service/System.h>
 
+#include <boost/locale/encoding_utf.hpp>
 #include <cstdint>
 #include <cstring>
 #include <exception>
 #include <sstream>
 #include <utility>
-
-#include <boost/locale/encoding_utf.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/LocalFileInputSource.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -15,10 +17,6 @@
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/validators/common/Grammar.hpp>
-
-#include <service/ExceptionHandling.h>
-#include <service/Logging.h>
-#include <service/System.h>
 
 namespace Drelvan {
 
@@ -96,8 +94,8 @@ void startPlatform() {
   XMLPlatformUtils::Initialize();
 }
 
-/// Opens the file by the bytes of its name, whatever the locale makes of them; the parser library's text of the name serves
-/// for the messages only.
+/// Opens the file by the bytes of its name, whatever the locale makes of them; the parser library's text of the name
+/// serves for the messages only.
 class NamedFileInputSource final : public xercesc_3_1::LocalFileInputSource {
  public:
   NamedFileInputSource(const XMLCh* shownName, const std::string& name)
@@ -196,8 +194,7 @@ void RequestXmlHelper::reset(bool terminateXerces) {
   }
 }
 
-RequestXmlHelper::RequestXmlHelper()
-    : m_parserInitialized(false), m_errorHandler(nullptr) {
+RequestXmlHelper::RequestXmlHelper() : m_parserInitialized(false), m_errorHandler(nullptr) {
   s_logger.logTRACE("Creating new RequestXmlHelper instance " + addressOf(this), __FILE__, c_constructorSignature,
                     __LINE__);
   addSchema(BaseRequestHandlingSchema());

@@ -1,35 +1,35 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
+#include <service/FileHandling.h>
+#include <service/Xerces.h>
+
+#include <boost/thread/mutex.hpp>
 #include <cstddef>
 #include <memory>
 #include <string>
-
-#include <boost/thread/mutex.hpp>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
-#include <service/FileHandling.h>
-#include <service/Xerces.h>
-
 namespace Drelvan {
 
 /// The one validating XML parser of a process.
 ///
-/// Life: the first `getInstance` starts the parser library's platform and registers the base schema; the program adds its
-/// own fragments with `addSchema`; the first parse joins all fragments into one grammar, and from then on none can be
-/// added. `reset` ends the instance; nothing may parse, hold the reference or keep a parsed document meanwhile, and every
-/// document must have been released before `reset(true)`.
+/// Life: the first `getInstance` starts the parser library's platform and registers the base schema; the program adds
+/// its own fragments with `addSchema`; the first parse joins all fragments into one grammar, and from then on none can
+/// be added. `reset` ends the instance; nothing may parse, hold the reference or keep a parsed document meanwhile, and
+/// every document must have been released before `reset(true)`.
 ///
-/// Threads: any number of threads may parse; parses follow each other. `addSchema` belongs to the single-threaded start-up.
+/// Threads: any number of threads may parse; parses follow each other. `addSchema` belongs to the single-threaded
+/// start-up.
 ///
-/// Every failed parse throws `DvExceptionNested` with the group "RequestHandling"; the instance is usable afterwards, and
-/// nothing of the failed document is kept. What comes from outside a parse (the set-up, locks, exhausted memory) passes
-/// through as it is.
+/// Every failed parse throws `DvExceptionNested` with the group "RequestHandling"; the instance is usable afterwards,
+/// and nothing of the failed document is kept. What comes from outside a parse (the set-up, locks, exhausted memory)
+/// passes through as it is.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
  public:
   /// Records the problems that the parser reports; each is logged at ERROR with its position.
@@ -66,8 +66,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   /// The instance, made by the first call. The reference is good until `reset`.
   static RequestXmlHelper& getInstance();
 
-  /// Destroys the instance, if there is one, and then, with `terminateXerces`, ends the parser library's platform. Without
-  /// an instance nothing happens at all.
+  /// Destroys the instance, if there is one, and then, with `terminateXerces`, ends the parser library's platform.
+  /// Without an instance nothing happens at all.
   static void reset(bool terminateXerces);
 
   /// Registers a fragment. After the first parse it is refused: an ERROR entry says so, and nothing else happens.
@@ -88,8 +88,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   xercesc_3_1::DOMDocument* parseFile(const FileName& file, bool validate);
 
  private:
-  /// The parser with limits on what one document may cost and on what documents leave behind. A document that exceeds one
-  /// is reported to the error handler like any other problem.
+  /// The parser with limits on what one document may cost and on what documents leave behind. A document that exceeds
+  /// one is reported to the error handler like any other problem.
   class Parser final : public xercesc_3_1::XercesDOMParser {
    public:
     Parser();
@@ -117,15 +117,19 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
 
    private:
     struct State;
+    class CountedSource;
+    class CountedStream;
     class Muted;
-    class PrologSource;
-    class PrologStream;
 
     void forgetFailedSetUp();
     /// Frees what the scanner has kept of the documents so far.
     void renewScanner();
+    void renewScannerOrLater();
     void growElementStates();
     void checkAttributes(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
+    void checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot);
+    void enterScope(std::size_t declarations);
+    void leaveScope();
     /// Refuses the document when `count` is above `most`.
     void limit(std::size_t count, std::size_t most, const char* what);
     /// Reports `message` at the place that the parser has reached, and leaves the parse.

@@ -1,12 +1,18 @@
-// The parser of RequestXmlHelper: Xerces-C's, with limits on what one document may cost and on what documents leave behind.
+// The parser of RequestXmlHelper: Xerces-C's, with limits on what one document may cost and on what documents leave
+// behind.
+
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 
 #include <algorithm>
+#include <boost/locale/encoding_utf.hpp>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <type_traits>
 #include <unordered_set>
-
-#include <boost/locale/encoding_utf.hpp>
+#include <utility>
+#include <vector>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLAttr.hpp>
 #include <xercesc/framework/XMLElementDecl.hpp>
@@ -19,9 +25,6 @@
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
-
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 
 namespace Drelvan {
 
@@ -40,18 +43,24 @@ static_assert(std::is_same_v<XMLCh, char16_t>, "the messages below are UTF-16 te
 constexpr std::size_t c_maxDepth = 1000;
 constexpr std::size_t c_maxAttributesOfElement = 1000;
 constexpr std::size_t c_maxNamespaceDeclarations = 10000;
+constexpr std::size_t c_maxNamespacesInScope = 256;
+constexpr std::size_t c_maxNamespacesOfElement = 1000;
+constexpr std::size_t c_maxUndeclaredElements = 10000;
 constexpr std::size_t c_maxProblems = 1000;
 constexpr std::size_t c_maxEntityExpansions = 64;
 constexpr std::size_t c_maxDoctypeBytes = 16384;
 constexpr std::size_t c_maxDoctypeAttributes = 100;
-constexpr std::size_t c_maxDoctypeDefaults = 10000;
+constexpr std::size_t c_maxDoctypeLookups = 100000;
 
-/// Until the root element is met, an unvalidated document is read in pieces of this size, so that the length of its document
-/// type declaration can be told.
+/// Until the root element is met, an unvalidated document is read in pieces of this size, so that the length of its
+/// document type declaration can be told.
 constexpr std::size_t c_prologPiece = 4096;
 
-/// Names that the parser library keeps from one document to the next, until the scanner is renewed.
+// When the scanner is renewed, which frees what it keeps of the documents it has read: after so many new names, or
+// after so many bytes, any of which may have made its buffers grow. Documents that fail can make them grow most.
 constexpr std::size_t c_maxKeptNames = 1000;
+constexpr std::size_t c_maxKeptBytes = std::size_t{16} << 20U;
+constexpr std::size_t c_maxKeptBytesAfterFailure = std::size_t{4} << 20U;
 
 std::u16string toWide(const std::string& text) { return boost::locale::conv::utf_to_utf<char16_t>(text); }
 
@@ -76,9 +85,17 @@ class NoResources final : public xercesc_3_1::XMLEntityResolver {
 /// The namespace names that documents bring, apart from those of the schema, so that they can be dropped.
 class DocumentUris final : public xercesc_3_1::XMLStringPool {
  public:
-  explicit DocumentUris(const XMLStringPool& schema) : m_schema(schema), m_schemaCount(schema.getStringCount()) {}
+  /// `onTooMany` is called when one element names too many namespaces: the scanner resolves all of them before it hands
+  /// the element over, each at a cost that grows with their number.
+  DocumentUris(const XMLStringPool& schema, std::function<void()> onTooMany)
+      : m_schema(schema), m_schemaCount(schema.getStringCount()), m_onTooMany(std::move(onTooMany)) {}
+
+  void beginElement() { m_lookups = 0; }
 
   unsigned int addOrFind(const XMLCh* uri) override {
+    if (++m_lookups > c_maxNamespacesOfElement) {
+      m_onTooMany();
+    }
     const unsigned int known = m_schema.getId(uri);
     return known != 0 ? known : XMLStringPool::addOrFind(uri) + m_schemaCount;
   }
@@ -106,6 +123,8 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
  private:
   const XMLStringPool& m_schema;
   const unsigned int m_schemaCount;
+  const std::function<void()> m_onTooMany;
+  std::size_t m_lookups = 0;
 };
 
 bool isNamespaceDeclaration(const XMLAttr& attribute) {
@@ -130,6 +149,12 @@ std::string nestedElements(std::size_t depth) {
 
 /// What is known of the document being parsed, and of those before it.
 struct RequestXmlHelper::Parser::State {
+  /// An open element that declares namespaces.
+  struct Scope {
+    std::size_t depth;
+    std::size_t declarations;
+  };
+
   NoResources resources;
   xercesc_3_1::SecurityManager expansions;
   std::unique_ptr<DocumentUris> uris;
@@ -140,37 +165,48 @@ struct RequestXmlHelper::Parser::State {
   bool inSubset = false;
   std::size_t doctypeBytes = 0;
   std::size_t doctypeAttributes = 0;
-  std::size_t doctypeDefaults = 0;
+  std::size_t doctypeLookups = 0;
   std::size_t depth = 0;
   std::size_t namespaceDeclarations = 0;
+  std::size_t namespacesInScope = 0;
+  std::vector<Scope> scopes;
+  std::size_t newUndeclaredElements = 0;
   std::size_t problems = 0;
+  bool exceeded = false;
 
   // Of all documents since the scanner was renewed:
   std::unordered_set<std::u16string> prefixes;
   std::unordered_set<const void*> undeclaredElements;
+  std::size_t bytes = 0;
   bool stale = false;  ///< the scanner must be renewed before its next use
 
   void beginDocument(bool validate) {
     validating = validate;
-    inProlog = true;
+    inProlog = !validate;
     inSubset = false;
     doctypeBytes = 0;
     doctypeAttributes = 0;
-    doctypeDefaults = 0;
+    doctypeLookups = 0;
     depth = 0;
     namespaceDeclarations = 0;
+    namespacesInScope = 0;
+    scopes.clear();
+    newUndeclaredElements = 0;
     problems = 0;
+    exceeded = false;
+    uris->beginElement();
   }
 
   bool keepsTooMuch() const {
-    return prefixes.size() + undeclaredElements.size() + uris->ownCount() > c_maxKeptNames;
+    const std::size_t names = prefixes.size() + undeclaredElements.size() + uris->ownCount();
+    return names > c_maxKeptNames || bytes > (problems == 0 ? c_maxKeptBytes : c_maxKeptBytesAfterFailure);
   }
 };
 
-/// Reads an unvalidated document in small pieces up to its root element.
-class RequestXmlHelper::Parser::PrologStream final : public BinInputStream {
+/// Counts what is read, and reads an unvalidated document in small pieces up to its root element.
+class RequestXmlHelper::Parser::CountedStream final : public BinInputStream {
  public:
-  PrologStream(std::unique_ptr<BinInputStream> inner, Parser& parser) : m_inner(std::move(inner)), m_parser(parser) {}
+  CountedStream(std::unique_ptr<BinInputStream> inner, Parser& parser) : m_inner(std::move(inner)), m_parser(parser) {}
 
   XMLFilePos curPos() const override { return m_inner->curPos(); }
   const XMLCh* getContentType() const override { return m_inner->getContentType(); }
@@ -179,6 +215,7 @@ class RequestXmlHelper::Parser::PrologStream final : public BinInputStream {
   XMLSize_t readBytes(XMLByte* bytes, XMLSize_t most) override {
     State& state = *m_parser.m_state;
     const XMLSize_t count = m_inner->readBytes(bytes, state.inProlog ? std::min(most, c_prologPiece) : most);
+    state.bytes += count;
     if (state.inSubset) {
       state.doctypeBytes += count;
       m_parser.limit(state.doctypeBytes, c_maxDoctypeBytes, "bytes of document type declaration");
@@ -191,20 +228,20 @@ class RequestXmlHelper::Parser::PrologStream final : public BinInputStream {
   Parser& m_parser;
 };
 
-/// The caller's source, read through a `PrologStream`.
-class RequestXmlHelper::Parser::PrologSource final : public InputSource {
+/// The caller's source, read through a `CountedStream`.
+class RequestXmlHelper::Parser::CountedSource final : public InputSource {
  public:
-  PrologSource(const InputSource& inner, Parser& parser)
-      : InputSource(inner.getSystemId(), inner.getPublicId(), inner.getMemoryManager()),
-        m_inner(inner),
-        m_parser(parser) {
-    setEncoding(inner.getEncoding());
-    setIssueFatalErrorIfNotFound(inner.getIssueFatalErrorIfNotFound());
-  }
+  CountedSource(const InputSource& inner, Parser& parser)
+      : InputSource(inner.getMemoryManager()), m_inner(inner), m_parser(parser) {}
+
+  const XMLCh* getEncoding() const override { return m_inner.getEncoding(); }
+  const XMLCh* getPublicId() const override { return m_inner.getPublicId(); }
+  const XMLCh* getSystemId() const override { return m_inner.getSystemId(); }
+  bool getIssueFatalErrorIfNotFound() const override { return m_inner.getIssueFatalErrorIfNotFound(); }
 
   BinInputStream* makeStream() const override {
     std::unique_ptr<BinInputStream> stream(m_inner.makeStream());
-    return stream == nullptr ? nullptr : new PrologStream(std::move(stream), m_parser);
+    return stream == nullptr ? nullptr : new CountedStream(std::move(stream), m_parser);
   }
 
  private:
@@ -262,7 +299,9 @@ void RequestXmlHelper::Parser::protect() {
   setXMLEntityResolver(&m_state->resources);
   m_state->expansions.setEntityExpansionLimit(c_maxEntityExpansions);
   setSecurityManager(&m_state->expansions);
-  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool());
+  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool(), [this] {
+    limit(c_maxNamespacesOfElement + 1, c_maxNamespacesOfElement, "namespaces named by an element");
+  });
   fURIStringPool = m_state->uris.get();
   renewScanner();
 }
@@ -273,11 +312,7 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
   }
   m_state->beginDocument(getValidationScheme() != Val_Never);
   try {
-    if (m_state->validating) {
-      XercesDOMParser::parse(source);
-    } else {
-      XercesDOMParser::parse(PrologSource(source, *this));
-    }
+    XercesDOMParser::parse(CountedSource(source, *this));
   } catch (const Refusal&) {
     // The handler has it.
   } catch (...) {
@@ -286,23 +321,37 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
     throw;
   }
   // A scanner that has met XML 1.1 reads documents without a declaration as XML 1.1.
-  m_state->stale = m_state->keepsTooMuch() || fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0;
+  const bool metVersion11 = fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0;
+  if (m_state->exceeded || metVersion11 || m_state->keepsTooMuch()) {
+    renewScannerOrLater();
+  }
+}
+
+void RequestXmlHelper::Parser::renewScannerOrLater() {
+  try {
+    renewScanner();
+  } catch (...) {
+    // The document just parsed is none the worse; the next parse tries again.
+    m_state->stale = true;
+  }
 }
 
 void RequestXmlHelper::Parser::renewScanner() {
   m_state->stale = true;
   setParseInProgress(false);
+  m_state->uris->beginElement();
   useScanner(XMLUni::fgIGXMLScanner);
   m_state->uris->flushAll();
   m_state->prefixes.clear();
   m_state->undeclaredElements.clear();
+  m_state->bytes = 0;
   growElementStates();
   m_state->stale = false;
 }
 
 void RequestXmlHelper::Parser::growElementStates() {
-  // The scanner doubles its array of element states once per element of the schema, however far the depth has jumped since
-  // the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
+  // The scanner doubles its array of element states once per element of the schema, however far the depth has jumped
+  // since the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
   const std::string text = nestedElements(c_maxDepth + 2);
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "", false,
                                               XMLPlatformUtils::fgMemoryManager);
@@ -311,14 +360,17 @@ void RequestXmlHelper::Parser::growElementStates() {
 }
 
 void RequestXmlHelper::Parser::refuse(const std::string& message) {
-  const xercesc_3_1::SAXParseException problem(toWide(message).c_str(), *fScanner->getLocator(),
-                                               XMLPlatformUtils::fgMemoryManager);
+  xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
+  fScanner->getReaderMgr()->getLastExtEntityInfo(place);
+  const xercesc_3_1::SAXParseException problem(toWide(message).c_str(), place.publicId, place.systemId,
+                                               place.lineNumber, place.colNumber, XMLPlatformUtils::fgMemoryManager);
   getErrorHandler()->fatalError(problem);
   throw Refusal();
 }
 
 void RequestXmlHelper::Parser::limit(std::size_t count, std::size_t most, const char* what) {
   if (count > most) {
+    m_state->exceeded = true;
     refuse("The document exceeds the limit of " + std::to_string(most) + " " + what + ".");
   }
 }
@@ -338,37 +390,64 @@ void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& d
   state.inProlog = false;
   state.inSubset = false;
   limit(++state.depth, c_maxDepth, "levels of elements");
+  limit(state.doctypeLookups += state.doctypeAttributes, c_maxDoctypeLookups,
+        "lookups of attributes in its document type declaration");
   if (attributeCount != 0) {
     checkAttributes(attributes, attributeCount);
   }
   if (!declaration.isDeclared()) {
-    state.undeclaredElements.insert(&declaration);
-    if (isRoot && state.validating && state.problems == 0) {
-      refuse("The root element '" + boost::locale::conv::utf_to_utf<char>(declaration.getFullName()) +
-             "' is not declared in the schema.");
-    }
+    checkUndeclared(declaration, isRoot);
   }
   XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
 }
 
-void RequestXmlHelper::Parser::checkAttributes(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes,
-                                               XMLSize_t count) {
-  State& state = *m_state;
+void RequestXmlHelper::Parser::checkAttributes(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes, XMLSize_t count) {
   limit(count, c_maxAttributesOfElement, "attributes of an element");
+  std::size_t declarations = 0;
   for (XMLSize_t index = 0; index < count; ++index) {
     const XMLAttr& attribute = *attributes.elementAt(index);
     if (isNamespaceDeclaration(attribute)) {
-      limit(++state.namespaceDeclarations, c_maxNamespaceDeclarations, "namespace declarations");
-      state.prefixes.insert(attribute.getName());
-    } else if (state.doctypeAttributes != 0 && !attribute.getSpecified()) {
-      limit(++state.doctypeDefaults, c_maxDoctypeDefaults, "default attributes from its document type declaration");
+      ++declarations;
+      m_state->prefixes.insert(attribute.getName());
     }
+  }
+  if (declarations != 0) {
+    enterScope(declarations);
+  }
+}
+
+void RequestXmlHelper::Parser::enterScope(std::size_t declarations) {
+  State& state = *m_state;
+  state.uris->beginElement();
+  limit(state.namespaceDeclarations += declarations, c_maxNamespaceDeclarations, "namespace declarations");
+  limit(state.namespacesInScope += declarations, c_maxNamespacesInScope, "namespace declarations in scope");
+  state.scopes.push_back({state.depth, declarations});
+}
+
+void RequestXmlHelper::Parser::leaveScope() {
+  State& state = *m_state;
+  if (!state.scopes.empty() && state.scopes.back().depth == state.depth) {
+    state.namespacesInScope -= state.scopes.back().declarations;
+    state.scopes.pop_back();
+  }
+  --state.depth;
+}
+
+void RequestXmlHelper::Parser::checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot) {
+  State& state = *m_state;
+  if (state.undeclaredElements.insert(&declaration).second) {
+    limit(++state.newUndeclaredElements, c_maxUndeclaredElements, "undeclared elements of different names");
+  }
+  // The parser library lets a root pass that names its own type.
+  if (isRoot && state.validating && state.problems == 0) {
+    refuse("The root element '" + boost::locale::conv::utf_to_utf<char>(declaration.getFullName()) +
+           "' is not declared in the schema.");
   }
 }
 
 void RequestXmlHelper::Parser::endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
                                           const XMLCh* prefix) {
-  --m_state->depth;
+  leaveScope();
   XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
 }
 

@@ -1,13 +1,11 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
+#include <service/Logging.h>
 
 #include <algorithm>
-#include <string>
-
 #include <boost/chrono/duration.hpp>
 #include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/thread.hpp>
-
-#include <service/Logging.h>
+#include <string>
 
 namespace Drelvan {
 
@@ -20,9 +18,9 @@ Logging s_logger(__FILE__);
 /// What the messages say of one call.
 struct Texts {
   const char* signature;
-  const char* verb;        ///< "copy"
-  const char* progressive; ///< "copying"
-  std::string files;       ///< the file names in quotes
+  const char* verb;         ///< "copy"
+  const char* progressive;  ///< "copying"
+  std::string files;        ///< the file names in quotes
 };
 
 std::string quoted(const FileName& file) { return "'" + file.toString() + "'"; }
@@ -81,25 +79,31 @@ WaitingFileUtilities& WaitingFileUtilities::operator=(const WaitingFileUtilities
 
 void WaitingFileUtilities::waitingCopy(const FileName& source, const FileName& target, unsigned long waitMilliseconds,
                                        int tries) {
-  const Texts texts{"void __cdecl Drelvan::WaitingFileUtilities::waitingCopy(const class Drelvan::FileName &,"
-                    "const class Drelvan::FileName &,unsigned long,int)",
-                    "copy", "copying", quoted(source) + " to " + quoted(target)};
-  tryRepeatedly(texts, [&] { FileUtilities::copyFile(source, target); }, waitMilliseconds, tries);
+  const Texts texts{
+      "void __cdecl Drelvan::WaitingFileUtilities::waitingCopy(const class Drelvan::FileName &,"
+      "const class Drelvan::FileName &,unsigned long,int)",
+      "copy", "copying", quoted(source) + " to " + quoted(target)};
+  tryRepeatedly(
+      texts, [&] { FileUtilities::copyFile(source, target); }, waitMilliseconds, tries);
 }
 
 void WaitingFileUtilities::waitingRename(const FileName& oldName, const FileName& newName,
                                          unsigned long waitMilliseconds, int tries) {
-  const Texts texts{"void __cdecl Drelvan::WaitingFileUtilities::waitingRename(const class Drelvan::FileName &,"
-                    "const class Drelvan::FileName &,unsigned long,int)",
-                    "rename", "renaming", quoted(oldName) + " to " + quoted(newName)};
-  tryRepeatedly(texts, [&] { FileUtilities::rename(oldName, newName); }, waitMilliseconds, tries);
+  const Texts texts{
+      "void __cdecl Drelvan::WaitingFileUtilities::waitingRename(const class Drelvan::FileName &,"
+      "const class Drelvan::FileName &,unsigned long,int)",
+      "rename", "renaming", quoted(oldName) + " to " + quoted(newName)};
+  tryRepeatedly(
+      texts, [&] { FileUtilities::rename(oldName, newName); }, waitMilliseconds, tries);
 }
 
 void WaitingFileUtilities::waitingRemove(const FileName& file, unsigned long waitMilliseconds, int tries) {
-  const Texts texts{"void __cdecl Drelvan::WaitingFileUtilities::waitingRemove(const class Drelvan::FileName &,"
-                    "unsigned long,int)",
-                    "remove", "removing", quoted(file)};
-  tryRepeatedly(texts, [&] { FileUtilities::remove(file); }, waitMilliseconds, tries);
+  const Texts texts{
+      "void __cdecl Drelvan::WaitingFileUtilities::waitingRemove(const class Drelvan::FileName &,"
+      "unsigned long,int)",
+      "remove", "removing", quoted(file)};
+  tryRepeatedly(
+      texts, [&] { FileUtilities::remove(file); }, waitMilliseconds, tries);
 }
 
 }  // namespace Drelvan

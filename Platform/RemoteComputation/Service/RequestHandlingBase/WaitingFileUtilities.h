@@ -7,10 +7,11 @@ namespace Drelvan {
 
 /// File operations that wait and try again while they fail, as for a file that another program still holds.
 ///
-/// All three make up to `tries` tries and wait `waitMilliseconds` after each failed one but the last; the failures before
-/// the last are logged at DEBUG and forgotten, the last try is announced at INFO and its exception reaches the caller as it
-/// is. With `tries` 0 or below there is one try; with exactly -1 they try until one succeeds. Each wait, also one of 0
-/// milliseconds, is an interruption point of Boost.Thread: `boost::thread_interrupted` leaves the operation.
+/// All three make up to `tries` tries and wait `waitMilliseconds` after each failed one but the last; the failures
+/// before the last are logged at DEBUG and forgotten, the last try is announced at INFO and its exception reaches the
+/// caller as it is. With `tries` 0 or below there is one try; with exactly -1 they try until one succeeds. Each wait,
+/// also one of 0 milliseconds, is an interruption point of Boost.Thread: `boost::thread_interrupted` leaves the
+/// operation.
 ///
 /// Threads: any number of threads may call any operation at once; the calling thread is blocked meanwhile.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT WaitingFileUtilities {
