@@ -1,10 +1,10 @@
 #pragma once
 
+#include <service/DVMService_ExceptionHandling_export.h>
+
 #include <exception>
 #include <memory>
 #include <string>
-
-#include <service/DVMService_ExceptionHandling_export.h>
 
 namespace Drelvan {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <service/DVMService_FileHandling_export.h>
+#include <service/ExceptionHandling.h>
+
 #include <memory>
 #include <string>
 #include <system_error>
-
-#include <service/DVMService_FileHandling_export.h>
-#include <service/ExceptionHandling.h>
 
 namespace Drelvan {
 

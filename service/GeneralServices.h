@@ -1,11 +1,10 @@
 #pragma once
 
-#include <string>
-
-#include <xercesc/dom/DOMElement.hpp>
-
 #include <service/DVMService_GeneralServices_export.h>
 #include <service/Xerces.h>
+
+#include <string>
+#include <xercesc/dom/DOMElement.hpp>
 
 namespace Drelvan {
 

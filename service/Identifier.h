@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include <service/DVMService_Identifier_export.h>
+
+#include <string>
 
 namespace Drelvan {
 

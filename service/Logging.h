@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include <service/DVMService_Logging_export.h>
+
+#include <string>
 
 namespace Drelvan {
 

@@ -6,12 +6,12 @@
 /// disconnect itself. A signal must not be destroyed while another thread enters one of its operations; a slot may
 /// destroy the signal that calls it.
 
+#include <service/DVMService_Signals_export.h>
+
 #include <functional>
 #include <memory>
 #include <tuple>
 #include <utility>
-
-#include <service/DVMService_Signals_export.h>
 
 namespace Signals {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <boost/thread/mutex.hpp>
-
 #include <service/DVMService_System_export.h>
+
+#include <boost/thread/mutex.hpp>
 
 namespace Drelvan {
 

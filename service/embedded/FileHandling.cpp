@@ -1,4 +1,8 @@
+#include <fcntl.h>
 #include <service/FileHandling.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -7,11 +11,6 @@
 #include <functional>
 #include <utility>
 #include <vector>
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace Drelvan {
 
@@ -80,9 +79,8 @@ class Copy {
     // Names may be too long to grow: the hash keeps shortened ones apart.
     constexpr std::size_t longest = 180;
     const std::string name = target.filename().string();
-    const std::string shortened = name.size() <= longest
-                                      ? name
-                                      : name.substr(0, longest) + '-' + std::to_string(std::hash<std::string>{}(name));
+    const std::string shortened =
+        name.size() <= longest ? name : name.substr(0, longest) + '-' + std::to_string(std::hash<std::string>{}(name));
     return target.parent_path() / ("." + shortened + ".copying");
   }
 

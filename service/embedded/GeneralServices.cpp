@@ -1,11 +1,10 @@
 #include <service/GeneralServices.h>
 
+#include <boost/locale/encoding_utf.hpp>
+#include <boost/locale/utf.hpp>
 #include <cstdint>
 #include <optional>
 #include <string_view>
-
-#include <boost/locale/encoding_utf.hpp>
-#include <boost/locale/utf.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 #include <xercesc/util/XMLString.hpp>
 

@@ -1,12 +1,10 @@
+#include <service/ExceptionHandling.h>
 #include <service/Identifier.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstddef>
 #include <string_view>
-
-#include <unistd.h>
-
-#include <service/ExceptionHandling.h>
 
 namespace Drelvan {
 

@@ -1,15 +1,4 @@
 #include <service/Logging.h>
-
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <utility>
-
-#include <nlohmann/json.hpp>
 #include <spdlog/fmt/fmt.h>
 #include <spdlog/formatter.h>
 #include <spdlog/pattern_formatter.h>
@@ -17,32 +6,59 @@
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <utility>
+
 namespace Drelvan {
 
 namespace {
 
 constexpr const char* c_textPattern = "%Y-%m-%d %H:%M:%S.%e %^%L%$ %s:%# %v";
-constexpr const char* c_indentation = "    ";
-
-std::string indentFurtherLines(spdlog::string_view_t text) {
-  std::string result;
-  result.reserve(text.size() + 64);
-  for (const char character : text) {
-    result.push_back(character == '\r' ? '\n' : character);
-    if (character == '\n' || character == '\r') {
-      result.append(c_indentation);
-    }
-  }
-  return result;
-}
+constexpr std::string_view c_indentation = "    ";
 
 bool hasFurtherLines(spdlog::string_view_t text) {
-  for (const char character : text) {
-    if (character == '\n' || character == '\r') {
-      return true;
-    }
+  return std::memchr(text.data(), '\n', text.size()) != nullptr ||
+         std::memchr(text.data(), '\r', text.size()) != nullptr;
+}
+
+std::size_t countOf(char character, spdlog::string_view_t text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), character));
+}
+
+const char* endOfLine(const char* begin, const char* end, bool hasReturns) {
+  if (hasReturns) {
+    return std::find_if(begin, end, [](char character) { return character == '\n' || character == '\r'; });
   }
-  return false;
+  const void* feed = std::memchr(begin, '\n', static_cast<std::size_t>(end - begin));
+  return feed == nullptr ? end : static_cast<const char*>(feed);
+}
+
+/// Goes by whole lines and allocates once: entries with rejected inputs are many megabytes long.
+std::string indentFurtherLines(spdlog::string_view_t text) {
+  const std::size_t returns = countOf('\r', text);
+  std::string result;
+  result.reserve(text.size() + (countOf('\n', text) + returns) * c_indentation.size());
+  const char* place = text.begin();
+  while (place != text.end()) {
+    const char* end = endOfLine(place, text.end(), returns != 0);
+    result.append(place, end);
+    if (end != text.end()) {
+      result.append(1, '\n').append(c_indentation);
+      ++end;
+    }
+    place = end;
+  }
+  return result;
 }
 
 /// Formats as `inner` does, with the further lines of the message indented.

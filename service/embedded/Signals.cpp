@@ -1,9 +1,8 @@
 #include <service/Signals.h>
 
-#include <exception>
-
 #include <boost/optional.hpp>
 #include <boost/signals2/signal.hpp>
+#include <exception>
 
 namespace Signals {
 
