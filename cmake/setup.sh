@@ -1,0 +1,87 @@
+# Set-up shared by ./run, ./test and .ci/run; sourced by them, with `root` set to the repository's folder.
+#
+# Whatever keeps the work from starting ends the script with exit code 10.
+
+say() { printf '== %s\n' "$*"; }
+
+fail() {
+  printf '%s: %s\n' "${0##*/}" "$1" >&2
+  exit 10
+}
+
+# listed_packages SECTION...: the packages of these sections of packages.txt.
+listed_packages() {
+  local line section='' wanted=" $* "
+  while read -r line; do
+    case $line in
+      '# '*) section=${line#\# } ;;
+      '') ;;
+      *) if [[ $wanted == *" $section "* ]]; then echo "$line"; fi ;;
+    esac
+  done <"$root/packages.txt"
+}
+
+# missing_packages PACKAGE...: those that are not installed.
+missing_packages() {
+  local installed
+  installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p')
+  printf '%s\n' "$@" | grep -vxF -e "$installed" || true
+}
+
+as_root() {
+  if [[ $(id -u) -eq 0 ]]; then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+apt_install() {
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install --yes --quiet --no-install-recommends "$@"
+}
+
+# install_packages SECTION...: installs what is missing of these sections; downloads nothing when nothing is.
+install_packages() {
+  local packages missing
+  mapfile -t packages < <(listed_packages "$@")
+  command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
+    fail "this is no Debian system; install what Debian calls ${packages[*]}, then use the presets of CMake."
+  mapfile -t missing < <(missing_packages "${packages[@]}")
+  [[ ${#missing[@]} -gt 0 ]] || return 0
+
+  say "Installing the missing Debian packages: ${missing[*]}"
+  [[ $(id -u) -eq 0 ]] || command -v sudo >/dev/null ||
+    fail "installing needs root or sudo. As root: apt-get install ${missing[*]}"
+  # Package lists may be missing, as in container images, or out of date.
+  if ! apt-get install --simulate "${missing[@]}" >/dev/null 2>&1 || ! apt_install "${missing[@]}"; then
+    as_root apt-get update --quiet || fail "the package lists cannot be fetched. Is this machine online?"
+    apt_install "${missing[@]}" || fail "installing failed, see above; Debian 12 has all of: ${missing[*]}"
+  fi
+}
+
+# quietly COMMAND...: shows the output only when the command fails.
+quietly() {
+  local output
+  if ! output=$("$@" 2>&1); then
+    printf '%s\n' "$output" >&2
+    return 1
+  fi
+}
+
+# build PRESET: configures and builds build/PRESET; says nothing when there is nothing to do.
+build() {
+  local preset=$1 folder=$root/build/$1 fresh=()
+  if [[ -e $folder/CMakeCache.txt ]] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$folder/CMakeCache.txt"; then
+    fresh=(--fresh)  # the clone was moved
+  fi
+  local first=yes
+  [[ ! -e $folder/.ninja_log || ${#fresh[@]} -gt 0 ]] || first=no
+
+  [[ $first == no ]] || say "Building (preset $preset) in $folder"
+  quietly cmake -S "$root" --preset "$preset" "${fresh[@]}" || fail "configuring failed, see above."
+  if [[ $first == yes ]]; then
+    cmake --build "$folder" || fail "building failed, see above."
+  else
+    cmake --build "$folder" -- --quiet | sed '/^ninja: no work to do\.$/d' || fail "building failed, see above."
+  fi
+}
