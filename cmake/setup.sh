@@ -21,12 +21,13 @@ listed_packages() {
   done <"$root/packages.txt"
 }
 
-# missing_packages PACKAGE...: those that are not installed.
-missing_packages() {
-  local installed
-  installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p')
-  printf '%s\n' "$@" | grep -vxF -e "$installed" || true
+# installed_packages PACKAGE...: those that are installed.
+installed_packages() {
+  dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p'
 }
+
+# missing_packages PACKAGE...: those that are not.
+missing_packages() { printf '%s\n' "$@" | grep -vxF -f <(installed_packages "$@") || true; }
 
 as_root() {
   if [[ $(id -u) -eq 0 ]]; then
