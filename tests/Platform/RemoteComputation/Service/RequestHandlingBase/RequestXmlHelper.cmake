@@ -1,0 +1,17 @@
+set(folder ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase)
+
+foreach(part IN ITEMS Instance Parse ErrorHandler Files)
+  requesthandling_test(RequestXmlHelper${part}Test
+    ${folder}/RequestXmlHelper${part}Test.cpp
+    LIBRARIES test_recording_logging GTest::gmock)
+endforeach()
+
+requesthandling_test(RequestXmlHelperVanishedFileTest
+  ${folder}/RequestXmlHelperVanishedFileTest.cpp
+  LIBRARIES test_recording_logging test_scripted_files GTest::gmock)
+
+# File names and messages do not depend on the locale.
+foreach(locale IN ITEMS C C.UTF-8)
+  add_test(NAME RequestXmlHelperFilesTest.InLocale.${locale} COMMAND RequestXmlHelperFilesTest)
+  set_tests_properties(RequestXmlHelperFilesTest.InLocale.${locale} PROPERTIES ENVIRONMENT LC_ALL=${locale})
+endforeach()
