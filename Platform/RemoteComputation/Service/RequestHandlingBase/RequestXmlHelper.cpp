@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <sstream>
+#include <string_view>
 #include <utility>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/LocalFileInputSource.hpp>
@@ -77,9 +79,9 @@ std::string addressOf(const void* object) {
 }
 
 /// `first` and `second` in one allocation, which matters for inputs of many megabytes.
-std::string joined(const char* first, const std::string& second) {
+std::string joined(std::string_view first, std::string_view second) {
   std::string text;
-  text.reserve(std::strlen(first) + second.size());
+  text.reserve(first.size() + second.size());
   return text.append(first).append(second);
 }
 
@@ -110,9 +112,9 @@ class NamedFileInputSource final : public xercesc_3_1::LocalFileInputSource {
   const std::string& m_name;
 };
 
-[[noreturn]] void failParse(const std::string& logText, const char* message, int line) {
+DvExceptionNested parseFailure(const std::string& logText, const char* message, int line) {
   s_logger.logDEBUG(logText, __FILE__, c_parseSourceSignature, line);
-  throw DvExceptionNested(message, c_group, c_parse, __FILE__, line);
+  return {message, c_group, c_parse, __FILE__, line};
 }
 
 }  // namespace
@@ -239,22 +241,39 @@ void RequestXmlHelper::initParser() {
   s_logger.logTRACE("Parser initialized.", __FILE__, c_initParserSignature, __LINE__);
 }
 
-DOMDocument* RequestXmlHelper::parse(const xercesc_3_1::InputSource& source, bool validate) {
+/// What a parse came to: the document, or the failure, which is thrown once all have logged it.
+struct RequestXmlHelper::Outcome {
+  DOMDocument* document = nullptr;
+  std::optional<DvExceptionNested> failure;
+
+  DOMDocument* documentOrThrow() const {
+    if (failure) {
+      throw DvExceptionNested(*failure);
+    }
+    return document;
+  }
+};
+
+RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const xercesc_3_1::InputSource& source, bool validate) {
   const boost::mutex::scoped_lock lock(m_parseMutex);
   if (!m_parserInitialized) {
     initParser();
   }
   m_errorHandler->resetErrors();
-  runParser(source, validate);
-  if (m_errorHandler->hasErrors()) {
+  Outcome outcome;
+  runParser(source, validate, outcome);
+  if (!outcome.failure && m_errorHandler->hasErrors()) {
     m_parser.resetDocumentPool();
     const std::string message = "Errors occurred while parsing input: " + m_errorHandler->getErrorMessage();
-    failParse(message, message.c_str(), __LINE__);
+    outcome.failure = parseFailure(message, message.c_str(), __LINE__);
   }
-  return m_parser.adoptDocument();
+  if (!outcome.failure) {
+    outcome.document = m_parser.adoptDocument();
+  }
+  return outcome;
 }
 
-void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool validate) {
+void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool validate, Outcome& outcome) {
   const auto scheme = m_parser.getValidationScheme();
   m_parser.setValidationScheme(validate ? xercesc_3_1::XercesDOMParser::Val_Always
                                         : xercesc_3_1::XercesDOMParser::Val_Never);
@@ -267,43 +286,51 @@ void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool va
     m_parser.setValidationScheme(scheme);
   } catch (const xercesc_3_1::XMLException& exception) {
     recover();
-    failParse("XMLException parsing input: " + toText(exception.getMessage()), "XMLException parsing input", __LINE__);
+    outcome.failure = parseFailure("XMLException parsing input: " + toText(exception.getMessage()),
+                                   "XMLException parsing input", __LINE__);
   } catch (const xercesc_3_1::DOMException& exception) {
     recover();
-    failParse("DOMException parsing input: " + toText(exception.getMessage()), "DOMException parsing input", __LINE__);
+    outcome.failure = parseFailure("DOMException parsing input: " + toText(exception.getMessage()),
+                                   "DOMException parsing input", __LINE__);
   } catch (const std::exception& exception) {
     recover();
     // Callers know only the two parser library's texts: this one shares the second.
-    failParse(std::string("Exception parsing input: ") + exception.what(), "DOMException parsing input", __LINE__);
+    outcome.failure = parseFailure(std::string("Exception parsing input: ") + exception.what(),
+                                   "DOMException parsing input", __LINE__);
   } catch (...) {
     recover();
-    failParse("Unknown exception parsing input.", "Unknown exception parsing input.", __LINE__);
+    outcome.failure = parseFailure("Unknown exception parsing input.", "Unknown exception parsing input.", __LINE__);
   }
 }
 
-DOMDocument* RequestXmlHelper::parse(char* input) {
-  const char* text = input == nullptr ? "" : input;
+RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const char* text) {
   const auto length = static_cast<std::uint32_t>(std::strlen(text));
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text), length, c_memorySystemId, false,
                                               XMLPlatformUtils::fgMemoryManager);
-  try {
-    return parse(source, true);
-  } catch (const DvExceptionNested&) {
+  Outcome outcome = tryParse(source, true);
+  if (outcome.failure) {
     s_logger.logTRACE(joined("Input string:\n", text), __FILE__, c_parseBufferSignature, __LINE__);
-    throw;
   }
+  return outcome;
 }
 
+DOMDocument* RequestXmlHelper::parse(const xercesc_3_1::InputSource& source, bool validate) {
+  return tryParse(source, validate).documentOrThrow();
+}
+
+DOMDocument* RequestXmlHelper::parse(char* input) { return tryParse(input == nullptr ? "" : input).documentOrThrow(); }
+
 DOMDocument* RequestXmlHelper::parse(const std::string& input) {
-  s_logger.logTRACE(joined("Parser input:\n", input), __FILE__, c_parseStringSignature, __LINE__);
-  std::string copy(input);
-  try {
-    return parse(copy.data());
-  } catch (const DvExceptionNested& exception) {
-    s_logger.logERROR(std::string("Input parsing error: ") + exception.what() + "\nInput:\n" + input, __FILE__,
-                      c_parseStringSignature, __LINE__);
-    throw;
+  constexpr std::string_view logged = "Parser input:\n";
+  // The text of the log entry is the copy that is parsed: inputs may have many megabytes.
+  const std::string copy = joined(logged, input);
+  s_logger.logTRACE(copy, __FILE__, c_parseStringSignature, __LINE__);
+  const Outcome outcome = tryParse(copy.c_str() + logged.size());
+  if (outcome.failure) {
+    s_logger.logERROR(joined(std::string("Input parsing error: ") + outcome.failure->what() + "\nInput:\n", input),
+                      __FILE__, c_parseStringSignature, __LINE__);
   }
+  return outcome.documentOrThrow();
 }
 
 DOMDocument* RequestXmlHelper::parseFile(const FileName& file, bool validate) {

@@ -132,6 +132,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void leaveScope();
     /// Refuses the document when `count` is above `most`.
     void limit(std::size_t count, std::size_t most, const char* what);
+    [[noreturn]] void refuseExcess(std::size_t most, const char* what);
     /// Reports `message` at the place that the parser has reached, and leaves the parse.
     [[noreturn]] void refuse(const std::string& message);
 
@@ -141,8 +142,11 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   RequestXmlHelper();
 
   void initParser();
-  /// Runs the parser; turns whatever it throws into `DvExceptionNested`.
-  void runParser(const xercesc_3_1::InputSource& source, bool validate);
+  struct Outcome;
+  Outcome tryParse(const xercesc_3_1::InputSource& source, bool validate);
+  Outcome tryParse(const char* text);
+  /// Runs the parser; whatever it throws becomes the failure of `outcome`.
+  void runParser(const xercesc_3_1::InputSource& source, bool validate, Outcome& outcome);
 
   static std::shared_ptr<RequestXmlHelper> s_instance;
   static boost::mutex s_instanceMutex;

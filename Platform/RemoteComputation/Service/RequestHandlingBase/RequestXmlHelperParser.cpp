@@ -82,13 +82,15 @@ class NoResources final : public xercesc_3_1::XMLEntityResolver {
   }
 };
 
-/// The namespace names that documents bring, apart from those of the schema, so that they can be dropped.
+/// The schema's namespace names, under their numbers, followed by those that documents bring, which can be dropped.
 class DocumentUris final : public xercesc_3_1::XMLStringPool {
  public:
   /// `onTooMany` is called when one element names too many namespaces: the scanner resolves all of them before it hands
   /// the element over, each at a cost that grows with their number.
   DocumentUris(const XMLStringPool& schema, std::function<void()> onTooMany)
-      : m_schema(schema), m_schemaCount(schema.getStringCount()), m_onTooMany(std::move(onTooMany)) {}
+      : m_schema(schema), m_onTooMany(std::move(onTooMany)) {
+    takeSchema();
+  }
 
   void beginElement() { m_lookups = 0; }
 
@@ -96,33 +98,24 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
     if (++m_lookups > c_maxNamespacesOfElement) {
       m_onTooMany();
     }
-    const unsigned int known = m_schema.getId(uri);
-    return known != 0 ? known : XMLStringPool::addOrFind(uri) + m_schemaCount;
+    return XMLStringPool::addOrFind(uri);
   }
 
-  bool exists(const XMLCh* uri) const override { return m_schema.exists(uri) || XMLStringPool::exists(uri); }
-
-  bool exists(unsigned int id) const override {
-    return id <= m_schemaCount ? m_schema.exists(id) : XMLStringPool::exists(id - m_schemaCount);
+  void flushAll() override {
+    XMLStringPool::flushAll();
+    takeSchema();
   }
 
-  unsigned int getId(const XMLCh* uri) const override {
-    const unsigned int known = m_schema.getId(uri);
-    const unsigned int own = known != 0 ? 0 : XMLStringPool::getId(uri);
-    return own != 0 ? own + m_schemaCount : known;
-  }
-
-  const XMLCh* getValueForId(unsigned int id) const override {
-    return id <= m_schemaCount ? m_schema.getValueForId(id) : XMLStringPool::getValueForId(id - m_schemaCount);
-  }
-
-  unsigned int getStringCount() const override { return m_schemaCount + ownCount(); }
-
-  unsigned int ownCount() const { return XMLStringPool::getStringCount(); }
+  unsigned int ownCount() const { return getStringCount() - m_schema.getStringCount(); }
 
  private:
+  void takeSchema() {
+    for (unsigned int id = 1; id <= m_schema.getStringCount(); ++id) {
+      XMLStringPool::addOrFind(m_schema.getValueForId(id));
+    }
+  }
+
   const XMLStringPool& m_schema;
-  const unsigned int m_schemaCount;
   const std::function<void()> m_onTooMany;
   std::size_t m_lookups = 0;
 };
@@ -368,11 +361,15 @@ void RequestXmlHelper::Parser::refuse(const std::string& message) {
   throw Refusal();
 }
 
-void RequestXmlHelper::Parser::limit(std::size_t count, std::size_t most, const char* what) {
+inline void RequestXmlHelper::Parser::limit(std::size_t count, std::size_t most, const char* what) {
   if (count > most) {
-    m_state->exceeded = true;
-    refuse("The document exceeds the limit of " + std::to_string(most) + " " + what + ".");
+    refuseExcess(most, what);
   }
+}
+
+void RequestXmlHelper::Parser::refuseExcess(std::size_t most, const char* what) {
+  m_state->exceeded = true;
+  refuse("The document exceeds the limit of " + std::to_string(most) + " " + what + ".");
 }
 
 void RequestXmlHelper::Parser::error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text,
@@ -390,8 +387,10 @@ void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& d
   state.inProlog = false;
   state.inSubset = false;
   limit(++state.depth, c_maxDepth, "levels of elements");
-  limit(state.doctypeLookups += state.doctypeAttributes, c_maxDoctypeLookups,
-        "lookups of attributes in its document type declaration");
+  if (state.doctypeAttributes != 0) {
+    limit(state.doctypeLookups += state.doctypeAttributes, c_maxDoctypeLookups,
+          "lookups of attributes in its document type declaration");
+  }
   if (attributeCount != 0) {
     checkAttributes(attributes, attributeCount);
   }
