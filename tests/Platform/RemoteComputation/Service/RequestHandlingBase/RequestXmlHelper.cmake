@@ -15,3 +15,10 @@ foreach(locale IN ITEMS C C.UTF-8)
   add_test(NAME RequestXmlHelperFilesTest.InLocale.${locale} COMMAND RequestXmlHelperFilesTest)
   set_tests_properties(RequestXmlHelperFilesTest.InLocale.${locale} PROPERTIES ENVIRONMENT LC_ALL=${locale})
 endforeach()
+
+# These replace operations of the parser library, so each is a program of its own.
+foreach(part IN ITEMS Platform SetUp)
+  requesthandling_test(RequestXmlHelper${part}Test
+    ${folder}/RequestXmlHelper${part}Test.cpp
+    LIBRARIES test_recording_logging GTest::gmock ${CMAKE_DL_LIBS})
+endforeach()
