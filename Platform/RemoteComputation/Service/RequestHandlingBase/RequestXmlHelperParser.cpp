@@ -292,9 +292,8 @@ void RequestXmlHelper::Parser::protect() {
   setXMLEntityResolver(&m_state->resources);
   m_state->expansions.setEntityExpansionLimit(c_maxEntityExpansions);
   setSecurityManager(&m_state->expansions);
-  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool(), [this] {
-    limit(c_maxNamespacesOfElement + 1, c_maxNamespacesOfElement, "namespaces named by an element");
-  });
+  const auto refuseNamespaces = [this] { refuseExcess(c_maxNamespacesOfElement, "namespaces named by an element"); };
+  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool(), refuseNamespaces);
   fURIStringPool = m_state->uris.get();
   renewScanner();
 }
