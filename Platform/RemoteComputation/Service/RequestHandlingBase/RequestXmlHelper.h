@@ -126,6 +126,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void renewScanner();
     void renewScannerOrLater();
     void growElementStates();
+    /// Has the scanner read `document` without telling anyone of it.
+    void scanUnheard(const std::string& document);
     void checkAttributes(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
     void checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot);
     void enterScope(std::size_t declarations);

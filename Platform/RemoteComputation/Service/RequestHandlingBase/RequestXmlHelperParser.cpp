@@ -18,6 +18,7 @@
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/util/BinInputStream.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/StringPool.hpp>
@@ -57,12 +58,23 @@ constexpr std::size_t c_maxDoctypeLookups = 100000;
 constexpr std::size_t c_prologPiece = 4096;
 
 // When the scanner is renewed, which frees what it keeps of the documents it has read: after so many new names, or
-// after so many bytes, any of which may have made its buffers grow. Documents that fail can make them grow most.
+// after so many bytes, any of which may have made its buffers grow. Documents that fail, and those that exceed a limit,
+// can make them grow most.
 constexpr std::size_t c_maxKeptNames = 1000;
 constexpr std::size_t c_maxKeptBytes = std::size_t{16} << 20U;
 constexpr std::size_t c_maxKeptBytesAfterFailure = std::size_t{4} << 20U;
+constexpr std::size_t c_maxKeptBytesAfterExcess = std::size_t{64} << 10U;
+
+constexpr XMLSize_t c_maxShownName = 100;
 
 std::u16string toWide(const std::string& text) { return boost::locale::conv::utf_to_utf<char16_t>(text); }
+
+/// A name of the document for a message, shortened when it is very long.
+std::string shownName(const XMLCh* name) {
+  const XMLSize_t length = XMLString::stringLen(name);
+  const std::string shown = boost::locale::conv::utf_to_utf<char>(name, name + std::min(length, c_maxShownName));
+  return length > c_maxShownName ? shown + "..." : shown;
+}
 
 /// Leaves a parse whose refusal has been reported.
 struct Refusal {};
@@ -190,9 +202,14 @@ struct RequestXmlHelper::Parser::State {
     uris->beginElement();
   }
 
+  std::size_t maxKeptBytes() const {
+    const std::size_t mostAfterFailure = exceeded ? c_maxKeptBytesAfterExcess : c_maxKeptBytesAfterFailure;
+    return problems == 0 && !exceeded ? c_maxKeptBytes : mostAfterFailure;
+  }
+
   bool keepsTooMuch() const {
     const std::size_t names = prefixes.size() + undeclaredElements.size() + uris->ownCount();
-    return names > c_maxKeptNames || bytes > (problems == 0 ? c_maxKeptBytes : c_maxKeptBytesAfterFailure);
+    return names > c_maxKeptNames || bytes > maxKeptBytes();
   }
 };
 
@@ -302,19 +319,22 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
   if (m_state->stale) {
     renewScanner();
   }
+  if (fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0) {
+    // The scanner reads documents without a declaration as the last one that had one.
+    scanUnheard("<?xml version='1.0'?><d/>");
+  }
   m_state->beginDocument(getValidationScheme() != Val_Never);
   try {
     XercesDOMParser::parse(CountedSource(source, *this));
   } catch (const Refusal&) {
     // The handler has it.
-  } catch (...) {
+  } catch (const xercesc_3_1::OutOfMemoryException&) {
+    // The one exception after which the parser library does not clean up.
     setParseInProgress(false);
     m_state->stale = true;
     throw;
   }
-  // A scanner that has met XML 1.1 reads documents without a declaration as XML 1.1.
-  const bool metVersion11 = fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0;
-  if (m_state->exceeded || metVersion11 || m_state->keepsTooMuch()) {
+  if (m_state->keepsTooMuch()) {
     renewScannerOrLater();
   }
 }
@@ -344,9 +364,12 @@ void RequestXmlHelper::Parser::renewScanner() {
 void RequestXmlHelper::Parser::growElementStates() {
   // The scanner doubles its array of element states once per element of the schema, however far the depth has jumped
   // since the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
-  const std::string text = nestedElements(c_maxDepth + 2);
-  const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "", false,
-                                              XMLPlatformUtils::fgMemoryManager);
+  scanUnheard(nestedElements(c_maxDepth + 2));
+}
+
+void RequestXmlHelper::Parser::scanUnheard(const std::string& document) {
+  const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(document.data()), document.size(), "",
+                                              false, XMLPlatformUtils::fgMemoryManager);
   const Muted muted(*this);
   fScanner->scanDocument(source);
 }
@@ -438,8 +461,7 @@ void RequestXmlHelper::Parser::checkUndeclared(const xercesc_3_1::XMLElementDecl
   }
   // The parser library lets a root pass that names its own type.
   if (isRoot && state.validating && state.problems == 0) {
-    refuse("The root element '" + boost::locale::conv::utf_to_utf<char>(declaration.getFullName()) +
-           "' is not declared in the schema.");
+    refuse("The root element '" + shownName(declaration.getFullName()) + "' is not declared in the schema.");
   }
 }
 
