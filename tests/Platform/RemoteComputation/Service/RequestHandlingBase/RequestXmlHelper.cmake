@@ -22,3 +22,13 @@ foreach(part IN ITEMS Platform SetUp)
     ${folder}/RequestXmlHelper${part}Test.cpp
     LIBRARIES test_recording_logging GTest::gmock ${CMAKE_DL_LIBS})
 endforeach()
+
+requesthandling_test(RequestXmlHelperThreadsTest
+  ${folder}/RequestXmlHelperThreadsTest.cpp
+  LIBRARIES test_recording_logging GTest::gmock
+  LABELS concurrent)
+
+requesthandling_test(RequestXmlHelperSoakTest
+  ${folder}/RequestXmlHelperSoakTest.cpp
+  LIBRARIES test_recording_logging GTest::gmock
+  LABELS slow)

@@ -1,0 +1,124 @@
+// A hundred thousand failing and as many good parses leave the process as small as it was.
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
+#include <tests/support/InputSources.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <string>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define REQUEST_XML_HELPER_SANITIZED
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define REQUEST_XML_HELPER_SANITIZED
+#endif
+
+namespace {
+
+using Drelvan::DvExceptionNested;
+using RequestXmlHelperTests::HelperTest;
+using TestSupport::brokenDocument;
+using TestSupport::Document;
+using TestSupport::requestPackage;
+using TestSupport::ScriptedSource;
+
+#ifdef REQUEST_XML_HELPER_SANITIZED
+// A sanitizer's own memory grows; it finds what is lost by itself.
+constexpr bool c_measured = false;
+constexpr int c_parses = 2000;
+#else
+constexpr bool c_measured = true;
+constexpr int c_parses = 100000;
+#endif
+constexpr long c_allowedKib = 1024;
+
+/// The resident memory of this process, after what is free has been given back.
+long residentKib() {
+  malloc_trim(0);
+  long total = 0;
+  long resident = 0;
+  std::ifstream("/proc/self/statm") >> total >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+class RequestXmlHelperSoak : public HelperTest {
+ protected:
+  /// Runs `parse` with as many numbers, after a tenth of them to warm up, and holds the growth against the limit.
+  static void expectFlat(const std::function<void(int)>& parse, int parses = c_parses) {
+    setUpParser();
+    for (int index = 0; index < parses / 10; ++index) {
+      parse(index);
+      TestSupport::RecordingLog::clear();
+    }
+    const long before = residentKib();
+    ASSERT_GT(before, 0);
+    for (int index = 0; index < parses; ++index) {
+      parse(index);
+      TestSupport::RecordingLog::clear();
+    }
+    const long growth = residentKib() - before;
+    std::cout << "growth over " << parses << " parses: " << growth << " KiB\n";
+    RecordProperty("growth_kib", std::to_string(growth));
+    if (c_measured) {
+      EXPECT_LT(growth, c_allowedKib);
+    }
+    parseValid();
+  }
+};
+
+TEST_F(RequestXmlHelperSoak, GoodPackages) {
+  expectFlat([](int index) {
+    const Document document(helper().parse(requestPackage().with("serial", std::to_string(index)).text()));
+  });
+}
+
+TEST_F(RequestXmlHelperSoak, PackagesAgainstTheGrammar) {
+  expectFlat([](int index) {
+    const std::string text = requestPackage().with("serial", "x" + std::to_string(index)).text();
+    EXPECT_THROW(helper().parse(text), DvExceptionNested);
+  });
+}
+
+TEST_F(RequestXmlHelperSoak, UndeclaredNamesOfEveryKind) {
+  expectFlat([](int index) {
+    const std::string name = "n" + std::to_string(index);
+    const std::string text =
+        requestPackage("<" + name + ":" + name + "/>").with("xmlns:" + name, "urn:" + name).with(name, name).text();
+    EXPECT_THROW(helper().parse(text), DvExceptionNested);
+  });
+}
+
+TEST_F(RequestXmlHelperSoak, BrokenText) {
+  expectFlat([](int index) {
+    const std::string text = requestPackage().with("serial", std::to_string(index)).text();
+    EXPECT_THROW(helper().parse(text.substr(0, text.size() - 5)), DvExceptionNested);
+    EXPECT_THROW(helper().parse(brokenDocument()), DvExceptionNested);
+  });
+}
+
+TEST_F(RequestXmlHelperSoak, UnvalidatedDocuments) {
+  expectFlat([](int index) {
+    const ScriptedSource source(requestPackage().with("serial", "x" + std::to_string(index)).text());
+    const Document document(helper().parse(source, false));
+  });
+}
+
+TEST_F(RequestXmlHelperSoak, SourcesThatThrow) {
+  // The parser starts over after an exception, which takes its time.
+  expectFlat(
+      [](int index) {
+        const std::string text = requestPackage().with("serial", std::to_string(index)).text();
+        const ScriptedSource source(text.substr(0, text.size() - 5), [] { throw 42; });
+        EXPECT_THROW(helper().parse(source, index % 2 == 0), DvExceptionNested);
+      },
+      c_parses / 20);
+}
+
+}  // namespace
