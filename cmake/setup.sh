@@ -69,9 +69,9 @@ quietly() {
   fi
 }
 
-# build PRESET: configures and builds build/PRESET; says nothing when there is nothing to do.
+# build PRESET [TARGET...]: configures and builds build/PRESET; says nothing when there is nothing to do.
 build() {
-  local preset=$1 folder=$root/build/$1 fresh=()
+  local preset=$1 targets=("${@:2}") folder=$root/build/$1 fresh=()
   if [[ -e $folder/CMakeCache.txt ]] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$folder/CMakeCache.txt"; then
     fresh=(--fresh)  # the clone was moved
   fi
@@ -81,8 +81,8 @@ build() {
   [[ $first == no ]] || say "Building (preset $preset) in $folder"
   quietly cmake -S "$root" --preset "$preset" "${fresh[@]}" || fail "configuring failed, see above."
   if [[ $first == yes ]]; then
-    cmake --build "$folder" || fail "building failed, see above."
+    cmake --build "$folder" --target "${targets[@]:-all}" || fail "building failed, see above."
   else
-    cmake --build "$folder" -- --quiet | sed '/^ninja: no work to do\.$/d' || fail "building failed, see above."
+    cmake --build "$folder" --target "${targets[@]:-all}" -- --quiet | sed '/^ninja: no work to do\.$/d' || fail "building failed, see above."
   fi
 }
