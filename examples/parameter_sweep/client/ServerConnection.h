@@ -1,0 +1,63 @@
+#pragma once
+
+#include <examples/parameter_sweep/common/Keys.h>
+#include <examples/parameter_sweep/common/Messages.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <zmq.hpp>
+
+namespace ParameterSweep {
+
+struct ConnectionSettings {
+  std::string server;  ///< host name or address, ":", request port
+  std::chrono::milliseconds timeOut{10000};
+  std::optional<ClientKeys> keys;
+};
+
+/// A client's way to the server: one request after the other, and the progress of one job.
+///
+/// Threads: one.
+class ServerConnection {
+ public:
+  /// Does not wait for the server. Throws `SweepFailure` (`LocalTrouble`) for a server text of another form.
+  explicit ServerConnection(const ConnectionSettings& settings);
+
+  /// The answer of the given kind. Throws `SweepFailure`: the server's refusal, `Unreachable` when there is no answer
+  /// in time, `AccessRefused` when the server does not know the keys.
+  template <typename Content>
+  Content ask(const Request& request) {
+    ReplyContent content = exchange(request);
+    if (auto* answer = std::get_if<Content>(&content)) {
+      return std::move(*answer);
+    }
+    throw SweepFailure(FailureKind::Internal, "the server answered with something else than was asked for");
+  }
+
+  /// Begins to receive the progress of a job from the publisher that `server` names.
+  void subscribe(const SweepJobId& jobId, const Drelvan::HostInfo& server);
+
+  /// The next progress of the subscribed job; empty when there is none for so long.
+  std::optional<JobStatus> receiveProgress(std::chrono::milliseconds wait);
+
+ private:
+  void secure(zmq::socket_t& socket);
+  ReplyContent exchange(const Request& request);
+  std::string receive();
+  std::optional<int> receiveEvent();
+  void checkConnection();
+
+  const ConnectionSettings m_settings;
+  const std::string m_clientId;
+  std::string m_host;
+  zmq::context_t m_context;
+  zmq::socket_t m_requests;
+  zmq::socket_t m_events;
+  zmq::socket_t m_progress;
+};
+
+/// A request about a job.
+Request makeRequest(RequestKind kind, const SweepJobId& jobId);
+
+}  // namespace ParameterSweep

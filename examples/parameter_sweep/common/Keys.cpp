@@ -1,0 +1,93 @@
+#include <examples/parameter_sweep/common/Keys.h>
+#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/SweepFailure.h>
+#include <sys/stat.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <sstream>
+#include <vector>
+
+namespace ParameterSweep {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t c_keyLength = 40;
+constexpr const char* c_serverKeyFile = "server.key";
+constexpr const char* c_clientsFolder = "clients";
+
+[[noreturn]] void fail(const std::string& message) { throw SweepFailure(FailureKind::LocalTrouble, message); }
+
+std::vector<std::string> readKeys(const fs::path& file, std::size_t count) {
+  std::istringstream stream(readStoredFile(file));
+  std::vector<std::string> keys;
+  for (std::string key; stream >> key && key.size() == c_keyLength;) {
+    keys.push_back(key);
+  }
+  if (keys.size() != count) {
+    fail("'" + file.string() + "' does not hold " + std::to_string(count) +
+         " keys; make them with sweep-server keygen");
+  }
+  return keys;
+}
+
+KeyPair makeKeyPair() {
+  std::array<char, c_keyLength + 1> publicKey{};
+  std::array<char, c_keyLength + 1> secretKey{};
+  if (zmq_curve_keypair(publicKey.data(), secretKey.data()) != 0) {
+    fail("the messaging library was built without CURVE");
+  }
+  return {publicKey.data(), secretKey.data()};
+}
+
+void checkName(const std::string& name) {
+  const auto isAllowed = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
+  if (name.empty() || name == "server" || !std::all_of(name.begin(), name.end(), isAllowed)) {
+    fail("'" + name + "' cannot name a client; use letters, digits, '-' and '_'");
+  }
+}
+
+}  // namespace
+
+fs::path makeClientKeys(const fs::path& folder, const std::string& name) {
+  checkName(name);
+  const fs::path clientFile = folder / (name + ".key");
+  if (fs::exists(clientFile)) {
+    fail("'" + clientFile.string() + "' exists; remove it to make new keys for this client");
+  }
+  const mode_t oldMask = ::umask(S_IRWXG | S_IRWXO);
+  fs::create_directories(folder / c_clientsFolder);
+  if (!fs::exists(folder / c_serverKeyFile)) {
+    const KeyPair server = makeKeyPair();
+    writeStoredFile(folder / c_serverKeyFile, server.publicKey + "\n" + server.secretKey + "\n");
+  }
+  const std::string serverKey = readKeys(folder / c_serverKeyFile, 2).front();
+  const KeyPair client = makeKeyPair();
+  writeStoredFile(clientFile, serverKey + "\n" + client.publicKey + "\n" + client.secretKey + "\n");
+  writeStoredFile(folder / c_clientsFolder / (name + ".pub"), client.publicKey + "\n");
+  ::umask(oldMask);
+  return clientFile;
+}
+
+ServerKeys readServerKeys(const fs::path& folder) {
+  const std::vector<std::string> own = readKeys(folder / c_serverKeyFile, 2);
+  ServerKeys keys{{own[0], own[1]}, {}};
+  for (const auto& entry : fs::directory_iterator(folder / c_clientsFolder)) {
+    if (entry.path().extension() == ".pub") {
+      keys.clients.insert(readKeys(entry.path(), 1).front());
+    }
+  }
+  return keys;
+}
+
+ClientKeys readClientKeys(const fs::path& file) {
+  const std::vector<std::string> keys = readKeys(file, 3);
+  return {keys[0], {keys[1], keys[2]}};
+}
+
+}  // namespace ParameterSweep

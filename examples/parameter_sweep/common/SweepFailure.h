@@ -1,0 +1,49 @@
+#pragma once
+
+#include <service/ExceptionHandling.h>
+
+#include <string>
+
+namespace ParameterSweep {
+
+/// What went wrong, named by what the reader of the failure can do about it.
+enum class FailureKind {
+  MalformedPackage,  ///< the package does not follow the schema
+  PackageTooLarge,   ///< the package is larger than the receiver accepts
+  UnknownRequest,    ///< a valid package that is not a request of this service
+  UnknownJob,        ///< no such job here
+  JobExists,         ///< another job has this id
+  JobEnded,          ///< too late to cancel
+  NotFinished,       ///< the result is not there yet
+  BadExpression,     ///< the expression cannot be evaluated
+  BadParameters,     ///< the parameter vectors cannot be used
+  JobFailed,         ///< the job program ended without a result
+  JobCrashed,        ///< the job program was ended by a signal
+  JobTimedOut,       ///< the job ran longer than the server allows
+  JobCancelled,      ///< somebody cancelled the job
+  LaunchFailed,      ///< the job program could not be started
+  Unreachable,       ///< no answer from the server
+  AccessRefused,     ///< the server does not know the client's key
+  LocalTrouble,      ///< a file or a program on this machine
+  Internal           ///< a fault of this service
+};
+
+const char* toText(FailureKind kind);
+/// `Internal` for a text that is no kind.
+FailureKind toFailureKind(const std::string& text);
+
+/// A failure that can travel in a package: as an exception within a program, as `DVException` between programs.
+///
+/// The place of the failure is that of the constructor's caller. Threads and copies: as for its base.
+class SweepFailure : public Drelvan::DvExceptionNested {
+ public:
+  SweepFailure(FailureKind kind, const std::string& message, const char* function = __builtin_FUNCTION(),
+               const char* file = __builtin_FILE(), int line = __builtin_LINE());
+
+  FailureKind getKind() const noexcept;
+
+ private:
+  FailureKind m_kind;
+};
+
+}  // namespace ParameterSweep

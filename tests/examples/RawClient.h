@@ -1,0 +1,39 @@
+#pragma once
+
+#include <examples/parameter_sweep/common/Messages.h>
+
+#include <string>
+#include <vector>
+#include <zmq.hpp>
+
+namespace SweepTest {
+
+/// Sends whatever a test wants to a server, well-formed or not. The process needs a `ParameterSweep::ParserSession`.
+class RawClient {
+ public:
+  explicit RawClient(const std::string& server);
+
+  /// The reply to the message; an empty text when none comes within a minute.
+  std::string exchange(const std::vector<std::string>& parts);
+  /// The same for one package, read and validated.
+  ParameterSweep::ReplyContent ask(const std::string& package);
+  ParameterSweep::ReplyContent ask(const ParameterSweep::Request& request);
+
+  /// Sends without waiting.
+  void send(const std::vector<std::string>& parts);
+
+ private:
+  zmq::context_t m_context;
+  zmq::socket_t m_socket;
+};
+
+/// A submission of one realization with x = 2.
+ParameterSweep::Request makeSubmission(const std::string& expression);
+/// A request about a job.
+ParameterSweep::Request makeRequest(ParameterSweep::RequestKind kind, const ParameterSweep::SweepJobId& jobId);
+/// The package as the client writes it.
+std::string toPackage(const ParameterSweep::Request& request);
+/// The kind of a refusal; the name of the alternative for any other reply.
+std::string refusal(const ParameterSweep::ReplyContent& content);
+
+}  // namespace SweepTest
