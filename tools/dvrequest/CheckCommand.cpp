@@ -1,12 +1,20 @@
-#include <tools/dvrequest/CheckCommand.h>
 #include <tools/dvrequest/Checker.h>
+#include <tools/dvrequest/Commands.h>
 #include <tools/dvrequest/ExitCode.h>
+#include <tools/dvrequest/FragmentCheck.h>
 #include <tools/dvrequest/Fragments.h>
 #include <tools/dvrequest/Input.h>
+#include <tools/dvrequest/JsonReporter.h>
+#include <tools/dvrequest/ParserPlatform.h>
+#include <tools/dvrequest/SchemaModel.h>
+#include <tools/dvrequest/SchemaOptions.h>
+#include <tools/dvrequest/Terminal.h>
+#include <tools/dvrequest/Text.h>
 #include <tools/dvrequest/TextReporter.h>
 
+#include <iostream>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -14,14 +22,32 @@ namespace DvRequest {
 
 namespace {
 
+constexpr const char* c_examples =
+    "Examples:\n"
+    "  dvrequest check request.xml\n"
+    "  dvrequest check -f simulation.fragment.xsd packages/\n"
+    "  nc -l 5555 | dvrequest check --format json - | jq .verdict\n"
+    "Exit code: 0 all valid, 1 some invalid, 2 wrong use or unreadable,\n"
+    "  3 refused ones are all not well-formed, 4 a fragment is broken.\n";
+
 struct CheckOptions {
   std::vector<std::string> fragments;
   std::vector<std::string> files;
+  std::string format = "text";
   bool noValidation = false;
 };
 
-int exitCodeOf(const std::set<Verdict>& verdicts) {
-  const auto seen = [&](Verdict verdict) { return verdicts.count(verdict) != 0; };
+using Counts = std::map<Verdict, std::size_t>;
+
+std::unique_ptr<Reporter> makeReporter(const std::string& format) {
+  if (format == "json") {
+    return std::make_unique<JsonReporter>();
+  }
+  return std::make_unique<TextReporter>(wantsColour());
+}
+
+int exitCodeOf(const Counts& counts) {
+  const auto seen = [&](Verdict verdict) { return counts.count(verdict) != 0; };
   if (seen(Verdict::unreadable)) {
     return ExitCode::unusable;
   }
@@ -31,35 +57,68 @@ int exitCodeOf(const std::set<Verdict>& verdicts) {
   return seen(Verdict::notWellFormed) ? ExitCode::notWellFormed : ExitCode::success;
 }
 
+void showSummary(const Counts& counts, std::size_t total) {
+  const std::map<Verdict, const char*> names{{Verdict::valid, "valid"},
+                                             {Verdict::wellFormed, "well-formed"},
+                                             {Verdict::invalid, "invalid"},
+                                             {Verdict::notWellFormed, "not well-formed"},
+                                             {Verdict::unreadable, "unreadable"}};
+  const char* separator = ": ";
+  std::cout << counted(total, "file");
+  for (const auto& [verdict, count] : counts) {
+    std::cout << separator << count << " " << names.at(verdict);
+    separator = ", ";
+  }
+  std::cout << "\n";
+}
+
+Counts checkAll(Checker& checker, const std::vector<std::string>& files, Reporter& reporter) {
+  Counts counts;
+  Progress progress(files.size());
+  std::size_t done = 0;
+  for (const std::string& file : files) {
+    const Report report = checker.check(file);
+    progress.clear();
+    reporter.show(report);
+    ++counts[report.verdict];
+    progress.show(++done);
+  }
+  return counts;
+}
+
 int check(const CheckOptions& options) {
   const std::vector<Fragment> fragments = readFragments(options.fragments);
   const std::vector<std::string> files = expandFolders(options.files);
-  TextReporter reporter(false);
-  Checker checker(fragments, !options.noValidation);
-  std::set<Verdict> verdicts;
-  for (const std::string& file : files) {
-    const Report report = checker.check(file);
-    reporter.show(report);
-    verdicts.insert(report.verdict);
+  const auto reporter = makeReporter(options.format);
+  ParserPlatform platform;
+  const SchemaModel schema(combinedSchema(fragments));
+  const std::vector<Report> broken = checkFragments(fragments, schema);
+  if (!broken.empty()) {
+    std::for_each(broken.begin(), broken.end(), [&](const Report& report) { reporter->show(report); });
+    return ExitCode::badFragment;
   }
-  return exitCodeOf(verdicts);
+  Checker checker(platform, fragments, schema, !options.noValidation);
+  const Counts counts = checkAll(checker, files, *reporter);
+  if (options.format == "text" && files.size() > 1) {
+    showSummary(counts, files.size());
+  }
+  return exitCodeOf(counts);
 }
 
 }  // namespace
 
 void addCheckCommand(CLI::App& program, int& exitCode) {
   const auto options = std::make_shared<CheckOptions>();
-  CLI::App* command = program.add_subcommand("check", "Say what a service program would make of packages");
-  command->add_option("-f,--fragment", options->fragments, "Schema fragment to join with the base schema; repeatable")
-      ->type_name("FILE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command->add_flag("--no-validate", options->noValidation, "Only ask whether the documents are well-formed");
-  command
-      ->add_option("files", options->files,
-                   "Packages; a folder stands for the .xml files below it, - for standard input")
+  CLI::App* command = program.add_subcommand("check", "say what a service program makes of packages");
+  command->add_option("files", options->files, "packages; of a folder its .xml files; - is stdin")
       ->type_name("FILE|DIR|-")
       ->required();
+  addFragmentOption(*command, options->fragments);
+  command->add_option("--format", options->format, "text (default), or json, one object a file")
+      ->type_name("text|json")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->add_flag("--no-validate", options->noValidation, "ask only whether they are well-formed");
+  command->footer(c_examples);
   command->callback([options, &exitCode] { exitCode = check(*options); });
 }
 

@@ -1,10 +1,12 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <service/ExceptionHandling.h>
 #include <tools/dvrequest/Checker.h>
+#include <tools/dvrequest/Explanation.h>
 #include <tools/dvrequest/Input.h>
 #include <tools/dvrequest/Text.h>
 
 #include <memory>
+#include <utility>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 
@@ -18,29 +20,24 @@ struct ReleaseDocument {
   void operator()(xercesc_3_1::DOMDocument* document) const { document->release(); }
 };
 
-bool isNotWellFormed(const std::vector<Problem>& problems) {
-  return !problems.empty() && problems.back().severity == "fatal error";
-}
-
-Diagnostic toDiagnostic(const Problem& problem) {
+/// For a refusal that says nothing of a place.
+Diagnostic withoutPlace(const std::string& message) {
   Diagnostic diagnostic;
-  diagnostic.severity = problem.severity;
-  diagnostic.line = diagnostic.loggedLine = problem.line;
-  diagnostic.column = diagnostic.loggedColumn = problem.column;
-  diagnostic.message = problem.message;
+  diagnostic.severity = "error";
+  diagnostic.message = message;
   return diagnostic;
 }
 
 }  // namespace
 
-Checker::Checker(const std::vector<Fragment>& fragments, bool validate) : m_validate(validate) {
+Checker::Checker(ParserPlatform& platform, const std::vector<Fragment>& fragments, const SchemaModel& schema,
+                 bool validate)
+    : m_platform(platform), m_schema(schema), m_validate(validate) {
   RequestXmlHelper& helper = RequestXmlHelper::getInstance();
   for (const Fragment& fragment : fragments) {
     helper.addSchema(fragment);
   }
 }
-
-Checker::~Checker() { RequestXmlHelper::reset(true); }
 
 Report Checker::check(const std::string& name) {
   try {
@@ -60,18 +57,19 @@ Report Checker::parse(const std::string& name, const std::string& content) {
   const std::u16string systemId = toWide(name);
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(content.data()), content.size(),
                                               systemId.c_str());
-  m_log.take();
+  m_platform.log().take();
   try {
     const std::unique_ptr<xercesc_3_1::DOMDocument, ReleaseDocument> document(
         RequestXmlHelper::getInstance().parse(source, m_validate));
     report.verdict = m_validate ? Verdict::valid : Verdict::wellFormed;
     report.package = readPackage(*document);
   } catch (const Drelvan::DvExceptionNested& exception) {
-    const std::vector<Problem> problems = m_log.take();
-    report.verdict = isNotWellFormed(problems) ? Verdict::notWellFormed : Verdict::invalid;
+    Explanation explanation = explain(m_platform.log().take(), content, m_validate ? &m_schema : nullptr);
+    report.verdict = explanation.isBroken ? Verdict::notWellFormed : Verdict::invalid;
     report.message = exception.what();
-    for (const Problem& problem : problems) {
-      report.diagnostics.push_back(toDiagnostic(problem));
+    report.diagnostics = std::move(explanation.diagnostics);
+    if (report.diagnostics.empty()) {
+      report.diagnostics.push_back(withoutPlace(report.message));
     }
   }
   return report;

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <tools/dvrequest/Fragments.h>
-#include <tools/dvrequest/LibraryLog.h>
+#include <tools/dvrequest/ParserPlatform.h>
 #include <tools/dvrequest/Report.h>
+#include <tools/dvrequest/SchemaModel.h>
 
 #include <string>
 #include <vector>
@@ -12,9 +13,8 @@ namespace DvRequest {
 /// Takes documents through the library as a service program does. One at a time in a process.
 class Checker {
  public:
-  Checker(const std::vector<Fragment>& fragments, bool validate);
-  /// Ends the library's parser.
-  ~Checker();
+  /// Refers to the platform and to `schema`, the sound schema of the fragments, as long as it lives.
+  Checker(ParserPlatform& platform, const std::vector<Fragment>& fragments, const SchemaModel& schema, bool validate);
   Checker(const Checker&) = delete;
   Checker& operator=(const Checker&) = delete;
 
@@ -24,7 +24,8 @@ class Checker {
  private:
   Report parse(const std::string& name, const std::string& content);
 
-  LibraryLog m_log;
+  ParserPlatform& m_platform;
+  const SchemaModel& m_schema;
   const bool m_validate;
 };
 

@@ -28,8 +28,8 @@ std::optional<Problem> toProblem(const std::string& entry) {
   if (!std::regex_match(head, match, place)) {
     return std::nullopt;
   }
-  return Problem{match[1], std::stol(match[2]), std::stol(match[3]),
-                 entry.substr(mark + std::string(c_messageMark).size())};
+  return Problem{
+      match[1], {std::stol(match[2]), std::stol(match[3])}, entry.substr(mark + std::string(c_messageMark).size())};
 }
 
 }  // namespace

@@ -1,18 +1,12 @@
 #pragma once
 
+#include <tools/dvrequest/Place.h>
+
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace DvRequest {
-
-/// One problem of a document, as the parser reported it.
-struct Problem {
-  std::string severity;  ///< "warning", "error" or "fatal error"
-  long line = 0;         ///< from 1; 0 when the place is not known
-  long column = 0;       ///< from 1, just behind what was read; 0 when the place is not known
-  std::string message;
-};
 
 /// What the library logs about documents, taken apart. Standard error shows the log only when the environment variable
 /// DV_LOG_LEVEL is set.

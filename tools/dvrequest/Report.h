@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tools/dvrequest/Package.h>
+#include <tools/dvrequest/Place.h>
 
 #include <optional>
 #include <string>
@@ -8,17 +9,22 @@
 
 namespace DvRequest {
 
+/// Something that the schema allows at a place.
+struct Allowed {
+  std::string
+      kind;  ///< "element", "attribute", "value", "pattern", "limit", "type", "namespace" or "end" (of the element)
+  std::string text;
+};
+
 /// One fault of a document or fragment.
 struct Diagnostic {
   std::string severity;  ///< "warning", "error" or "fatal error"
-  long line = 0;         ///< from 1; 0 when the place is not known
-  long column = 0;       ///< from 1; 0 when the place is not known
+  Place place;           ///< of the fault itself
+  Place logged;          ///< what a service program logs: where the parser was when it noticed the fault
   std::string message;
-  std::string path;                  ///< of the element at fault, such as /DV_Request/request; empty when not known
-  std::vector<std::string> allowed;  ///< what the schema allows there instead; empty when not known
-  long loggedLine = 0;               ///< the place that a service program logs, which is `line` and `column` unless the
-  long loggedColumn = 0;             ///< parser notices the fault later
-  std::size_t consequences = 0;      ///< further messages of the parser that follow from this fault
+  std::string path;  ///< of the element or attribute at fault, such as /DV_Request/request/@id; may be empty
+  std::vector<Allowed> allowed;  ///< instead; empty when not known
+  std::size_t consequences = 0;  ///< further messages of the parser that follow from this fault
 };
 
 enum class Verdict { valid, wellFormed, invalid, notWellFormed, unreadable, badFragment };

@@ -99,8 +99,41 @@ void showEntry(const Entry& entry) {
   lines("log", entry.logTexts);
 }
 
-std::string place(const Diagnostic& diagnostic) {
-  return std::to_string(diagnostic.line) + ":" + std::to_string(diagnostic.column);
+std::string toText(const Place& place) {
+  return place.line == 0 ? "" : std::to_string(place.line) + ":" + std::to_string(place.column);
+}
+
+std::string toText(const Allowed& allowed) {
+  if (allowed.kind == "element") {
+    return "<" + allowed.text + ">";
+  }
+  if (allowed.kind == "end") {
+    return "</" + allowed.text + ">";
+  }
+  if (allowed.kind == "value") {
+    return "'" + allowed.text + "'";
+  }
+  return allowed.kind == "limit" ? allowed.text : allowed.kind + " " + allowed.text;
+}
+
+void showAllowed(const std::vector<Allowed>& allowed) {
+  std::string line;
+  for (const Allowed& one : allowed) {
+    line += (line.empty() ? "" : ", ") + toText(one);
+  }
+  if (!line.empty()) {
+    std::cout << "    allowed here: " << printable(line) << "\n";
+  }
+}
+
+/// What a reader of the service's log needs to find the entries.
+void showLogged(const Diagnostic& diagnostic) {
+  if (diagnostic.logged != diagnostic.place) {
+    std::cout << "    a service logs it at " << toText(diagnostic.logged) << "\n";
+  }
+  if (diagnostic.consequences != 0) {
+    std::cout << "    further messages from the same cause: " << diagnostic.consequences << "\n";
+  }
 }
 
 }  // namespace
@@ -112,28 +145,32 @@ std::string TextReporter::coloured(const std::string& text, const char* code) co
 }
 
 void TextReporter::showFault(const std::string& file, const Diagnostic& diagnostic) const {
-  std::cout << printable(file) << ":" << place(diagnostic) << ": " << coloured(diagnostic.severity + ":", c_red) << " "
-            << printable(diagnostic.message) << "\n";
+  const std::string place = toText(diagnostic.place);
+  std::cout << printable(file) << ":" << place << (place.empty() ? " " : ": ")
+            << coloured(diagnostic.severity + ":", c_red) << " " << printable(diagnostic.message) << "\n";
+  if (!diagnostic.path.empty()) {
+    std::cout << "    in " << printable(diagnostic.path) << "\n";
+  }
+  showAllowed(diagnostic.allowed);
+  showLogged(diagnostic);
+}
+
+void TextReporter::showPackage(const Report& report) const {
+  const char* verdict = report.verdict == Verdict::valid ? "valid" : "well-formed, not validated";
+  std::cout << printable(report.file) << ": " << coloured(verdict, c_green) << "\n";
+  showEnvelope(*report.package);
+  std::for_each(report.package->entries.begin(), report.package->entries.end(), showEntry);
 }
 
 void TextReporter::show(const Report& report) {
-  if (report.verdict == Verdict::unreadable) {
-    std::cerr << "dvrequest: " << report.message << "\n";
-    return;
-  }
   if (report.package) {
-    const char* verdict = report.verdict == Verdict::valid ? "valid" : "well-formed, not validated";
-    std::cout << printable(report.file) << ": " << coloured(verdict, c_green) << "\n";
-    showEnvelope(*report.package);
-    std::for_each(report.package->entries.begin(), report.package->entries.end(), showEntry);
-    return;
+    showPackage(report);
+  } else if (report.verdict == Verdict::unreadable) {
+    std::cout.flush();
+    std::cerr << "dvrequest: " << printable(report.message) << "\n";
   }
   for (const Diagnostic& diagnostic : report.diagnostics) {
     showFault(report.file, diagnostic);
-  }
-  if (report.diagnostics.empty()) {
-    std::cout << printable(report.file) << ": " << coloured("error:", c_red) << " " << printable(report.message)
-              << "\n";
   }
 }
 

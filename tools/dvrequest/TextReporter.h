@@ -11,6 +11,7 @@ class TextReporter final : public Reporter {
   void show(const Report& report) override;
 
  private:
+  void showPackage(const Report& report) const;
   void showFault(const std::string& file, const Diagnostic& diagnostic) const;
   std::string coloured(const std::string& text, const char* code) const;
 

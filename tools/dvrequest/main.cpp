@@ -1,4 +1,4 @@
-#include <tools/dvrequest/CheckCommand.h>
+#include <tools/dvrequest/Commands.h>
 #include <tools/dvrequest/ExitCode.h>
 
 #include <CLI/CLI.hpp>
@@ -6,6 +6,14 @@
 #include <iostream>
 
 namespace {
+
+constexpr const char* c_examples =
+    "Examples:\n"
+    "  dvrequest check request.xml\n"
+    "  dvrequest check --fragment simulation.fragment.xsd --format json packages/\n"
+    "  dvrequest schema --fragment simulation.fragment.xsd > packages.xsd\n"
+    "  dvrequest copy result.csv /net/results/result.csv --wait 500 --tries 20\n"
+    "'dvrequest COMMAND --help' tells more, 'man dvrequest' everything.\n";
 
 int reportUse(const CLI::App& program, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) {
@@ -20,7 +28,12 @@ int run(int argc, char* argv[]) {
   CLI::App program("Work with the request and reply packages of a remote computation service", "dvrequest");
   program.set_version_flag("--version", "dvrequest " DVREQUEST_VERSION);
   program.require_subcommand(1);
+  program.footer(c_examples);
   DvRequest::addCheckCommand(program, exitCode);
+  DvRequest::addSchemaCommand(program, exitCode);
+  DvRequest::addJobIdCommand(program, exitCode);
+  DvRequest::addHostCommand(program, exitCode);
+  DvRequest::addFileCommands(program, exitCode);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
