@@ -71,8 +71,8 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
   /// The content goes to a temporary file beside the target, is flushed to the disk and renamed over the target: who
   /// reads the target sees the old file or the whole new one, also after a crash, a full disk or a kill. On failure
   /// the target is untouched and nothing is left behind; what a killed copy left is taken over and removed by the
-  /// next copy to that target. Copies to one target wait for each other. A target that is a symbolic link is replaced,
-  /// not followed. Fails for a directory and for a file copied onto itself.
+  /// same user's next copy to that target. A user's copies to one target wait for each other. A target that is a
+  /// symbolic link is replaced, not followed. Fails for a directory and for a file copied onto itself.
   static void copyFile(const FileName& source, const FileName& target);
 
   /// Gives the file or directory `source` the name `target`; an existing target file is replaced atomically.

@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t c_copyBlock = std::size_t{1} << 20U;
 constexpr mode_t c_permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+constexpr mode_t c_ownersRights = S_IRUSR | S_IWUSR;
 
 constexpr const char* c_copyFile = "Drelvan::FileUtilities::copyFile";
 constexpr const char* c_rename = "Drelvan::FileUtilities::rename";
@@ -69,8 +70,11 @@ class Copy {
       check(::rename(m_temporary.c_str(), m_target.toString().c_str()) == 0, __LINE__);
     } catch (...) {
       ::unlink(m_temporary.c_str());
+      unlock(to.number());
       throw;
     }
+    takeOwnersRights(to.number());
+    unlock(to.number());
     flushFolder();
   }
 
@@ -81,7 +85,8 @@ class Copy {
     const std::string name = target.filename().string();
     const std::string shortened =
         name.size() <= longest ? name : name.substr(0, longest) + '-' + std::to_string(std::hash<std::string>{}(name));
-    return target.parent_path() / ("." + shortened + ".copying");
+    // One for each user: nobody can open what another user's copy has left.
+    return target.parent_path() / ("." + shortened + ".copying-" + std::to_string(::geteuid()));
   }
 
   [[noreturn]] void fail(std::error_code error, int line) const {
@@ -120,24 +125,15 @@ class Copy {
 
   /// Opens the temporary file and locks it, so that copies to one target follow each other.
   Descriptor openTemporary() const {
+    constexpr int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW;
     for (;;) {
-      Descriptor to = createTemporary();
-      check(to.number() >= 0 || errno == EACCES, __LINE__);
-      if (to.number() < 0) {
-        // A killed copy may have left a file that already had a read-only source's permissions.
-        check(::unlink(m_temporary.c_str()) == 0, __LINE__);
-        continue;
-      }
+      Descriptor to(::open(m_temporary.c_str(), flags, c_ownersRights));
+      check(to.number() >= 0, __LINE__);
       lock(to.number());
       if (isStillNamed(to.number())) {
         return to;
       }
     }
-  }
-
-  Descriptor createTemporary() const {
-    constexpr int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW;
-    return Descriptor(::open(m_temporary.c_str(), flags, S_IRUSR | S_IWUSR));
   }
 
   void lock(int number) const {
@@ -148,6 +144,9 @@ class Copy {
     // File systems without locks leave it to the callers not to copy to one target at the same time.
     check(result == 0 || errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS, __LINE__);
   }
+
+  /// A process forked meanwhile shares the lock: closing the file here alone would not end it.
+  static void unlock(int number) { ::flock(number, LOCK_UN); }
 
   /// False when the copy that held the lock before has renamed or removed the file meanwhile.
   bool isStillNamed(int number) const {
@@ -171,7 +170,8 @@ class Copy {
         check(errno == EINTR, __LINE__);
       }
     }
-    check(::fchmod(to, m_status.st_mode & c_permissions) == 0, __LINE__);
+    // Until it has its name, the next copy must be able to open the file.
+    check(::fchmod(to, (m_status.st_mode & c_permissions) | c_ownersRights) == 0, __LINE__);
     check(::fsync(to) == 0, __LINE__);
   }
 
@@ -184,6 +184,15 @@ class Copy {
       } else {
         check(errno == EINTR, __LINE__);
       }
+    }
+  }
+
+  /// Takes from the owner what the source does not allow its owner either.
+  void takeOwnersRights(int to) const {
+    const mode_t mode = m_status.st_mode & c_permissions;
+    if ((mode & c_ownersRights) != c_ownersRights) {
+      ::fchmod(to, mode);
+      ::fsync(to);
     }
   }
 

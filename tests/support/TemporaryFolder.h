@@ -1,22 +1,23 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
-#include <gtest/gtest.h>
-
 namespace TestSupport {
 
-/// A folder of its own for each test. The test removes what it makes with `expectEmpty` or leaves it; the folder goes with
-/// the fixture either way.
+/// A folder of its own for each test; it goes with this object, with all that the test has left in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "request_handling_XXXXXX").string();
+  TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path()) {}
+  /// Within `parent` instead of the usual place.
+  explicit TemporaryFolder(const std::filesystem::path& parent) {
+    std::string name = (parent / "request_handling_XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
       throw std::runtime_error("cannot make a temporary folder at " + name);
     }
@@ -40,7 +41,11 @@ class TemporaryFolder {
 
   static std::string read(const std::string& name) {
     std::ifstream stream(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::ostringstream content;
+    if (stream.peek() != std::ifstream::traits_type::eof()) {
+      content << stream.rdbuf();
+    }
+    return content.str();
   }
 
   /// Fails the test unless the folder holds exactly `count` entries, hidden ones included.
