@@ -26,14 +26,11 @@ namespace {
 constexpr const char* c_textPattern = "%Y-%m-%d %H:%M:%S.%e %^%L%$ %s:%# %v";
 constexpr std::string_view c_indentation = "    ";
 
-bool hasFurtherLines(spdlog::string_view_t text) {
-  return std::memchr(text.data(), '\n', text.size()) != nullptr ||
-         std::memchr(text.data(), '\r', text.size()) != nullptr;
+bool contains(spdlog::string_view_t text, char character) {
+  return std::memchr(text.data(), character, text.size()) != nullptr;
 }
 
-std::size_t countOf(char character, spdlog::string_view_t text) {
-  return static_cast<std::size_t>(std::count(text.begin(), text.end(), character));
-}
+bool hasFurtherLines(spdlog::string_view_t text) { return contains(text, '\n') || contains(text, '\r'); }
 
 const char* endOfLine(const char* begin, const char* end, bool hasReturns) {
   if (hasReturns) {
@@ -43,14 +40,14 @@ const char* endOfLine(const char* begin, const char* end, bool hasReturns) {
   return feed == nullptr ? end : static_cast<const char*>(feed);
 }
 
-/// Goes by whole lines and allocates once: entries with rejected inputs are many megabytes long.
+/// Goes by whole lines and seldom allocates twice: entries with rejected inputs are many megabytes long.
 std::string indentFurtherLines(spdlog::string_view_t text) {
-  const std::size_t returns = countOf('\r', text);
+  const bool hasReturns = contains(text, '\r');
   std::string result;
-  result.reserve(text.size() + (countOf('\n', text) + returns) * c_indentation.size());
+  result.reserve(text.size() + text.size() / 8 + c_indentation.size());
   const char* place = text.begin();
   while (place != text.end()) {
-    const char* end = endOfLine(place, text.end(), returns != 0);
+    const char* end = endOfLine(place, text.end(), hasReturns);
     result.append(place, end);
     if (end != text.end()) {
       result.append(1, '\n').append(c_indentation);
