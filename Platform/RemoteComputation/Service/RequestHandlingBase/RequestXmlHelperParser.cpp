@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <boost/locale/encoding_utf.hpp>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <string>
 #include <type_traits>
@@ -224,7 +225,7 @@ class RequestXmlHelper::Parser::CountedStream final : public BinInputStream {
 
   XMLSize_t readBytes(XMLByte* bytes, XMLSize_t most) override {
     State& state = *m_parser.m_state;
-    const XMLSize_t count = m_inner->readBytes(bytes, state.inProlog ? std::min(most, c_prologPiece) : most);
+    const XMLSize_t count = readInner(bytes, state.inProlog ? std::min(most, c_prologPiece) : most);
     state.bytes += count;
     if (state.inSubset) {
       state.doctypeBytes += count;
@@ -234,8 +235,28 @@ class RequestXmlHelper::Parser::CountedStream final : public BinInputStream {
   }
 
  private:
+  /// The parser library reads for the first time while it constructs its reader, and loses the reader's names, and
+  /// sometimes this stream, when that throws. So an exception of the first read waits for the second.
+  XMLSize_t readInner(XMLByte* bytes, XMLSize_t most) {
+    if (m_failureOfFirstRead != nullptr) {
+      std::rethrow_exception(m_failureOfFirstRead);
+    }
+    if (m_begun) {
+      return m_inner->readBytes(bytes, most);
+    }
+    m_begun = true;
+    try {
+      return m_inner->readBytes(bytes, most);
+    } catch (...) {
+      m_failureOfFirstRead = std::current_exception();
+      return 0;
+    }
+  }
+
   const std::unique_ptr<BinInputStream> m_inner;
   Parser& m_parser;
+  bool m_begun = false;
+  std::exception_ptr m_failureOfFirstRead;
 };
 
 /// The caller's source, read through a `CountedStream`.
