@@ -307,9 +307,19 @@ RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const char* text) {
   const auto length = static_cast<std::uint32_t>(std::strlen(text));
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text), length, c_memorySystemId, false,
                                               XMLPlatformUtils::fgMemoryManager);
-  Outcome outcome = tryParse(source, true);
-  if (outcome.failure) {
+  const auto logInput = [&] {
     s_logger.logTRACE(joined("Input string:\n", text), __FILE__, c_parseBufferSignature, __LINE__);
+  };
+  Outcome outcome;
+  try {
+    outcome = tryParse(source, true);
+  } catch (const DvExceptionNested&) {
+    // Raised beside the parse, by the set-up or a log entry.
+    logInput();
+    throw;
+  }
+  if (outcome.failure) {
+    logInput();
   }
   return outcome;
 }
@@ -325,10 +335,19 @@ DOMDocument* RequestXmlHelper::parse(const std::string& input) {
   // The text of the log entry is the copy that is parsed: inputs may have many megabytes.
   const std::string copy = joined(logged, input);
   s_logger.logTRACE(copy, __FILE__, c_parseStringSignature, __LINE__);
-  const Outcome outcome = tryParse(copy.c_str() + logged.size());
+  const auto logFailure = [&](const DvExceptionNested& failure) {
+    s_logger.logERROR(joined(std::string("Input parsing error: ") + failure.what() + "\nInput:\n", input), __FILE__,
+                      c_parseStringSignature, __LINE__);
+  };
+  Outcome outcome;
+  try {
+    outcome = tryParse(copy.c_str() + logged.size());
+  } catch (const DvExceptionNested& exception) {
+    logFailure(exception);
+    throw;
+  }
   if (outcome.failure) {
-    s_logger.logERROR(joined(std::string("Input parsing error: ") + outcome.failure->what() + "\nInput:\n", input),
-                      __FILE__, c_parseStringSignature, __LINE__);
+    logFailure(*outcome.failure);
   }
   return outcome.documentOrThrow();
 }
