@@ -305,6 +305,28 @@ TEST_F(RequestXmlHelperInstance, FailedSetUpPassesThroughAndIsTriedAgain) {
   EXPECT_TRUE(isDeclared("Registered"));
 }
 
+TEST_F(RequestXmlHelperInstance, FailedSetUpWithTheParsesOwnExceptionIsLoggedByTheOverloads) {
+  helper();
+  TestSupport::RecordingLog::clear();
+  throwAtEntry("Initializing parser...", Drelvan::DvExceptionNested("log full", "Logging", "f", "file", 1));
+  std::string text = requestPackage().text();
+  const TestSupport::ScriptedSource source(text);
+  const Entry inputString = {"TRACE", Signature::c_parseBuffer, "Input string:\n" + text};
+  try {
+    helper().parse(text);
+    ADD_FAILURE() << "no exception";
+  } catch (const Drelvan::DvExceptionNested& exception) {
+    EXPECT_EQ(exception.getGroup(), "Logging") << "the same exception goes on";
+  }
+  EXPECT_THAT(takeEntries(),
+              ElementsAre(parserInput(text), inputString,
+                          Entry{"ERROR", Signature::c_parseString, "Input parsing error: log full\nInput:\n" + text}));
+  EXPECT_THROW(helper().parse(text.data()), Drelvan::DvExceptionNested);
+  EXPECT_THAT(takeEntries(), ElementsAre(inputString));
+  EXPECT_THROW(helper().parse(source, true), Drelvan::DvExceptionNested);
+  EXPECT_THAT(takeEntries(), IsEmpty());
+}
+
 TEST_F(RequestXmlHelperInstance, SetUpIsCompleteBeforeItsLastEntry) {
   throwAtEntry("Parser initialized.", std::runtime_error("no room for the log"));
   EXPECT_THROW(helper().parse(requestPackage().text()), std::runtime_error);

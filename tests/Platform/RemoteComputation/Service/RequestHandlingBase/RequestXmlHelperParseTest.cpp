@@ -450,6 +450,15 @@ TEST_F(RequestXmlHelperStreamException, IsReportedWhenNothingHasBeenRead) {
   }
 }
 
+TEST_F(RequestXmlHelperStreamException, IsReportedWhenTheSourceForcesAnEncoding) {
+  for (const Thrown& thrown : exceptionsOfAStream()) {
+    SCOPED_TRACE(thrown.what);
+    ScriptedSource source("", thrown.throwIt);
+    source.setEncoding(WideText("ISO-8859-1").get());
+    expectReported(thrown, source, true);
+  }
+}
+
 TEST_F(RequestXmlHelperStreamException, IsReportedInTheMiddleOfADocument) {
   const std::string start = rootElement("DV_RequestScript", TestSupport::request().text() + "<").text();
   for (const Thrown& thrown : exceptionsOfAStream()) {
