@@ -1,0 +1,175 @@
+// One input is a sequence of documents. All inputs go through the one long-lived instance, validated and not.
+
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
+#include <fuzz/parse/NoAccess.h>
+#include <fuzz/parse/PackageSchema.h>
+#include <fuzz/parse/ParsedText.h>
+#include <fuzz/parse/PeerDifferences.h>
+#include <fuzz/parse/PeerValidator.h>
+#include <fuzz/parse/Sequence.h>
+#include <fuzz/support/Property.h>
+#include <fuzz/support/QuietLogging.h>
+#include <service/ExceptionHandling.h>
+#include <service/GeneralServices.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+#include <xercesc/framework/MemBufInputSource.hpp>
+
+namespace {
+
+using Drelvan::RequestXmlHelper;
+using Fuzz::broken;
+using Fuzz::require;
+
+/// Every so many inputs the instance is compared with a fresh one, and replaced by it.
+constexpr unsigned c_inputsPerInstance = 16;
+
+constexpr const char* c_goodPackage =
+    "<DV_RequestPackage xmlns='http://drelvan.example/schemas/DVRequests.xsd' version='5.0.0' serial='1'"
+    " timestamp='UTC/ISO_2024-05-07T13:45:09' clientId='0123456789abcdef-0123456789ABCDEF-fedcba9876543210'"
+    " requestClientId='ffffffffffffffff-0000000000000000-aaaaaaaaaaaaaaaa'>"
+    "<request id='0123456789abcdef-0123456789ABCDEF-fedcba9876543210'/></DV_RequestPackage>";
+
+struct Releaser {
+  void operator()(xercesc_3_1::DOMDocument* document) const { document->release(); }
+};
+using Document = std::unique_ptr<xercesc_3_1::DOMDocument, Releaser>;
+
+/// What became of one document.
+struct Verdict {
+  bool accepted = false;
+  std::string text;  ///< what the document says, or why it was refused, with all that was logged
+
+  /// The wording of a refusal may differ: see README.md.
+  bool operator==(const Verdict& other) const {
+    return accepted == other.accepted && (!accepted || text == other.text);
+  }
+};
+
+void checkDocument(const xercesc_3_1::DOMDocument* document, bool validated) {
+  require(document != nullptr, "a parse that returns returns a document");
+  require(document->getDocumentElement() != nullptr, "a document has a root");
+  require(!validated || document->getDoctype() == nullptr, "no validated document has a document type declaration");
+  Drelvan::XmlUtils::getContent(document->getDocumentElement());
+}
+
+template <typename Parse>
+Verdict verdictOf(Parse parse, bool validate) {
+  Fuzz::takeErrors();
+  try {
+    const Document document(parse());
+    checkDocument(document.get(), validate);
+    require(Fuzz::takeErrors().empty(), "a document that is returned had no problem");
+    return {true, Fuzz::textOf(*document)};
+  } catch (const Drelvan::DvExceptionNested& exception) {
+    require(exception.getGroup() == "RequestHandling", "a refusal is of the group RequestHandling");
+    return {false, std::string(exception.what()) + "\n" + Fuzz::takeErrors()};
+  } catch (const std::exception& exception) {
+    broken(std::string("a parse leaves with no other exception than its own: ") + exception.what());
+  } catch (...) {
+    broken("a parse leaves with no other exception than its own");
+  }
+}
+
+Verdict parse(const std::string& text, bool validate) {
+  const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "input");
+  return verdictOf([&] { return RequestXmlHelper::getInstance().parse(source, validate); }, validate);
+}
+
+Verdict parseAsString(const std::string& text) {
+  return verdictOf([&] { return RequestXmlHelper::getInstance().parse(text); }, true);
+}
+
+/// The inputs since the instance was made.
+std::vector<std::string>& history() {
+  static std::vector<std::string> inputs;
+  return inputs;
+}
+
+/// Leaves the inputs since the instance was made as one input, which repeats what they led to.
+void saveHistory() { std::ofstream("history.input", std::ios::binary) << Fuzz::joinDocuments(history()); }
+
+void startInstance() {
+  RequestXmlHelper::reset(false);
+  RequestXmlHelper::getInstance().addSchema(Fuzz::PackageSchema());
+}
+
+void requireGood() {
+  static const Verdict expected[] = {parse(c_goodPackage, false), parse(c_goodPackage, true)};
+  for (const bool validate : {false, true}) {
+    const Verdict verdict = parse(c_goodPackage, validate);
+    require(verdict.accepted, "a good package passes after any other: " + verdict.text);
+    require(verdict == expected[validate ? 1 : 0], "a good package always reads the same: " + verdict.text);
+  }
+}
+
+void requirePeerAccepts(const std::string& document) {
+  static Fuzz::PeerValidator peer(Fuzz::exportedSchema());
+  const std::string objection = peer.objection(document);
+  if (!objection.empty() && !Fuzz::isExplained(document, objection)) {
+    broken("libxml2 accepts what was returned as valid: " + objection);
+  }
+}
+
+void requireSame(const Verdict& known, const Verdict& now, const char* property) {
+  if (!(known == now)) {
+    broken(std::string(property) + "\n--- one:\n" + known.text + "\n--- other:\n" + now.text);
+  }
+}
+
+void compareWithFresh(const std::string& document) {
+  for (const bool validate : {true, false}) {
+    const Verdict known = parse(document, validate);
+    startInstance();
+    requireSame(known, parse(document, validate), "a long-lived instance says the same as a fresh one");
+  }
+}
+
+void compareWithString(const std::string& document) {
+  const bool asString = parseAsString(document).accepted;
+  const bool asSource = parse(document.substr(0, document.find('\0')), true).accepted;
+  require(asString == asSource, "a string has the verdict of its bytes up to the first NUL");
+}
+
+void checkSequence(const std::vector<std::string>& documents) {
+  for (const std::string& document : documents) {
+    const Verdict validated = parse(document, true);
+    const Verdict unvalidated = parse(document, false);
+    require(unvalidated.accepted || !validated.accepted, "what is valid is also well-formed: " + unvalidated.text);
+    if (validated.accepted) {
+      requirePeerAccepts(document);
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" void __asan_on_error() { saveHistory(); }
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  startInstance();
+  requireGood();
+  Fuzz::forbidAccess();
+  Fuzz::setOnBroken(saveHistory);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string input(reinterpret_cast<const char*>(data), size);
+  const std::vector<std::string> documents = Fuzz::splitDocuments(input);
+  history().push_back(input);
+  checkSequence(documents);
+  requireGood();
+  static unsigned count = 0;
+  if (++count % c_inputsPerInstance == 0) {
+    compareWithString(documents.back());
+    compareWithFresh(documents.back());
+    history().clear();
+  }
+  return 0;
+}
