@@ -107,8 +107,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
                       const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
                       bool isEmpty, bool isRoot) override;
-    void endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
-                    const XMLCh* prefix) override;
+    void startEntityReference(const xercesc_3_1::XMLEntityDecl& entity) override;
     void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
                      bool hasInternalSubset, bool hasExternalSubset) override;
     void attDef(const xercesc_3_1::DTDElementDecl& element, const xercesc_3_1::DTDAttDef& attribute,
@@ -128,10 +127,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void growElementStates();
     /// Has the scanner read `document` without telling anyone of it.
     void scanUnheard(const std::string& document);
-    void checkAttributes(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
+    void checkNamespaces(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
     void checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot);
-    void enterScope(std::size_t declarations);
-    void leaveScope();
     /// Refuses the document when `count` is above `most`.
     void limit(std::size_t count, std::size_t most, const char* what);
     [[noreturn]] void refuseExcess(std::size_t most, const char* what);

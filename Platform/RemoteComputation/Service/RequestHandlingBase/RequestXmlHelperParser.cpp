@@ -5,6 +5,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/locale/encoding_utf.hpp>
 #include <cstddef>
 #include <exception>
@@ -106,6 +107,8 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
   }
 
   void beginElement() { m_lookups = 0; }
+  /// Whether the element that is being scanned names any namespace.
+  bool areNamed() const { return m_lookups != 0; }
 
   unsigned int addOrFind(const XMLCh* uri) override {
     if (++m_lookups > c_maxNamespacesOfElement) {
@@ -141,9 +144,12 @@ bool isNamespaceDeclaration(const XMLAttr& attribute) {
 
 /// Elements of the schema's namespace, one in the other.
 std::string nestedElements(std::size_t depth) {
-  std::string text = std::string("<d xmlns='") + c_requestNamespace + "'>";
-  for (std::size_t level = 1; level < depth; ++level) {
-    text += "<d>";
+  // The scanner looks for the default namespace through all open elements up to the one that declares it.
+  constexpr std::size_t declareEvery = 32;
+  const std::string declaring = std::string("<d xmlns='") + c_requestNamespace + "'>";
+  std::string text;
+  for (std::size_t level = 0; level < depth; ++level) {
+    text += level % declareEvery == 0 ? declaring : "<d>";
   }
   for (std::size_t level = 0; level < depth; ++level) {
     text += "</d>";
@@ -172,6 +178,9 @@ struct RequestXmlHelper::Parser::State {
   std::size_t doctypeBytes = 0;
   std::size_t doctypeAttributes = 0;
   std::size_t doctypeLookups = 0;
+  /// The path to the node that was opened last, and its length. Nodes that have been closed since are still in it: the
+  /// next element's parent tells which are open.
+  std::array<const void*, c_maxDepth + 1> path{};
   std::size_t depth = 0;
   std::size_t namespaceDeclarations = 0;
   std::size_t namespacesInScope = 0;
@@ -201,6 +210,21 @@ struct RequestXmlHelper::Parser::State {
     problems = 0;
     exceeded = false;
     uris->beginElement();
+  }
+
+  /// Shortens the path to end with `parent`.
+  void closeUpTo(const void* parent) {
+    std::size_t level = depth;
+    while (level > 0 && path[level - 1] != parent) {
+      --level;
+    }
+    if (level > 0) {
+      depth = level;
+    }
+    while (!scopes.empty() && scopes.back().depth > depth) {
+      namespacesInScope -= scopes.back().declarations;
+      scopes.pop_back();
+    }
   }
 
   std::size_t maxKeptBytes() const {
@@ -427,52 +451,49 @@ void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& d
                                             const XMLCh* prefix, const xercesc_3_1::RefVectorOf<XMLAttr>& attributes,
                                             XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
   State& state = *m_state;
-  state.inProlog = false;
-  state.inSubset = false;
-  limit(++state.depth, c_maxDepth, "levels of elements");
+  state.closeUpTo(fCurrentParent);
+  limit(state.depth + 1, c_maxDepth, "levels of elements");
+  limit(attributeCount, c_maxAttributesOfElement, "attributes of an element");
+  if (state.uris->areNamed()) {
+    checkNamespaces(attributes, attributeCount);
+  }
+  if (isRoot) {
+    state.inProlog = false;
+    state.inSubset = false;
+  }
   if (state.doctypeAttributes != 0) {
     limit(state.doctypeLookups += state.doctypeAttributes, c_maxDoctypeLookups,
           "lookups of attributes in its document type declaration");
-  }
-  if (attributeCount != 0) {
-    checkAttributes(attributes, attributeCount);
   }
   if (!declaration.isDeclared()) {
     checkUndeclared(declaration, isRoot);
   }
   XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+  state.path[state.depth++] = fCurrentParent;
 }
 
-void RequestXmlHelper::Parser::checkAttributes(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes, XMLSize_t count) {
-  limit(count, c_maxAttributesOfElement, "attributes of an element");
+void RequestXmlHelper::Parser::startEntityReference(const xercesc_3_1::XMLEntityDecl& entity) {
+  State& state = *m_state;
+  state.closeUpTo(fCurrentParent);
+  limit(state.depth + 1, c_maxDepth, "levels of elements");
+  XercesDOMParser::startEntityReference(entity);
+  state.path[state.depth++] = fCurrentParent;
+}
+
+void RequestXmlHelper::Parser::checkNamespaces(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes, XMLSize_t count) {
+  State& state = *m_state;
+  state.uris->beginElement();
   std::size_t declarations = 0;
   for (XMLSize_t index = 0; index < count; ++index) {
     const XMLAttr& attribute = *attributes.elementAt(index);
     if (isNamespaceDeclaration(attribute)) {
       ++declarations;
-      m_state->prefixes.insert(attribute.getName());
+      state.prefixes.insert(attribute.getName());
     }
   }
-  if (declarations != 0) {
-    enterScope(declarations);
-  }
-}
-
-void RequestXmlHelper::Parser::enterScope(std::size_t declarations) {
-  State& state = *m_state;
-  state.uris->beginElement();
   limit(state.namespaceDeclarations += declarations, c_maxNamespaceDeclarations, "namespace declarations");
   limit(state.namespacesInScope += declarations, c_maxNamespacesInScope, "namespace declarations in scope");
-  state.scopes.push_back({state.depth, declarations});
-}
-
-void RequestXmlHelper::Parser::leaveScope() {
-  State& state = *m_state;
-  if (!state.scopes.empty() && state.scopes.back().depth == state.depth) {
-    state.namespacesInScope -= state.scopes.back().declarations;
-    state.scopes.pop_back();
-  }
-  --state.depth;
+  state.scopes.push_back({state.depth + 1, declarations});
 }
 
 void RequestXmlHelper::Parser::checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot) {
@@ -484,12 +505,6 @@ void RequestXmlHelper::Parser::checkUndeclared(const xercesc_3_1::XMLElementDecl
   if (isRoot && state.validating && state.problems == 0) {
     refuse("The root element '" + shownName(declaration.getFullName()) + "' is not declared in the schema.");
   }
-}
-
-void RequestXmlHelper::Parser::endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
-                                          const XMLCh* prefix) {
-  leaveScope();
-  XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
 }
 
 void RequestXmlHelper::Parser::doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId,
