@@ -88,7 +88,6 @@ Counts checkAll(Checker& checker, const std::vector<std::string>& files, Reporte
 
 int check(const CheckOptions& options) {
   const std::vector<Fragment> fragments = readFragments(options.fragments);
-  const std::vector<std::string> files = expandFolders(options.files);
   const auto reporter = makeReporter(options.format);
   ParserPlatform platform;
   const SchemaModel schema(combinedSchema(fragments));
@@ -97,6 +96,7 @@ int check(const CheckOptions& options) {
     std::for_each(broken.begin(), broken.end(), [&](const Report& report) { reporter->show(report); });
     return ExitCode::badFragment;
   }
+  const std::vector<std::string> files = expandFolders(options.files);
   Checker checker(platform, fragments, schema, !options.noValidation);
   const Counts counts = checkAll(checker, files, *reporter);
   if (options.format == "text" && files.size() > 1) {

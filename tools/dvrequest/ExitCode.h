@@ -2,7 +2,7 @@
 
 namespace DvRequest {
 
-/// How the program ends. Of several that apply, `unusable` wins, then `badFragment`, then `refused`.
+/// How the program ends. Of several that apply, `badFragment` comes before everything, then `unusable`, then `refused`.
 enum ExitCode : int {
   success = 0,        ///< all documents valid; the value is good; the file operation is done
   refused = 1,        ///< a document is invalid; the value is no good; the file operation failed

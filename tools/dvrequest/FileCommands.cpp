@@ -18,9 +18,7 @@ namespace {
 
 using Drelvan::WaitingFileUtilities;
 
-constexpr const char* c_exitCodes =
-    "The file is tried again while it is busy. DV_LOG_LEVEL=debug shows each try.\n"
-    "Exit code: 0 done, 1 failed, 2 wrong use.\n";
+constexpr const char* c_exitCodes = "DV_LOG_LEVEL=debug shows each try. Exit code: 0 done, 1 failed, 2 wrong use.\n";
 
 struct FileOptions {
   std::string source;
@@ -52,14 +50,14 @@ std::string checkTries(const std::string& text) {
 }
 
 CLI::App& addCommand(CLI::App& program, int& exitCode, const std::string& name, const std::string& description,
-                     const std::shared_ptr<FileOptions>& options, const Action& action) {
+                     const std::string& example, const std::shared_ptr<FileOptions>& options, const Action& action) {
   CLI::App* command = program.add_subcommand(name, description);
   command->add_option("source", options->source, "the file")->type_name("FILE")->required();
   command->add_option("--wait", options->wait, "wait between tries in milliseconds (default 1000)")->type_name("MS");
   command->add_option("--tries", options->tries, "how often to try (default 1); -1 tries without end")
       ->type_name("N")
       ->check(CLI::Validator(checkTries, "", "tries"));
-  command->footer(c_exitCodes);
+  command->footer("Examples:\n  dvrequest " + name + example + " --wait 500 --tries 20\n" + c_exitCodes);
   command->callback([options, action, &exitCode] { exitCode = run(*options, action); });
   return *command;
 }
@@ -72,19 +70,21 @@ void addTarget(CLI::App& command, const std::shared_ptr<FileOptions>& options, c
 
 void addFileCommands(CLI::App& program, int& exitCode) {
   const auto copy = std::make_shared<FileOptions>();
-  addTarget(addCommand(program, exitCode, "copy", "copy a file, whole or not at all", copy,
-                       [](const FileOptions& options) {
-                         WaitingFileUtilities::waitingCopy(options.source, options.target, options.wait, options.tries);
-                       }),
-            copy, "its copy, which is replaced if it exists");
+  addTarget(
+      addCommand(program, exitCode, "copy", "copy a file, whole or not at all", " result.csv /net/result.csv", copy,
+                 [](const FileOptions& options) {
+                   WaitingFileUtilities::waitingCopy(options.source, options.target, options.wait, options.tries);
+                 }),
+      copy, "its copy, which is replaced if it exists");
   const auto rename = std::make_shared<FileOptions>();
-  addTarget(addCommand(program, exitCode, "rename", "rename a file, also to another file system", rename,
+  addTarget(addCommand(program, exitCode, "rename", "rename a file, also to another file system",
+                       " result.part result.csv", rename,
                        [](const FileOptions& options) {
                          WaitingFileUtilities::waitingRename(options.source, options.target, options.wait,
                                                              options.tries);
                        }),
             rename, "its new name, which is replaced if it exists");
-  addCommand(program, exitCode, "remove", "remove a file", std::make_shared<FileOptions>(),
+  addCommand(program, exitCode, "remove", "remove a file", " result.csv", std::make_shared<FileOptions>(),
              [](const FileOptions& options) {
                WaitingFileUtilities::waitingRemove(options.source, options.wait, options.tries);
              });

@@ -127,7 +127,8 @@ std::vector<Report> checkFragments(const std::vector<Fragment>& fragments, const
   }
   const std::map<Place, std::string> starts = startsOf(fragments);
   for (const Problem& problem : schema.problems()) {
-    const auto next = starts.upper_bound(problem.place);
+    // The parser names the place behind what it has read, which may be the start of the next fragment.
+    const auto next = starts.lower_bound(problem.place);
     if (next == starts.begin()) {
       add("(the schema as a whole)", error({}, problem.message), reports);
     } else {

@@ -6,6 +6,26 @@
 
 namespace DvRequest {
 
+namespace {
+
+/// How many bytes the control character at `index` takes in UTF-8; 0 when there is none.
+std::size_t controlLength(const std::string& text, std::size_t index) {
+  const auto byte = static_cast<unsigned char>(text[index]);
+  if (byte < 0x20 || byte == 0x7f) {
+    return 1;
+  }
+  const auto next = static_cast<unsigned char>(index + 1 < text.size() ? text[index + 1] : '\0');
+  return byte == 0xc2 && next >= 0x80 && next < 0xa0 ? 2 : 0;
+}
+
+void appendEscaped(char character, std::string& result) {
+  constexpr const char* digits = "0123456789abcdef";
+  const auto byte = static_cast<unsigned char>(character);
+  result.append({'\\', 'x', digits[byte >> 4], digits[byte & 0xf]});
+}
+
+}  // namespace
+
 std::string toText(const XMLCh* text) {
   if (text == nullptr) {
     return {};
@@ -20,14 +40,13 @@ std::string counted(std::size_t count, const std::string& noun) {
 }
 
 std::string printable(const std::string& text) {
-  constexpr const char* digits = "0123456789abcdef";
   std::string result;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x20 && byte != 0x7f) {
-      result.push_back(character);
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    if (const std::size_t length = controlLength(text, index)) {
+      appendEscaped(text[index + length - 1], result);
+      index += length - 1;
     } else {
-      result.append({'\\', 'x', digits[byte >> 4], digits[byte & 0xf]});
+      result.push_back(text[index]);
     }
   }
   return result;
