@@ -1,5 +1,6 @@
 #include <examples/parameter_sweep/common/PackageReader.h>
 #include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/SweepSchema.h>
 #include <service/Identifier.h>
 #include <tests/examples/RawClient.h>
 
@@ -15,6 +16,8 @@ constexpr std::chrono::minutes c_patience{1};
 }  // namespace
 
 using namespace ParameterSweep;
+
+void RawTest::SetUpTestSuite() { static const ParserSession parser; }
 
 RawClient::RawClient(const std::string& server) : m_socket(m_context, zmq::socket_type::dealer) {
   m_socket.set(zmq::sockopt::linger, 0);
@@ -32,6 +35,10 @@ std::string RawClient::exchange(const std::vector<std::string>& parts) {
   send(parts);
   std::array<zmq::pollitem_t, 1> items{{{m_socket, 0, ZMQ_POLLIN, 0}}};
   zmq::poll(items, c_patience);
+  return received();
+}
+
+std::string RawClient::received() {
   zmq::message_t message;
   return m_socket.recv(message, zmq::recv_flags::dontwait) ? message.to_string() : std::string();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <examples/parameter_sweep/common/Messages.h>
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -19,12 +20,20 @@ class RawClient {
   ParameterSweep::ReplyContent ask(const std::string& package);
   ParameterSweep::ReplyContent ask(const ParameterSweep::Request& request);
 
+  /// The reply that has arrived; empty when there is none.
+  std::string received();
   /// Sends without waiting.
   void send(const std::vector<std::string>& parts);
 
  private:
   zmq::context_t m_context;
   zmq::socket_t m_socket;
+};
+
+/// Starts the parser once for the whole test program.
+class RawTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite();
 };
 
 /// A submission of one realization with x = 2.

@@ -39,6 +39,16 @@ SweepFailure withoutResult(const Ending::Status& status, const std::string& outp
           "the job program ended with exit code " + std::to_string(status.number) + " and no result" + tail};
 }
 
+/// A damaged outcome still says that there is one.
+JobStatus readOutcome(const SweepJobId& jobId, const fs::path& file) {
+  try {
+    return std::get<JobStatus>(readReplyFile(file).content);
+  } catch (const std::exception& exception) {
+    const SweepFailure failure(FailureKind::Internal, std::string("the stored outcome is bad: ") + exception.what());
+    return {jobId, JobState::Failed, 0, {}, {}, failure};
+  }
+}
+
 }  // namespace
 
 JobTable::JobTable(JobSettings settings) : m_settings(std::move(settings)), m_lock(-1) {
@@ -83,7 +93,7 @@ void JobTable::loadJob(const SweepJobId& jobId) {
   job.jobId = jobId;
   auto process = JobProcess::find(readStoredFile(files.process()));
   if (fs::exists(files.outcome())) {
-    job = std::get<JobStatus>(readReplyFile(files.outcome()).content);
+    job = readOutcome(jobId, files.outcome());
   } else if (process) {
     job.state = JobState::Running;
   } else if (!settle(job)) {
@@ -175,7 +185,12 @@ void JobTable::attend() {
     running.push_back(id);
   }
   for (const std::string& id : running) {
-    attendRun(m_jobs.at(id), m_runs.at(id));
+    try {
+      attendRun(m_jobs.at(id), m_runs.at(id));
+    } catch (const std::exception& exception) {
+      // One job's trouble, a full disk for instance, must not end the others.
+      s_logger.logERROR(id + ": " + exception.what(), __FILE__, __func__, __LINE__);
+    }
   }
   startQueued();
 }
@@ -269,29 +284,28 @@ void JobTable::conclude(JobStatus& job, const Ending& ending) {
 
 bool JobTable::settle(JobStatus& job) {
   const JobFolder files = folder(job.jobId);
-  if (fs::exists(files.result())) {
-    finish(job);
-  } else if (fs::exists(files.failure())) {
-    fail(job, std::get<SweepFailure>(readReplyFile(files.failure()).content));
-  } else {
-    return false;
+  try {
+    if (fs::exists(files.result())) {
+      checkResult(job);
+      job.progress = 1;
+      change(job, JobState::Finished);
+    } else if (fs::exists(files.failure())) {
+      fail(job, std::get<SweepFailure>(readReplyFile(files.failure()).content));
+    } else {
+      return false;
+    }
+  } catch (const std::exception& exception) {
+    fail(job, SweepFailure(FailureKind::Internal, std::string("the job left nothing usable: ") + exception.what()));
   }
   return true;
 }
 
 /// Only a result that can be read and that is the job's own makes the job finished.
-void JobTable::finish(JobStatus& job) {
-  try {
-    const auto result = std::get<SweepResult>(readReplyFile(folder(job.jobId).result()).content);
-    if (result.jobId.getUniqueId() != job.jobId.getUniqueId()) {
-      throw SweepFailure(FailureKind::Internal, "it is that of another job");
-    }
-  } catch (const std::exception& exception) {
-    fail(job, SweepFailure(FailureKind::Internal, std::string("the result is bad: ") + exception.what()));
-    return;
+void JobTable::checkResult(const JobStatus& job) const {
+  const auto result = std::get<SweepResult>(readReplyFile(folder(job.jobId).result()).content);
+  if (result.jobId.getUniqueId() != job.jobId.getUniqueId()) {
+    throw SweepFailure(FailureKind::Internal, "it is the result of another job");
   }
-  job.progress = 1;
-  change(job, JobState::Finished);
 }
 
 /// Should the outcome not reach the disk, the job stays accepted there: the next server runs it again.

@@ -72,7 +72,7 @@ class JobTable {
   void conclude(JobStatus& job, const Ending& ending);
   /// Whether the job left a result or a failure, which then ends it.
   bool settle(JobStatus& job);
-  void finish(JobStatus& job);
+  void checkResult(const JobStatus& job) const;
   void fail(JobStatus& job, const SweepFailure& failure);
   void change(JobStatus& job, JobState state);
   void note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const;

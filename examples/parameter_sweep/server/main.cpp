@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <boost/tokenizer.hpp>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -42,14 +41,29 @@ void installStop() {
   }
 }
 
-/// Splits a command line at its spaces; quotes hold words together.
-std::vector<std::string> splitWords(const std::string& line) {
-  const boost::escaped_list_separator<char> separator("\\", " ", "\"'");
+/// Splits a command at its spaces. Single and double quotes hold words together; nothing else is special.
+std::vector<std::string> splitWords(const std::string& command) {
   std::vector<std::string> words;
-  for (const std::string& word : boost::tokenizer(line, separator)) {
-    if (!word.empty()) {
-      words.push_back(word);
+  bool isInWord = false;
+  char quote = '\0';
+  for (const char c : command) {
+    const bool isQuote = quote != '\0' ? c == quote : c == '\'' || c == '"';
+    if (quote == '\0' && c == ' ') {
+      isInWord = false;
+      continue;
     }
+    if (!isInWord) {
+      words.emplace_back();
+      isInWord = true;
+    }
+    if (isQuote) {
+      quote = quote == '\0' ? c : '\0';
+    } else {
+      words.back() += c;
+    }
+  }
+  if (quote != '\0') {
+    throw SweepFailure(FailureKind::LocalTrouble, "a quote is not closed in --launch-with " + command);
   }
   return words;
 }

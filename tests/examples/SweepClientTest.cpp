@@ -1,0 +1,122 @@
+#include <tests/examples/SweepPrograms.h>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using SweepTest::Arguments;
+using SweepTest::Outcome;
+using TestSupport::TemporaryFolder;
+
+/// What sweep-client says without a server: nothing here gets as far as asking one.
+class SweepClientTest : public testing::Test {
+ protected:
+  static Outcome client(Arguments arguments) {
+    arguments.insert(arguments.begin(), {"--server", "127.0.0.1:1", "--timeout", "0.3"});
+    return SweepTest::run(SweepTest::clientProgram(), arguments);
+  }
+  Outcome submit(const std::string& expression, const std::string& table) const {
+    return client({"submit", "--expression", expression, "--parameters", m_folder.write("table.csv", table)});
+  }
+
+  TemporaryFolder m_folder;
+};
+
+TEST_F(SweepClientTest, FaultInATableIsNamedWithLineAndColumn) {
+  const struct {
+    const char* table;
+    const char* message;
+  } c_cases[] = {
+      {"", "line 1, column 1: there is no realization; give a line of names and at least one of numbers"},
+      {"x,y\n", "line 1, column 1: there is no realization; give a line of names and at least one of numbers"},
+      {"x,y\n1,2\n3,four\n", "line 3, column 2: 'four' is not a number; write it as 1.5 or 15e-1"},
+      {"x,y\n1,2\n\n3\n", "line 4, column 2: 1 cells where the first line has 2"},
+      {"x,y\n1,2,3\n", "line 2, column 3: 3 cells where the first line has 2"},
+      {"x,y\n1,\n", "line 2, column 2: '' is not a number; write it as 1.5 or 15e-1"},
+      {"x,nan\n1,NaN\n", "line 2, column 2: 'NaN' is not a number; write it as 1.5 or 15e-1"},
+      {"x,y\n1,1;5\n", "line 2, column 2: '1;5' is not a number; write it as 1.5 or 15e-1"},
+      {"x,x\n1,2\n", "line 1, column 2: the name 'x' stands there twice"},
+      {"x,\n1,2\n", "line 1, column 2: a parameter name is missing"},
+      {"realizationId\n1\n", "line 1, column 1: there is no parameter"},
+      {"realizationId,x\n-1,2\n",
+       "line 2, column 1: '-1' is not a realization id, which is a whole number from 0 to 4294967295"},
+      {"realizationId,x\n1,2\n1,3\n", "line 3, column 1: realization 1 stands there twice"},
+  };
+  for (const auto& [table, message] : c_cases) {
+    const Outcome outcome = submit("x", table);
+    EXPECT_EQ(outcome.exitCode, 6) << table;
+    EXPECT_EQ(outcome.errors, "sweep-client: " + m_folder.file("table.csv") + ": " + message + "\n");
+  }
+}
+
+TEST_F(SweepClientTest, TablesOfEveryUsualFormAreRead) {
+  for (const char* table : {"x\n1\n", "x\r\n1\r\n", "\xEF\xBB\xBFx\n1", "\"x\" , y\n \"1\",+2e0\n", "\n\nx\n\n1\n"}) {
+    EXPECT_EQ(submit("x", table).exitCode, 3) << table;
+  }
+}
+
+TEST_F(SweepClientTest, FaultInAnExpressionIsNamedWithItsPosition) {
+  const struct {
+    const char* expression;
+    const char* start;
+  } c_cases[] = {
+      {"x+*2", "sweep-client: bad expression at position 3: "},
+      {"x+unknown", "sweep-client: bad expression at position 3: "},
+      {"sin(x", "sweep-client: bad expression at position "},
+      {"1,2", "sweep-client: bad expression: it has several results"},
+  };
+  for (const auto& [expression, start] : c_cases) {
+    const Outcome outcome = submit(expression, "x\n1\n");
+    EXPECT_EQ(outcome.exitCode, 7) << expression;
+    EXPECT_EQ(outcome.errors.rfind(start, 0), 0U) << outcome.errors;
+    EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
+  }
+}
+
+TEST_F(SweepClientTest, ServerThatDoesNotAnswerIsUnreachable) {
+  const Outcome outcome = submit("x", "x\n1\n");
+  EXPECT_EQ(outcome.exitCode, 3);
+  EXPECT_EQ(outcome.errors,
+            "sweep-client: no answer from 127.0.0.1:1; check that sweep-server runs there, and the keys\n");
+}
+
+TEST_F(SweepClientTest, TextThatIsNoJobIdIsAnUnknownJob) {
+  for (const char* job : {"x", "#", "Sweep_1#1", "a#0123456789abcdef-0123456789abcdef-0123456789abcdef",
+                          "Other_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef"}) {
+    EXPECT_EQ(client({"status", job}).exitCode, 5) << job;
+  }
+}
+
+TEST_F(SweepClientTest, WrongUseHasItsOwnExitCode) {
+  EXPECT_EQ(client({}).exitCode, 2);
+  EXPECT_EQ(client({"submit"}).exitCode, 2);
+  EXPECT_EQ(client({"dance"}).exitCode, 2);
+  EXPECT_EQ(client({"status"}).exitCode, 2);
+  EXPECT_EQ(client({"--help"}).exitCode, 0);
+}
+
+TEST_F(SweepClientTest, TroubleWithLocalFilesIsNamed) {
+  const Outcome missing = client({"submit", "--expression", "x", "--parameters", m_folder.file("missing.csv")});
+  EXPECT_EQ(missing.exitCode, 14);
+  EXPECT_EQ(missing.errors, "sweep-client: cannot read '" + m_folder.file("missing.csv") + "'\n");
+  const Outcome keys = client({"--keys", m_folder.file("missing.key"), "status", "x"});
+  EXPECT_EQ(keys.exitCode, 14);
+}
+
+TEST_F(SweepClientTest, FailuresAreJsonWhereAskedFor) {
+  const Outcome outcome = client({"--json", "status", "x"});
+  const auto failure = nlohmann::json::parse(outcome.errors);
+  EXPECT_EQ(failure["kind"], "UnknownJob");
+  EXPECT_EQ(failure["exitCode"], outcome.exitCode);
+}
+
+TEST_F(SweepClientTest, ResultThatCannotBeWrittenIsNamed) {
+  const SweepTest::Server server(m_folder.file("spool"));
+  const std::string job = server.submit("x", m_folder.write("table.csv", "x\n1\n"));
+  server.client({"wait", job});
+  const Outcome outcome = server.client({"result", job, "--output", m_folder.file("nowhere/out.csv")});
+  EXPECT_EQ(outcome.exitCode, 14);
+  EXPECT_NE(outcome.errors.find("No such file or directory"), std::string::npos) << outcome.errors;
+}
+
+}  // namespace

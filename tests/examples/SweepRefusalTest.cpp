@@ -1,0 +1,211 @@
+#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <tests/examples/RawClient.h>
+#include <tests/examples/SweepPrograms.h>
+
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/write.hpp>
+
+namespace {
+
+using namespace ParameterSweep;
+using SweepTest::makeSubmission;
+using SweepTest::RawClient;
+using SweepTest::refusal;
+using SweepTest::Server;
+using SweepTest::toPackage;
+using TestSupport::TemporaryFolder;
+
+class SweepRefusalTest : public SweepTest::RawTest {
+ protected:
+  /// The kind of the refusal; afterwards the server must still answer somebody else.
+  std::string refused(const std::string& package) {
+    const std::string kind = refusal(m_client.ask(package));
+    RawClient other(m_server.address());
+    const auto status = SweepTest::makeRequest(RequestKind::Status, m_known.jobId);
+    EXPECT_EQ(refusal(other.ask(status)), "status") << package.substr(0, 200);
+    return kind;
+  }
+
+  /// A valid submission with one text replaced.
+  std::string refusedWith(const std::string& text, const std::string& replacement) {
+    const std::string package = toPackage(makeSubmission("x"));
+    const std::string changed = boost::algorithm::replace_first_copy(package, text, replacement);
+    EXPECT_NE(changed, package) << text;
+    return refused(changed);
+  }
+
+  void SetUp() override { ASSERT_EQ(refusal(m_client.ask(m_known)), "status"); }
+
+  TemporaryFolder m_folder;
+  Server m_server{m_folder.file("spool"), {"--max-package", "200000", "--launch-with", "sh -c 'sleep 600'"}};
+  RawClient m_client{m_server.address()};
+  Request m_known = makeSubmission("x");
+};
+
+TEST_F(SweepRefusalTest, TextThatIsNoPackageIsMalformed) {
+  for (const std::string& text :
+       {std::string(), std::string(" "), std::string("hello"), std::string("<a/>"), std::string("<a><b></a>"),
+        std::string("\xff\xfe\x00\x01", 4), toPackage(m_known).substr(0, 300)}) {
+    EXPECT_EQ(refused(text), "MalformedPackage") << text;
+  }
+}
+
+TEST_F(SweepRefusalTest, NothingHidesBehindANul) {
+  EXPECT_EQ(refused(toPackage(makeSubmission("x")) + std::string(1, '\0') + "<more/>"), "MalformedPackage");
+}
+
+TEST_F(SweepRefusalTest, PackageThatBreaksTheSchemaIsMalformed) {
+  EXPECT_EQ(refusedWith("5.0.0", "4.0.0"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("SubmitSweepRequest", "DeleteEverythingRequest"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("SubmitSweepRequest", "SweepJobRequest"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("SubmitSweepRequest", "SweepStatusReply"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("<realizationId>1<", "<realizationId>-1<"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("<value>2<", "<value>two<"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("<expression>x<", "<expression><"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("<expression>x<", "<expression>" + std::string(5000, '1') + "<"), "MalformedPackage");
+}
+
+TEST_F(SweepRefusalTest, EntitiesAreNotExpanded) {
+  std::string laughs = "<!DOCTYPE DV_RequestPackage [<!ENTITY e0 \"ha\">";
+  for (int level = 1; level < 30; ++level) {
+    const std::string inner = "&e" + std::to_string(level - 1) + ";";
+    laughs += "<!ENTITY e" + std::to_string(level) + " \"" + inner + inner + "\">";
+  }
+  laughs += "]>";
+  const std::string package = toPackage(makeSubmission("x"));
+  EXPECT_EQ(refused(laughs + boost::algorithm::replace_first_copy(package, ">x<", ">&e29;<")), "MalformedPackage");
+  const std::string file = m_folder.write("secret", "x");
+  const std::string external = "<!DOCTYPE DV_RequestPackage [<!ENTITY e SYSTEM \"file://" + file + "\">]>";
+  EXPECT_EQ(refused(external + boost::algorithm::replace_first_copy(package, ">x<", ">&e;<")), "MalformedPackage");
+}
+
+TEST_F(SweepRefusalTest, DeepAndLongDocumentsCostNobodyElseAnything) {
+  std::string deep;
+  for (int level = 0; level < 50000; ++level) {
+    deep += "<a>";
+  }
+  EXPECT_EQ(refused(deep), "MalformedPackage");
+  EXPECT_EQ(refused("<a b=\"" + std::string(190000, 'x') + "\"/>"), "MalformedPackage");
+}
+
+TEST_F(SweepRefusalTest, ValidPackageThatIsNoRequestOfThisServiceIsUnknown) {
+  EXPECT_EQ(refused(writeReplyPackage({c_noRequest, SweepFailure(FailureKind::Internal, "x")}, "me")),
+            "UnknownRequest");
+  EXPECT_EQ(refused(writeReply({c_noRequest, SweepFailure(FailureKind::Internal, "x")})), "UnknownRequest");
+  const std::string package = toPackage(makeSubmission("x"));
+  const std::size_t begin = package.find("<request");
+  const std::string plain = "<request id=\"" + makeSubmission("x").id + "\"/></DV_RequestPackage>";
+  EXPECT_EQ(refused(package.substr(0, begin) + plain), "UnknownRequest");
+}
+
+TEST_F(SweepRefusalTest, TypeMayHaveAnyPrefixOfTheNamespace) {
+  const std::string package = toPackage(makeSubmission("x"));
+  const std::string prefixed = boost::algorithm::replace_first_copy(
+      package, "xsi:type=\"SubmitSweepRequest\"",
+      "xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" "
+      "xmlns:p=\"http://drelvan.example/schemas/DVRequests.xsd\" i:type=\"p:SubmitSweepRequest\"");
+  EXPECT_EQ(refusal(m_client.ask(prefixed)), "status");
+}
+
+TEST_F(SweepRefusalTest, IdThatIsNotOfASweepJobNamesNoFolder) {
+  const Request request = makeSubmission("x");
+  for (const std::string& name :
+       {std::string("../../escape"), std::string("Invalid_") + request.jobId.getUniqueId().substr(0, 10),
+        std::string("Sweep_0000000000"), std::string()}) {
+    const std::string package =
+        boost::algorithm::replace_first_copy(toPackage(request), "<name>" + request.jobId.getName(), "<name>" + name);
+    EXPECT_EQ(refused(package), "UnknownJob") << name;
+  }
+  const std::string path = boost::algorithm::replace_first_copy(
+      toPackage(request), "<id>" + request.jobId.getUniqueId(), "<id>../../../../../../../../../etc/passwd");
+  EXPECT_EQ(refused(path), "MalformedPackage");
+  EXPECT_FALSE(std::filesystem::exists(m_folder.file("escape")));
+}
+
+TEST_F(SweepRefusalTest, EncryptedParametersAreRefused) {
+  const std::string package =
+      boost::algorithm::replace_all_copy(toPackage(makeSubmission("x")), "parameter>", "encryptedParameter>");
+  EXPECT_EQ(refused(package), "BadParameters");
+}
+
+TEST_F(SweepRefusalTest, OversizedPackageIsRefusedUnread) {
+  EXPECT_EQ(refused(std::string(200001, ' ')), "PackageTooLarge");
+}
+
+TEST_F(SweepRefusalTest, PackageFarBeyondTheLimitEndsTheConnectionOfItsSenderOnly) {
+  RawClient hostile(m_server.address());
+  hostile.send({std::string(5000000, ' ')});
+  EXPECT_EQ(refused("<a/>"), "MalformedPackage");
+  EXPECT_EQ(hostile.received(), "");
+}
+
+TEST_F(SweepRefusalTest, MessageOfSeveralPartsIsRefused) {
+  const std::string package = toPackage(makeSubmission("x"));
+  RawClient client(m_server.address());
+  EXPECT_NE(client.exchange({"", package}).find("MalformedPackage"), std::string::npos);
+  EXPECT_NE(client.exchange({package, package, package}).find("MalformedPackage"), std::string::npos);
+}
+
+TEST_F(SweepRefusalTest, SamePackageAgainChangesNothingAndAnotherOneWithTheSameIdIsRefused) {
+  Request request = makeSubmission("x");
+  const std::string package = toPackage(request);
+  EXPECT_EQ(refusal(m_client.ask(package)), "status");
+  EXPECT_EQ(refusal(m_client.ask(package)), "status");
+  request.sweep.expression = "2*x";
+  EXPECT_EQ(refused(toPackage(request)), "JobExists");
+}
+
+TEST_F(SweepRefusalTest, UnknownJobIsRefusedWhateverIsAsked) {
+  for (const auto kind : {RequestKind::Status, RequestKind::Result, RequestKind::Cancel, RequestKind::Log}) {
+    EXPECT_EQ(refusal(m_client.ask(SweepTest::makeRequest(kind, SweepJobId()))), "UnknownJob");
+  }
+}
+
+TEST_F(SweepRefusalTest, RefusalKeepsTheParsersMessageAsInnerException) {
+  const std::string reply = m_client.exchange({"<a/>"});
+  EXPECT_NE(reply.find("<innerException>"), std::string::npos) << reply;
+  EXPECT_NE(reply.find("<type>RequestHandling</type>"), std::string::npos) << reply;
+  EXPECT_NE(reply.find("send a package that follows the schema"), std::string::npos) << reply;
+}
+
+TEST_F(SweepRefusalTest, RefusalOfAReadRequestRepeatsItsId) {
+  const Request request = SweepTest::makeRequest(RequestKind::Status, SweepJobId());
+  EXPECT_NE(m_client.exchange({toPackage(request)}).find("requestId=\"" + request.id + "\""), std::string::npos);
+}
+
+TEST_F(SweepRefusalTest, SubscriptionsToNonsenseAndBytesThatAreNoMessagesDoNotDisturb) {
+  zmq::context_t context;
+  zmq::socket_t subscriber(context, zmq::socket_type::sub);
+  subscriber.set(zmq::sockopt::linger, 0);
+  for (const std::string& topic :
+       {std::string(), std::string("x"), replyPackageStart("../../etc"), replyPackageStart(""),
+        replyPackageStart(SweepJobId().toString()), std::string("\0\1\2", 3)}) {
+    subscriber.set(zmq::sockopt::subscribe, topic);
+  }
+  subscriber.connect("tcp://" + m_server.publisherAddress());
+  const std::string port = m_server.address().substr(m_server.address().find(':') + 1);
+  boost::asio::io_context asio;
+  boost::asio::ip::tcp::socket stranger(asio);
+  stranger.connect({boost::asio::ip::address_v4::loopback(), static_cast<unsigned short>(std::stoi(port))});
+  boost::system::error_code ignored;
+  boost::asio::write(stranger, boost::asio::buffer("GET / HTTP/1.0\r\n\r\n" + std::string(100000, '\xff')), ignored);
+  EXPECT_EQ(refused("<a/>"), "MalformedPackage");
+}
+
+TEST_F(SweepRefusalTest, LateSubscriberGetsThePresentStateAtOnce) {
+  zmq::context_t context;
+  for (int subscribers = 0; subscribers < 2; ++subscribers) {
+    zmq::socket_t subscriber(context, zmq::socket_type::sub);
+    subscriber.set(zmq::sockopt::linger, 0);
+    subscriber.set(zmq::sockopt::rcvtimeo, 60000);
+    subscriber.set(zmq::sockopt::subscribe, replyPackageStart(m_known.jobId.toString()));
+    subscriber.connect("tcp://" + m_server.publisherAddress());
+    zmq::message_t message;
+    ASSERT_TRUE(subscriber.recv(message, zmq::recv_flags::none));
+    EXPECT_NE(message.to_string().find("<state>Running</state>"), std::string::npos) << message.to_string();
+  }
+}
+
+}  // namespace

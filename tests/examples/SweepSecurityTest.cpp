@@ -1,0 +1,113 @@
+#include <tests/examples/SweepPrograms.h>
+
+#include <filesystem>
+#include <sstream>
+
+namespace {
+
+using SweepTest::Outcome;
+using SweepTest::Server;
+using TestSupport::TemporaryFolder;
+namespace fs = std::filesystem;
+
+class SweepSecurityTest : public testing::Test {
+ protected:
+  static Outcome keygen(const std::string& folder, const std::string& client) {
+    return SweepTest::run(SweepTest::serverProgram(), {"keygen", "--keys", folder, "--client", client});
+  }
+
+  void SetUp() override {
+    ASSERT_EQ(keygen(keys(), "alice").exitCode, 0);
+    ASSERT_EQ(keygen(m_folder.file("elsewhere"), "mallory").exitCode, 0);
+  }
+
+  std::string keys() const { return m_folder.file("keys"); }
+  std::string aliceKeys() const { return keys() + "/alice.key"; }
+
+  /// The keys of somebody who knows the server's public key but is not known to the server.
+  std::string strangerKeys() const {
+    std::istringstream alice(TemporaryFolder::read(aliceKeys()));
+    std::istringstream mallory(TemporaryFolder::read(m_folder.file("elsewhere/mallory.key")));
+    std::string server;
+    std::string ignored;
+    std::string publicKey;
+    std::string secretKey;
+    alice >> server;
+    mallory >> ignored >> publicKey >> secretKey;
+    return m_folder.write("stranger.key", server + "\n" + publicKey + "\n" + secretKey + "\n");
+  }
+
+  std::string table() const { return m_folder.write("table.csv", "x\n21\n"); }
+  SweepTest::Arguments submission() const {
+    return {"--quiet", "--timeout", "5", "submit", "--expression", "2*x", "--parameters", table(), "--wait"};
+  }
+  Outcome submitWith(const Server& server, const std::string& keyFile) const {
+    SweepTest::Arguments arguments = submission();
+    arguments.insert(arguments.begin(), {"--keys", keyFile});
+    return server.client(arguments);
+  }
+
+  TemporaryFolder m_folder;
+};
+
+TEST_F(SweepSecurityTest, AddressThatOthersReachNeedsKeys) {
+  for (const char* address : {"0.0.0.0", "10.0.0.1", "*", "127.0.0.2"}) {
+    const Outcome outcome =
+        SweepTest::run(SweepTest::serverProgram(), {"--bind", address, "--spool", m_folder.file("spool")});
+    EXPECT_EQ(outcome.exitCode, 1) << address;
+    EXPECT_NE(outcome.errors.find("give --keys"), std::string::npos) << outcome.errors;
+  }
+}
+
+TEST_F(SweepSecurityTest, KnownClientIsServedOverRequestsAndProgress) {
+  const Server server(m_folder.file("spool"), {"--bind", "0.0.0.0", "--keys", keys()});
+  const Outcome outcome = submitWith(server, aliceKeys());
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+  EXPECT_EQ(outcome.output, "realizationId,result\n1,42\n");
+}
+
+TEST_F(SweepSecurityTest, UnknownKeyIsRefused) {
+  const Server server(m_folder.file("spool"), {"--keys", keys()});
+  const Outcome outcome = submitWith(server, strangerKeys());
+  EXPECT_EQ(outcome.exitCode, 4);
+  EXPECT_NE(outcome.errors.find("refuses these keys"), std::string::npos) << outcome.errors;
+  EXPECT_EQ(submitWith(server, aliceKeys()).exitCode, 0);
+}
+
+TEST_F(SweepSecurityTest, ClientWithoutKeysIsNotServed) {
+  const Server server(m_folder.file("spool"), {"--keys", keys()});
+  const Outcome outcome = server.client(submission());
+  EXPECT_TRUE(outcome.exitCode == 3 || outcome.exitCode == 4) << outcome.exitCode << outcome.errors;
+  EXPECT_TRUE(fs::is_empty(m_folder.path() / "spool" / "jobs"));
+}
+
+TEST_F(SweepSecurityTest, ClientWithTheKeyOfAnotherServerIsNotServed) {
+  const Server server(m_folder.file("spool"), {"--keys", keys()});
+  const Outcome outcome = submitWith(server, m_folder.file("elsewhere/mallory.key"));
+  EXPECT_TRUE(outcome.exitCode == 3 || outcome.exitCode == 4) << outcome.exitCode << outcome.errors;
+}
+
+TEST_F(SweepSecurityTest, SecretKeysAreForTheirOwnerOnly) {
+  for (const std::string& file : {keys() + "/server.key", aliceKeys()}) {
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write) << file;
+  }
+}
+
+TEST_F(SweepSecurityTest, KeysAreNotMadeTwiceNorUnderNamesThatArePaths) {
+  const std::string before = TemporaryFolder::read(aliceKeys());
+  EXPECT_EQ(keygen(keys(), "alice").exitCode, 1);
+  EXPECT_EQ(TemporaryFolder::read(aliceKeys()), before);
+  for (const char* name : {"../bob", "a/b", "", "server", "a b"}) {
+    EXPECT_EQ(keygen(keys(), name).exitCode, 1) << name;
+  }
+  EXPECT_EQ(keygen(keys(), "bob").exitCode, 0);
+}
+
+TEST_F(SweepSecurityTest, FileThatHoldsNoKeysIsRefused) {
+  const Server server(m_folder.file("spool"), {"--keys", keys()});
+  const Outcome outcome = submitWith(server, m_folder.write("no.key", "nothing\n"));
+  EXPECT_EQ(outcome.exitCode, 14);
+  EXPECT_NE(outcome.errors.find("does not hold 3 keys"), std::string::npos) << outcome.errors;
+}
+
+}  // namespace
