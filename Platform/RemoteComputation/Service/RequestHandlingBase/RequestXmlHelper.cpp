@@ -32,7 +32,7 @@ Logging s_logger(__FILE__);
 constexpr const char* c_group = "RequestHandling";
 constexpr const char* c_parse = "Drelvan::RequestXmlHelper::parse";
 constexpr const char* c_parseFile = "Drelvan::RequestXmlHelper::parseFile";
-constexpr const char* c_memorySystemId = "'inMemory_pseudoXMLfile'";
+constexpr const XMLCh* c_memorySystemId = u"'inMemory_pseudoXMLfile'";
 constexpr std::size_t c_loggedSchemaLength = 500;
 
 constexpr const char* c_constructorSignature = "__cdecl Drelvan::RequestXmlHelper::RequestXmlHelper(void)";
