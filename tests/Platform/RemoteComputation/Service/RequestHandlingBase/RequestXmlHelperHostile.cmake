@@ -1,0 +1,13 @@
+set(folder ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase)
+
+requesthandling_test(RequestXmlHelperHostileTest
+  ${folder}/RequestXmlHelperHostileInputsTest.cpp
+  ${folder}/RequestXmlHelperHostileLimitsTest.cpp
+  ${folder}/RequestXmlHelperHostileResourcesTest.cpp
+  LIBRARIES test_recording_logging GTest::gmock)
+target_compile_definitions(RequestXmlHelperHostileTest PRIVATE SECURITY_DOCUMENT="${PROJECT_SOURCE_DIR}/SECURITY.md")
+
+requesthandling_test(RequestXmlHelperHostileMemoryTest
+  ${folder}/RequestXmlHelperHostileMemoryTest.cpp
+  LIBRARIES test_recording_logging GTest::gmock
+  LABELS slow)
