@@ -129,6 +129,10 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void scanUnheard(const std::string& document);
     void checkNamespaces(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
     void checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot);
+    void checkNamedType(const xercesc_3_1::XMLElementDecl& declaration,
+                        const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
+    bool namesType(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count) const;
+    void forgetUndeclaredElements();
     /// Refuses the document when `count` is above `most`.
     void limit(std::size_t count, std::size_t most, const char* what);
     [[noreturn]] void refuseExcess(std::size_t most, const char* what);

@@ -18,6 +18,7 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLAttr.hpp>
 #include <xercesc/framework/XMLElementDecl.hpp>
+#include <xercesc/internal/IGXMLScanner.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/util/BinInputStream.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -28,13 +29,18 @@
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+#include <xercesc/validators/schema/SchemaElementDecl.hpp>
+#include <xercesc/validators/schema/SchemaSymbols.hpp>
+#include <xercesc/validators/schema/SchemaValidator.hpp>
 
 namespace Drelvan {
 
 namespace {
 
 using xercesc_3_1::BinInputStream;
+using xercesc_3_1::IGXMLScanner;
 using xercesc_3_1::InputSource;
+using xercesc_3_1::SchemaSymbols;
 using xercesc_3_1::XMLAttr;
 using xercesc_3_1::XMLPlatformUtils;
 using xercesc_3_1::XMLString;
@@ -78,6 +84,25 @@ std::string shownName(const XMLCh* name) {
   return length > c_maxShownName ? shown + "..." : shown;
 }
 
+// Two members that the parser library keeps to itself, and that its scanner gets wrong: whether it has seen the
+// namespace of xsi:type declared, which it tells from the text before references are resolved; and the undeclared
+// elements it has met, which change how it validates later elements of the same names, in later documents too. An
+// explicit instantiation may name private members.
+struct SeenXsi {
+  using Member = bool IGXMLScanner::*;
+  friend Member memberOf(SeenXsi);
+};
+struct UndeclaredElements {
+  using Member = xercesc_3_1::RefHash3KeysIdPool<xercesc_3_1::SchemaElementDecl>* IGXMLScanner::*;
+  friend Member memberOf(UndeclaredElements);
+};
+template <typename Tag, typename Tag::Member Pointer>
+struct Reach {
+  friend typename Tag::Member memberOf(Tag) { return Pointer; }
+};
+template struct Reach<SeenXsi, &IGXMLScanner::fSeeXsi>;
+template struct Reach<UndeclaredElements, &IGXMLScanner::fSchemaElemNonDeclPool>;
+
 /// Leaves a parse whose refusal has been reported.
 struct Refusal {};
 
@@ -101,8 +126,9 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
  public:
   /// `onTooMany` is called when one element names too many namespaces: the scanner resolves all of them before it hands
   /// the element over, each at a cost that grows with their number.
-  DocumentUris(const XMLStringPool& schema, std::function<void()> onTooMany)
-      : m_schema(schema), m_onTooMany(std::move(onTooMany)) {
+  /// `onXsi` is called when the namespace of xsi:type is named.
+  DocumentUris(const XMLStringPool& schema, std::function<void()> onTooMany, std::function<void()> onXsi)
+      : m_schema(schema), m_onTooMany(std::move(onTooMany)), m_onXsi(std::move(onXsi)) {
     takeSchema();
   }
 
@@ -113,6 +139,9 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
   unsigned int addOrFind(const XMLCh* uri) override {
     if (++m_lookups > c_maxNamespacesOfElement) {
       m_onTooMany();
+    }
+    if (XMLString::equals(uri, SchemaSymbols::fgURI_XSI)) {
+      m_onXsi();
     }
     return XMLStringPool::addOrFind(uri);
   }
@@ -133,6 +162,7 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
 
   const XMLStringPool& m_schema;
   const std::function<void()> m_onTooMany;
+  const std::function<void()> m_onXsi;
   std::size_t m_lookups = 0;
 };
 
@@ -185,13 +215,13 @@ struct RequestXmlHelper::Parser::State {
   std::size_t namespaceDeclarations = 0;
   std::size_t namespacesInScope = 0;
   std::vector<Scope> scopes;
-  std::size_t newUndeclaredElements = 0;
+  std::unordered_set<const void*> undeclaredElements;
+  bool seenXsi = false;
   std::size_t problems = 0;
   bool exceeded = false;
 
   // Of all documents since the scanner was renewed:
   std::unordered_set<std::u16string> prefixes;
-  std::unordered_set<const void*> undeclaredElements;
   std::size_t bytes = 0;
   bool stale = false;  ///< the scanner must be renewed before its next use
 
@@ -206,7 +236,7 @@ struct RequestXmlHelper::Parser::State {
     namespaceDeclarations = 0;
     namespacesInScope = 0;
     scopes.clear();
-    newUndeclaredElements = 0;
+    seenXsi = false;
     problems = 0;
     exceeded = false;
     uris->beginElement();
@@ -233,7 +263,7 @@ struct RequestXmlHelper::Parser::State {
   }
 
   bool keepsTooMuch() const {
-    const std::size_t names = prefixes.size() + undeclaredElements.size() + uris->ownCount();
+    const std::size_t names = prefixes.size() + uris->ownCount();
     return names > c_maxKeptNames || bytes > maxKeptBytes();
   }
 };
@@ -355,7 +385,11 @@ void RequestXmlHelper::Parser::protect() {
   m_state->expansions.setEntityExpansionLimit(c_maxEntityExpansions);
   setSecurityManager(&m_state->expansions);
   const auto refuseNamespaces = [this] { refuseExcess(c_maxNamespacesOfElement, "namespaces named by an element"); };
-  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool(), refuseNamespaces);
+  const auto noteXsi = [this] {
+    m_state->seenXsi = true;
+    static_cast<IGXMLScanner*>(fScanner)->*memberOf(SeenXsi()) = true;
+  };
+  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool(), refuseNamespaces, noteXsi);
   fURIStringPool = m_state->uris.get();
   renewScanner();
 }
@@ -368,6 +402,7 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
     // The scanner reads documents without a declaration as the last one that had one.
     scanUnheard("<?xml version='1.0'?><d/>");
   }
+  forgetUndeclaredElements();
   m_state->beginDocument(getValidationScheme() != Val_Never);
   try {
     XercesDOMParser::parse(CountedSource(source, *this));
@@ -381,6 +416,13 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
   }
   if (m_state->keepsTooMuch()) {
     renewScannerOrLater();
+  }
+}
+
+void RequestXmlHelper::Parser::forgetUndeclaredElements() {
+  if (!m_state->undeclaredElements.empty()) {
+    (static_cast<IGXMLScanner*>(fScanner)->*memberOf(UndeclaredElements()))->removeAll();
+    m_state->undeclaredElements.clear();
   }
 }
 
@@ -400,7 +442,6 @@ void RequestXmlHelper::Parser::renewScanner() {
   useScanner(XMLUni::fgIGXMLScanner);
   m_state->uris->flushAll();
   m_state->prefixes.clear();
-  m_state->undeclaredElements.clear();
   m_state->bytes = 0;
   growElementStates();
   m_state->stale = false;
@@ -468,6 +509,9 @@ void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& d
   if (!declaration.isDeclared()) {
     checkUndeclared(declaration, isRoot);
   }
+  if (state.seenXsi && state.validating && state.problems == 0 && attributeCount != 0) {
+    checkNamedType(declaration, attributes, attributeCount);
+  }
   XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
   state.path[state.depth++] = fCurrentParent;
 }
@@ -498,13 +542,35 @@ void RequestXmlHelper::Parser::checkNamespaces(const xercesc_3_1::RefVectorOf<XM
 
 void RequestXmlHelper::Parser::checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot) {
   State& state = *m_state;
-  if (state.undeclaredElements.insert(&declaration).second) {
-    limit(++state.newUndeclaredElements, c_maxUndeclaredElements, "undeclared elements of different names");
-  }
+  state.undeclaredElements.insert(&declaration);
+  limit(state.undeclaredElements.size(), c_maxUndeclaredElements, "undeclared elements of different names");
   // The parser library lets a root pass that names its own type.
   if (isRoot && state.validating && state.problems == 0) {
     refuse("The root element '" + shownName(declaration.getFullName()) + "' is not declared in the schema.");
   }
+}
+
+void RequestXmlHelper::Parser::checkNamedType(const xercesc_3_1::XMLElementDecl& declaration,
+                                              const xercesc_3_1::RefVectorOf<XMLAttr>& attributes, XMLSize_t count) {
+  // Where a wildcard of the schema takes an element without validating it, the parser library ignores the type that the
+  // element names, or validates the next element by it.
+  xercesc_3_1::XMLValidator* validator = fScanner->getValidator();
+  const bool isLeftOver =
+      validator->handlesSchema() && static_cast<xercesc_3_1::SchemaValidator*>(validator)->getIsXsiTypeSet();
+  if (isLeftOver || (!declaration.isDeclared() && namesType(attributes, count))) {
+    refuse("The element '" + shownName(declaration.getFullName()) + "' names a type where none is expected.");
+  }
+}
+
+bool RequestXmlHelper::Parser::namesType(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes, XMLSize_t count) const {
+  const unsigned int xsi = fURIStringPool->getId(SchemaSymbols::fgURI_XSI);
+  for (XMLSize_t index = 0; index < count; ++index) {
+    const XMLAttr& attribute = *attributes.elementAt(index);
+    if (attribute.getURIId() == xsi && XMLString::equals(attribute.getName(), SchemaSymbols::fgATT_TYPE)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 void RequestXmlHelper::Parser::doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId,
