@@ -1,6 +1,7 @@
 // How the fuzzer changes inputs of the parse target: by structure mostly, by bytes otherwise.
 
 #include <fuzz/parse/DocumentMutator.h>
+#include <fuzz/support/Input.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -10,8 +11,6 @@
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 
 namespace {
-
-std::string textOf(const std::uint8_t* data, std::size_t size) { return {reinterpret_cast<const char*>(data), size}; }
 
 /// What does not fit is cut off.
 std::size_t store(const std::string& text, std::uint8_t* data, std::size_t maxSize) {
@@ -27,7 +26,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
   if (seed % 5 == 0) {
     return LLVMFuzzerMutate(data, size, maxSize);
   }
-  const std::string text = Fuzz::DocumentMutator(seed).mutated(textOf(data, size));
+  const std::string text = Fuzz::DocumentMutator(seed).mutated(Fuzz::textOf(data, size));
   return text.size() > maxSize ? LLVMFuzzerMutate(data, size, maxSize) : store(text, data, maxSize);
 }
 
@@ -35,5 +34,5 @@ extern "C" std::size_t LLVMFuzzerCustomCrossOver(const std::uint8_t* first, std:
                                                  const std::uint8_t* second, std::size_t secondSize, std::uint8_t* out,
                                                  std::size_t maxOutSize, unsigned seed) {
   Fuzz::DocumentMutator mutator(seed);
-  return store(mutator.crossed(textOf(first, firstSize), textOf(second, secondSize)), out, maxOutSize);
+  return store(mutator.crossed(Fuzz::textOf(first, firstSize), Fuzz::textOf(second, secondSize)), out, maxOutSize);
 }
