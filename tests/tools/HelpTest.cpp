@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+#include <tests/support/TemporaryFolder.h>
+#include <tests/tools/Program.h>
+
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using TestSupport::dvrequest;
+using TestSupport::linesOf;
+using TestSupport::ProgramRun;
+using TestSupport::TemporaryFolder;
+
+const std::vector<std::vector<std::string>> c_commands{
+    {},       {"check"}, {"schema"},        {"job-id"}, {"job-id", "new"}, {"job-id", "check"}, {"job-id", "xml"},
+    {"host"}, {"copy"},  {"host", "check"}, {"rename"}, {"remove"}};
+
+ProgramRun help(std::vector<std::string> command) {
+  command.push_back("--help");
+  return dvrequest(command);
+}
+
+TEST(Help, FitsAScreen) {
+  for (const auto& command : c_commands) {
+    const ProgramRun run = help(command);
+    EXPECT_EQ(run.exitCode, 0);
+    const auto lines = linesOf(run.output);
+    EXPECT_LE(lines.size(), 24U) << run.output;
+    for (const std::string& line : lines) {
+      EXPECT_LE(line.size(), 80U) << line;
+    }
+  }
+}
+
+TEST(Help, HoldsExamples) {
+  for (const char* command : {"check", "schema", "job-id", "host", "copy", "rename", "remove"}) {
+    EXPECT_NE(help({command}).output.find(std::string("  dvrequest ") + command), std::string::npos) << command;
+  }
+}
+
+TEST(Help, ShowsTheVersion) {
+  EXPECT_TRUE(std::regex_match(dvrequest({"--version"}).output, std::regex("dvrequest [0-9]+\\.[0-9]+\\.[0-9]+\n")));
+}
+
+std::set<std::string> longOptions(const std::string& text) {
+  const std::regex option("--[a-z][a-z-]*");
+  return {std::sregex_token_iterator(text.begin(), text.end(), option), std::sregex_token_iterator()};
+}
+
+std::string withoutExamples(const std::string& text) { return text.substr(0, text.find("\nExamples:")); }
+
+TEST(ManualPage, TellsOfEveryCommandAndOption) {
+  std::string page = TemporaryFolder::read(DVREQUEST_SOURCES "/dvrequest.1");
+  page = std::regex_replace(page, std::regex("\\\\-"), "-");
+  for (const auto& command : c_commands) {
+    for (const std::string& word : command) {
+      EXPECT_NE(page.find(word), std::string::npos) << word;
+    }
+    for (const std::string& option : longOptions(withoutExamples(help(command).output))) {
+      EXPECT_NE(page.find(option), std::string::npos) << option;
+    }
+  }
+}
+
+TEST(ManualPage, IsFreeOfFormattingFaults) {
+  if (TestSupport::program({"groff", "--version"}).exitCode != 0) {
+    GTEST_SKIP() << "groff is not installed";
+  }
+  EXPECT_EQ(TestSupport::program({"groff", "-man", "-ww", "-z", DVREQUEST_SOURCES "/dvrequest.1"}).errors, "");
+}
+
+/// What bash offers behind these words, the last of which is being typed.
+std::set<std::string> completions(const std::vector<std::string>& words) {
+  std::string script = "source " DVREQUEST_SOURCES "/dvrequest.bash; COMP_WORDS=(dvrequest";
+  for (const std::string& word : words) {
+    script += " '" + word + "'";
+  }
+  script += "); COMP_CWORD=" + std::to_string(words.size()) + "; _dvrequest; printf '%s\\n' \"${COMPREPLY[@]}\"";
+  const auto lines = linesOf(TestSupport::program({"bash", "-c", script}).output);
+  return {lines.begin(), lines.end()};
+}
+
+TEST(Completion, OffersTheCommands) {
+  const std::set<std::string> offered = completions({""});
+  for (const auto& command : c_commands) {
+    if (command.size() == 1) {
+      EXPECT_EQ(offered.count(command.front()), 1U) << command.front();
+    }
+  }
+  EXPECT_EQ(completions({"ch"}), std::set<std::string>{"check"});
+  EXPECT_EQ(completions({"job-id", ""}), (std::set<std::string>{"new", "check", "xml", "--help"}));
+}
+
+TEST(Completion, OffersEveryOptionOfTheHelp) {
+  for (const auto& command : c_commands) {
+    std::vector<std::string> words = command;
+    words.push_back("--");
+    const std::set<std::string> offered = completions(words);
+    for (const std::string& option : longOptions(withoutExamples(help(command).output))) {
+      EXPECT_EQ(offered.count(option), 1U) << option << " of " << (command.empty() ? "" : command.front());
+    }
+  }
+}
+
+TEST(Completion, OffersFilesAndFormats) {
+  const TemporaryFolder folder;
+  const std::string file = folder.write("request.xml", "");
+  EXPECT_EQ(completions({"check", folder.file("req")}), std::set<std::string>{file});
+  EXPECT_EQ(completions({"check", "-f", folder.file("req")}), std::set<std::string>{file});
+  EXPECT_EQ(completions({"check", "--format", "j"}), std::set<std::string>{"json"});
+}
+
+}  // namespace
