@@ -1,3 +1,6 @@
+#include <examples/parameter_sweep/common/JobFolder.h>
+#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/StoredFile.h>
 #include <tests/examples/SweepPrograms.h>
 
 #include <boost/process.hpp>
@@ -61,6 +64,19 @@ Outcome run(const std::string& program, const Arguments& arguments) {
   return finish(child, folder);
 }
 
+Outcome runOnTerminal(const std::string& commandLine) {
+  return run(bp::search_path("script").string(), {"--quiet", "--return", "--command", commandLine, "/dev/null"});
+}
+
+void storeProgress(const std::string& spool, const std::string& job, double progress) {
+  using namespace ParameterSweep;
+  JobStatus status;
+  status.jobId = SweepJobId::fromText(job);
+  status.state = JobState::Running;
+  status.progress = progress;
+  writeStoredFile(JobFolder(spool, status.jobId).progress(), writeReply({c_noRequest, status}));
+}
+
 RunningClient::RunningClient(const std::string& server, const Arguments& arguments) {
   Arguments all{"--server", server};
   all.insert(all.end(), arguments.begin(), arguments.end());
@@ -71,6 +87,8 @@ RunningClient::~RunningClient() {
   std::error_code ignored;
   m_child.terminate(ignored);
 }
+
+std::string RunningClient::errors() const { return TemporaryFolder::read(m_folder.file("err")); }
 
 Outcome RunningClient::wait() { return finish(m_child, m_folder); }
 

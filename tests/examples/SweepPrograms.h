@@ -23,12 +23,20 @@ struct Outcome {
 /// Runs a program to its end; one that takes longer than two minutes is ended and gives exit code -1.
 Outcome run(const std::string& program, const Arguments& arguments);
 
+/// Runs a command line with a terminal as its standard output and error.
+Outcome runOnTerminal(const std::string& commandLine);
+
+/// Stores a progress from 0 to 1 as a running job does.
+void storeProgress(const std::string& spool, const std::string& job, double progress);
+
 /// A sweep-client that runs.
 class RunningClient {
  public:
   RunningClient(const std::string& server, const Arguments& arguments);
   ~RunningClient();
   Outcome wait();
+  /// What it wrote to standard error so far.
+  std::string errors() const;
 
  private:
   TestSupport::TemporaryFolder m_folder;

@@ -69,6 +69,35 @@ TEST_F(SweepRoadTest, ProgressIsPlainLinesWhereThereIsNoTerminalAndNothingWhenQu
   EXPECT_EQ(quiet.output, "realizationId,result\n1,1\n");
 }
 
+TEST_F(SweepRoadTest, ProgressIsABarOnATerminal) {
+  const Outcome outcome = SweepTest::runOnTerminal(SweepTest::clientProgram() + " --server " + m_server.address() +
+                                                   " submit --wait --expression x --parameters " + table("x\n1\n") +
+                                                   " --output " + m_folder.file("out.csv"));
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("\r[........................................] 0 % Queued"), std::string::npos)
+      << outcome.output;
+  EXPECT_NE(outcome.output.find("\r[########################################] 100 % Finished"), std::string::npos)
+      << outcome.output;
+}
+
+TEST_F(SweepRoadTest, MachineOfTheJobIsNamed) {
+  const std::string job = m_server.submit("x", table("x\n1\n"));
+  m_server.client({"wait", job});
+  EXPECT_NE(nlohmann::json::parse(m_server.client({"--json", "status", job}).output)["host"], "");
+}
+
+TEST_F(SweepRoadTest, ProgressThatTheJobStoresReachesThoseWhoWait) {
+  const std::string spool = m_folder.file("slow");
+  const Server server(spool, {"--launch-with", "sh -c 'while [ ! -e " + m_folder.file("go") +
+                                                   " ]; do sleep 0.02; done; exec \"$@\"' launcher"});
+  const std::string job = server.submit("x", table("x\n1\n"));
+  SweepTest::RunningClient waiting(server.address(), {"wait", job});
+  SweepTest::storeProgress(spool, job, 0.5);
+  EXPECT_TRUE(SweepTest::eventually([&] { return count(waiting.errors(), "Running 50 %\n") == 1; }));
+  m_folder.write("go", "");
+  EXPECT_EQ(waiting.wait().exitCode, 0);
+}
+
 TEST_F(SweepRoadTest, JobIsFollowedAskedForAndFetchedByItsId) {
   const std::string job = m_server.submit("2*x", table("realizationId,x\n7,1\n9,4\n"));
   EXPECT_EQ(m_server.client({"wait", job}).exitCode, 0);

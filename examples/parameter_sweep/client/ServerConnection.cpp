@@ -117,6 +117,9 @@ void ServerConnection::checkConnection() {
 }
 
 void ServerConnection::subscribe(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
+  if (!server.hasPublisherPort()) {
+    throw SweepFailure(FailureKind::Internal, "the server names no publisher");
+  }
   m_progress.set(zmq::sockopt::subscribe, replyPackageStart(jobId.toString()));
   m_progress.connect("tcp://" + m_host + ":" + std::to_string(server.getPublisherPort()));
 }

@@ -76,8 +76,9 @@ class Client {
   int result() { return fetch(jobId()); }
 
   int cancel() {
-    const auto status = m_connection.ask<JobStatus>(makeRequest(RequestKind::Cancel, jobId()));
-    show(m_options, status, toLine(status));
+    RemoteJob job(m_connection, m_connection.ask<JobStatus>(makeRequest(RequestKind::Status, jobId())));
+    job.cancel();
+    show(m_options, job.getStatus(), toLine(job.getStatus()));
     return 0;
   }
 

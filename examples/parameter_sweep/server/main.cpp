@@ -83,7 +83,7 @@ void addOptions(CLI::App& app, Options& options) {
   options.transport.bind = "127.0.0.1";
   options.transport.requestPort = 5701;
   options.transport.publisherPort = 5702;
-  options.transport.maxPackage = std::size_t{16} << 20U;
+  options.transport.maxPackage = std::size_t{4} << 20U;
   app.add_option("--request-port", options.transport.requestPort, "port for requests, 0 for a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
