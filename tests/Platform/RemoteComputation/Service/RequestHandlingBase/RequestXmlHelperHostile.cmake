@@ -11,3 +11,9 @@ requesthandling_test(RequestXmlHelperHostileMemoryTest
   ${folder}/RequestXmlHelperHostileMemoryTest.cpp
   LIBRARIES test_recording_logging GTest::gmock
   LABELS slow)
+
+# Starts the platform with a memory manager of its own.
+requesthandling_test(RequestXmlHelperHostileElementStatesTest
+  ${folder}/RequestXmlHelperHostileElementStatesTest.cpp
+  LIBRARIES test_recording_logging GTest::gmock
+  LABELS slow)
