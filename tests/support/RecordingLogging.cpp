@@ -1,10 +1,9 @@
+#include <service/Logging.h>
 #include <tests/support/RecordingLogging.h>
 
 #include <algorithm>
 #include <mutex>
 #include <utility>
-
-#include <service/Logging.h>
 
 namespace TestSupport {
 

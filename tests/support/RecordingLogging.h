@@ -8,12 +8,12 @@ namespace TestSupport {
 
 /// One call of a logger.
 struct LogEntry {
-  std::string level;    ///< "TRACE", "DEBUG", "INFO", "WARN" or "ERROR"
+  std::string level;  ///< "TRACE", "DEBUG", "INFO", "WARN" or "ERROR"
   std::string message;
   std::string file;
   std::string function;
   int line;
-  std::string logger;   ///< the name that the logger was made with
+  std::string logger;  ///< the name that the logger was made with
 };
 
 /// All that was logged in this process since the last `clear`, in order. Linking `test_recording_logging` puts this in

@@ -1,9 +1,8 @@
+#include <service/FileHandling.h>
 #include <tests/support/ScriptedFiles.h>
 
 #include <mutex>
 #include <utility>
-
-#include <service/FileHandling.h>
 
 namespace TestSupport {
 
