@@ -24,7 +24,7 @@ template <typename Exception>
 class AnyDvException : public ::testing::Test {};
 
 using Exceptions = ::testing::Types<DvException, DvExceptionNested>;
-TYPED_TEST_SUITE(AnyDvException, Exceptions);
+TYPED_TEST_SUITE(AnyDvException, Exceptions, );
 
 TYPED_TEST(AnyDvException, KeepsItsFiveArguments) {
   const TypeParam exception("a message", "a group", "ns::function", "folder/file.cpp", 42);
