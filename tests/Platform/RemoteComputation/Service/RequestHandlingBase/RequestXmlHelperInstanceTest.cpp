@@ -5,9 +5,12 @@
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
 #include <tests/support/InputSources.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -198,6 +201,15 @@ TEST_F(RequestXmlHelperInstance, ParserWorksThroughManyLives) {
     EXPECT_FALSE(isDeclared("Undeclared"));
     RequestXmlHelper::reset(true);
   }
+}
+
+TEST_F(RequestXmlHelperInstance, ProcessMayEndWithoutReset) {
+  const auto parseAndEnd = [] {
+    parseValid();
+    EXPECT_FALSE(isDeclared("Undeclared"));
+    std::exit(::testing::Test::HasFailure() ? 1 : 0);
+  };
+  EXPECT_EXIT(parseAndEnd(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(RequestXmlHelperInstance, AddedSchemaIsLoggedUpToFiveHundredCharacters) {
