@@ -1,9 +1,9 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
+
 #include <cstddef>
 #include <string>
-
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
 
 namespace benchmarks {
 
@@ -31,7 +31,8 @@ enum class Fault {
   syntax,   ///< the last closing tag is missing
 };
 
-/// A `DV_RequestScript` of `EvaluateRequest`s of exactly `size` bytes, at least 1000; without its last tag for `Fault::syntax`.
+/// A `DV_RequestScript` of `EvaluateRequest`s of exactly `size` bytes, at least 1000; without its last tag for
+/// `Fault::syntax`.
 std::string script(std::size_t size, Fault fault);
 
 /// "1 KB", "50 KB" or "10 MB"; other sizes in bytes.

@@ -1,11 +1,11 @@
+#include <service/Xerces.h>
+
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/validators/common/Grammar.hpp>
-
-#include <service/Xerces.h>
 
 #include "Packages.h"
 #include "Peers.h"

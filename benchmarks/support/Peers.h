@@ -17,8 +17,8 @@ class Peer {
   virtual bool accepts(const std::string& package) = 0;
 };
 
-/// The library, with the base schema, `EvaluateSchema` and `numberedSchemas` more. There is one instance in the process:
-/// a second peer replaces the first one's.
+/// The library, with the base schema, `EvaluateSchema` and `numberedSchemas` more. There is one instance in the
+/// process: a second peer replaces the first one's.
 std::unique_ptr<Peer> makeLibrary(int numberedSchemas = 0);
 
 /// The parser library alone, set up once with the library's settings and the same cached grammar.

@@ -1,0 +1,14 @@
+#include "Memory.h"
+
+#include <limits>
+
+#include <malloc.h>
+
+namespace benchmarks {
+
+void keepFreedMemory() {
+  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+  mallopt(M_MMAP_MAX, 0);
+}
+
+}  // namespace benchmarks
