@@ -137,10 +137,12 @@ class StandardErrorSink final : public spdlog::sinks::sink {
 };
 
 void reportUnknown(const char* variable, const std::string& value, const char* known) {
+  // NOLINTNEXTLINE(cert-err33-c): where this fails there is nowhere left to say so.
   std::fprintf(stderr, "%s: unknown value '%s' ignored; use one of: %s\n", variable, value.c_str(), known);
 }
 
 std::string environment(const char* variable) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the environment is read once, when the library is loaded.
   const char* value = std::getenv(variable);
   return value == nullptr ? std::string() : std::string(value);
 }
