@@ -140,7 +140,10 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"bad-negative-data-size.xml", ":19:101: error: value '-1' must be greater than or equal to",
               "/DV_RequestPackage/request/model/@dataSize", "at least 0, type xs:long"},
         Fault{"bad-unknown-type.xml", ":7:12: error: type 'StartSimulation' specified in 'xsi:type' cannot be resolved",
-              "/DV_RequestPackage/request", "type CancelSimulation, type Request, type SubmitSimulation"},
+              "/DV_RequestPackage/request",
+              "xsi:type=\"CancelSimulation\", xsi:type=\"Request\", xsi:type=\"SubmitSimulation\""},
+        Fault{"bad-missing-type.xml", ":7:3: error: no character data is allowed by content model",
+              "/DV_RequestPackage/request", "</request>, xsi:type=\"CancelSimulation\", xsi:type=\"SubmitSimulation\""},
         Fault{"bad-namespace.xml", ":2:1: error: no declaration found for element 'DV_RequestPackage'",
               "/DV_RequestPackage", "namespace http://drelvan.example/schemas/DVRequests.xsd"},
         Fault{"bad-not-well-formed.xml", ":32:5: fatal error: expected end of tag 'request'",
@@ -169,6 +172,27 @@ TEST(CheckCommand, CountsColumnsInCharactersBehindMultiByteText) {
   const ProgramRun run =
       check({folder.write("r.xml", c_envelope + "\n<!-- \xc3\xa4\xf0\x9f\x98\x80 --><request/></DV_Request>")});
   EXPECT_EQ(linesOf(run.output).front(), folder.file("r.xml") + ":2:12: error: missing required attribute 'id'");
+}
+
+TEST(CheckCommand, FindsPlacesBehindAByteOrderMarkAndWindowsLineEnds) {
+  const TemporaryFolder folder;
+  const ProgramRun run = check({folder.write(
+      "r.xml", "\xef\xbb\xbf<?xml version='1.0'?>\r\n" + c_envelope + "\r\n  <request\r\n  x='1'/></DV_Request>")});
+  const auto lines = linesOf(run.output);
+  EXPECT_EQ(lines.front(), folder.file("r.xml") + ":3:3: error: missing required attribute 'id'") << run.output;
+  EXPECT_TRUE(
+      hasLine(run.output, folder.file("r.xml") + ":4:3: error: attribute 'x' is not declared for element 'request'"))
+      << run.output;
+}
+
+TEST(CheckCommand, FindsPlacesInLinesOfManyKilobytes) {
+  const TemporaryFolder folder;
+  std::string text = c_envelope + "\n";
+  for (int count = 0; count < 1000; ++count) {
+    text += "<!-- \xf0\x9f\x98\x80 -->";
+  }
+  const ProgramRun run = check({folder.write("r.xml", text + "<request/>\n</DV_Request>")});
+  EXPECT_EQ(linesOf(run.output).front(), folder.file("r.xml") + ":2:10001: error: missing required attribute 'id'");
 }
 
 TEST(CheckCommand, GivesThePlaceOfTheParserInDocumentsOfOtherEncodings) {

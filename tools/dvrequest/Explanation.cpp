@@ -139,11 +139,17 @@ class Explainer {
 
   void locateIn(std::size_t index, bool starts, bool ends, Fault& fault) const {
     const std::string& message = fault.diagnostic.message;
-    if (const auto cause = faultyAncestor(index)) {
+    const bool isText = contains(message, "no character data");
+    const bool isContent = isText || (ends && contains(message, "content model"));
+    const auto cause = faultyAncestor(index);
+    const auto owner = cause ? m_map.elements()[*cause].parent : isContent ? std::make_optional(index) : std::nullopt;
+    if (owner && mustBeEmpty(*owner)) {
+      blameEmpty(*owner, fault);
+    } else if (cause) {
       blameElement(*cause, fault);
-    } else if (contains(message, "no character data")) {
+    } else if (isText) {
       fault.key = "text " + std::to_string(index);
-    } else if (ends && contains(message, "content model")) {
+    } else if (isContent) {
       blameContent(index, fault);
     } else if (m_typings[index].state == Typing::State::known && !(starts && blameAttribute(index, fault)) && ends) {
       blameText(index, fault);
@@ -157,6 +163,23 @@ class Explainer {
       }
     }
     return std::nullopt;
+  }
+
+  bool mustBeEmpty(std::size_t index) const {
+    return m_typings[index].state == Typing::State::known && isEmpty(m_typings[index].type);
+  }
+
+  /// Blames an element that must hold nothing; most often it names no type, or the wrong one.
+  void blameEmpty(std::size_t index, Fault& fault) const {
+    const Element& element = m_map.elements()[index];
+    fault.key = "empty " + std::to_string(index);
+    fault.diagnostic.path = m_map.path(index);
+    fault.diagnostic.allowed = m_model->typesFrom(*m_typings[index].type);
+    const auto isCurrent = [&](const Allowed& allowed) { return allowed.text == typeName(*m_typings[index].type); };
+    auto& allowed = fault.diagnostic.allowed;
+    allowed.erase(std::remove_if(allowed.begin(), allowed.end(), isCurrent), allowed.end());
+    allowed.insert(allowed.begin(), {"end", element.name});
+    moveTo(m_text.tag(element.start), fault.diagnostic);
   }
 
   void moveTo(const std::optional<Place>& place, Diagnostic& diagnostic) const {

@@ -11,8 +11,8 @@ namespace DvRequest {
 
 /// Something that the schema allows at a place.
 struct Allowed {
-  std::string
-      kind;  ///< "element", "attribute", "value", "pattern", "limit", "type", "namespace" or "end" (of the element)
+  std::string kind;  ///< "element", "attribute", "value", "pattern", "limit", "type", "xsi:type", "namespace", "end"
+                     ///< (of the element)
   std::string text;
 };
 

@@ -58,7 +58,6 @@ void configureAsLibrary(XercesDOMParser& parser) {
   parser.setValidationScheme(XercesDOMParser::Val_Always);
   parser.setValidationSchemaFullChecking(true);
   parser.useCachedGrammarInParse(true);
-  parser.setDisableDefaultEntityResolution(true);
 }
 
 /// What the particles of a type make of one child.
@@ -223,7 +222,7 @@ std::vector<Allowed> SchemaModel::typesFrom(const XSTypeDefinition& base) const 
   std::vector<Allowed> result;
   const auto derives = [&](XSObject& type) { return static_cast<XSTypeDefinition&>(type).derivedFromType(&base); };
   for (const std::string& name : names(XSConstants::TYPE_DEFINITION, derives)) {
-    result.push_back({"type", name});
+    result.push_back({"xsi:type", name});
   }
   return result;
 }
@@ -239,6 +238,13 @@ ChildType childType(XSTypeDefinition& parent, const std::string& space, const st
     search.visit(complex->getParticle());
   }
   return search.result();
+}
+
+std::string typeName(const XSTypeDefinition& type) { return toText(type.getName()); }
+
+bool isEmpty(XSTypeDefinition* type) {
+  auto* complex = asComplex(type);
+  return complex != nullptr && complex->getContentType() == XSComplexTypeDefinition::CONTENTTYPE_EMPTY;
 }
 
 XSSimpleTypeDefinition* textType(XSTypeDefinition& type) {

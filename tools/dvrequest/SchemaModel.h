@@ -59,6 +59,12 @@ ChildType childType(xercesc_3_1::XSTypeDefinition& parent, const std::string& sp
 /// Null for a simple type.
 xercesc_3_1::XSComplexTypeDefinition* asComplex(xercesc_3_1::XSTypeDefinition* type);
 
+/// The name of the type; empty for one without.
+std::string typeName(const xercesc_3_1::XSTypeDefinition& type);
+
+/// Whether the type allows neither children nor text.
+bool isEmpty(xercesc_3_1::XSTypeDefinition* type);
+
 /// The simple type of the type's text; null when it has none.
 xercesc_3_1::XSSimpleTypeDefinition* textType(xercesc_3_1::XSTypeDefinition& type);
 

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <tuple>
 
 namespace DvRequest {
 
 namespace {
 
 constexpr const char* c_blanks = " \t\r\n";
+constexpr std::size_t c_markDistance = 4096;
 constexpr const char* c_byteOrderMark = "\xef\xbb\xbf";
 
 std::string lowerCase(std::string text) {
@@ -30,8 +32,8 @@ bool isUtf8(const std::string& content) {
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80; }
 
-/// How many units of UTF-16, in which the parser counts, the character that begins with `byte` takes.
-long unitsOf(char byte) { return static_cast<unsigned char>(byte) >= 0xf0 ? 2 : 1; }
+/// How many units of UTF-16 the character that begins with `byte` takes.
+std::size_t unitsOf(char byte) { return static_cast<unsigned char>(byte) >= 0xf0 ? 2 : 1; }
 
 /// Where the attribute `name` begins in the tag from `begin` to `end`.
 std::optional<std::size_t> findAttribute(const std::string& text, std::size_t begin, std::size_t end,
@@ -61,6 +63,12 @@ SourceText::SourceText(const std::string& content) : m_content(content) {
     return;
   }
   m_lines.push_back(content.compare(0, 3, c_byteOrderMark) == 0 ? 3 : 0);
+  std::size_t offset = 0;
+  for (Count count; offset < content.size(); addCharacter(offset, count)) {
+    if (m_marks.empty() || offset - m_marks.back().first >= c_markDistance) {
+      m_marks.emplace_back(offset, count);
+    }
+  }
   for (std::size_t index = 0; index < content.size(); ++index) {
     const bool isReturn = content[index] == '\r' && (index + 1 == content.size() || content[index + 1] != '\n');
     if (content[index] == '\n' || isReturn) {
@@ -69,27 +77,49 @@ SourceText::SourceText(const std::string& content) : m_content(content) {
   }
 }
 
+void SourceText::addCharacter(std::size_t& index, Count& count) const {
+  count.units += unitsOf(m_content[index]);
+  ++count.characters;
+  do {
+    ++index;
+  } while (index < m_content.size() && isContinuation(m_content[index]));
+}
+
+SourceText::Count SourceText::countBefore(std::size_t offset) const {
+  const auto isBehind = [](std::size_t wanted, const auto& mark) { return wanted < mark.first; };
+  const auto next = std::upper_bound(m_marks.begin(), m_marks.end(), offset, isBehind);
+  if (next == m_marks.begin()) {
+    return {};
+  }
+  auto [index, count] = *std::prev(next);
+  while (index < offset) {
+    addCharacter(index, count);
+  }
+  return count;
+}
+
 std::optional<std::size_t> SourceText::offset(const Place& place) const {
-  if (place.line < 1 || static_cast<std::size_t>(place.line) > m_lines.size()) {
+  if (place.line < 1 || place.column < 1 || static_cast<std::size_t>(place.line) > m_lines.size()) {
     return std::nullopt;
   }
   std::size_t index = m_lines[static_cast<std::size_t>(place.line) - 1];
-  for (long column = 1; column < place.column && index < m_content.size();) {
-    column += unitsOf(m_content[index]);
-    do {
-      ++index;
-    } while (index < m_content.size() && isContinuation(m_content[index]));
+  Count count = countBefore(index);
+  const std::size_t wanted = count.units + static_cast<std::size_t>(place.column) - 1;
+  const auto isBehind = [](std::size_t units, const auto& mark) { return units < mark.second.units; };
+  const auto next = std::upper_bound(m_marks.begin(), m_marks.end(), wanted, isBehind);
+  if (next != m_marks.begin() && std::prev(next)->first > index) {
+    std::tie(index, count) = *std::prev(next);
+  }
+  while (count.units < wanted && index < m_content.size()) {
+    addCharacter(index, count);
   }
   return index;
 }
 
 Place SourceText::place(std::size_t offset) const {
   const auto next = std::upper_bound(m_lines.begin(), m_lines.end(), offset);
-  const std::size_t begin = *std::prev(next);
-  const auto bytes = m_content.begin() + static_cast<std::ptrdiff_t>(begin);
-  const auto characters = std::count_if(bytes, m_content.begin() + static_cast<std::ptrdiff_t>(offset),
-                                        [](char byte) { return !isContinuation(byte); });
-  return {next - m_lines.begin(), characters + 1};
+  const std::size_t column = countBefore(offset).characters - countBefore(*std::prev(next)).characters + 1;
+  return {next - m_lines.begin(), static_cast<long>(column)};
 }
 
 std::optional<std::size_t> SourceText::tagOffset(const Place& behind) const {

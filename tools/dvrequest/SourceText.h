@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace DvRequest {
@@ -22,12 +23,21 @@ class SourceText {
   std::optional<Place> attribute(const Place& behind, const std::string& name) const;
 
  private:
+  /// How much text stands before a byte.
+  struct Count {
+    std::size_t units = 0;  ///< of UTF-16, in which the parser counts
+    std::size_t characters = 0;
+  };
+
+  void addCharacter(std::size_t& index, Count& count) const;
+  Count countBefore(std::size_t offset) const;
   std::optional<std::size_t> offset(const Place& place) const;
   std::optional<std::size_t> tagOffset(const Place& behind) const;
   Place place(std::size_t offset) const;
 
   const std::string& m_content;
-  std::vector<std::size_t> m_lines;  ///< where each line begins
+  std::vector<std::size_t> m_lines;                    ///< where each line begins
+  std::vector<std::pair<std::size_t, Count>> m_marks;  ///< offsets, some thousand bytes apart, and what is before them
 };
 
 }  // namespace DvRequest

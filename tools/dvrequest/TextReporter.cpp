@@ -110,6 +110,9 @@ std::string toText(const Allowed& allowed) {
   if (allowed.kind == "end") {
     return "</" + allowed.text + ">";
   }
+  if (allowed.kind == "xsi:type") {
+    return "xsi:type=\"" + allowed.text + "\"";
+  }
   if (allowed.kind == "value") {
     return "'" + allowed.text + "'";
   }
