@@ -1,8 +1,8 @@
 #include "Memory.h"
 
-#include <limits>
-
 #include <malloc.h>
+
+#include <limits>
 
 namespace benchmarks {
 

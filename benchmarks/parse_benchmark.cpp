@@ -1,0 +1,154 @@
+/// Every parser beside the library, in one run.
+///
+/// The names are FAMILY/PARSER/..., with the size in bytes, the number of further fragments or the threads behind them.
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "support/Memory.h"
+#include "support/Packages.h"
+#include "support/Peers.h"
+
+namespace {
+
+using benchmarks::Fault;
+using benchmarks::Peer;
+
+using Maker = std::unique_ptr<Peer> (*)(int numberedSchemas);
+
+/// The library with so many fragments; it is made anew only when the number changes.
+Peer& library(int numberedSchemas) {
+  static std::unique_ptr<Peer> peer;
+  static int current = -1;
+  if (std::exchange(current, numberedSchemas) != numberedSchemas) {
+    peer = benchmarks::makeLibrary(numberedSchemas);
+  }
+  return *peer;
+}
+
+Peer& madeOnce(Maker maker, int numberedSchemas) {
+  static std::map<std::pair<Maker, int>, std::unique_ptr<Peer>> peers;
+  auto& peer = peers[{maker, numberedSchemas}];
+  if (peer == nullptr) {
+    peer = maker(numberedSchemas);
+  }
+  return *peer;
+}
+
+Peer& peerFor(Maker maker, int numberedSchemas) {
+  return maker == benchmarks::makeLibrary ? library(numberedSchemas) : madeOnce(maker, numberedSchemas);
+}
+
+void run(benchmark::State& state, Peer& peer, std::size_t size, Fault fault) {
+  const std::string package = benchmarks::script(size, fault);
+  if (peer.accepts(package) != (fault == Fault::none)) {
+    state.SkipWithError("a wrong verdict");
+    return;
+  }
+  for (const auto iteration : state) {
+    static_cast<void>(iteration);
+    benchmark::DoNotOptimize(peer.accepts(package));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
+}
+
+struct NamedMaker {
+  const char* name;
+  Maker maker;
+};
+
+constexpr NamedMaker c_library{"library", benchmarks::makeLibrary};
+constexpr NamedMaker c_bare{"bare", benchmarks::makeCachedParser};
+constexpr NamedMaker c_perPackage{"per_package", benchmarks::makeParserPerPackage};
+constexpr NamedMaker c_libxml2{"libxml2", benchmarks::makeLibxml2};
+constexpr NamedMaker c_treeBinding{"xsdcxx", [](int) { return benchmarks::makeTreeBinding(); }};
+
+void registerParse(const NamedMaker& parser, std::size_t size, Fault fault) {
+  const std::string name =
+      std::string(fault == Fault::none ? "valid/" : "invalid/") + parser.name + "/" + std::to_string(size);
+  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+    run(state, peerFor(parser.maker, 0), size, fault);
+  })->Unit(benchmark::kMicrosecond);
+}
+
+void registerSizes() {
+  for (const Fault fault : {Fault::none, Fault::element}) {
+    for (const NamedMaker& parser : {c_library, c_bare, c_perPackage, c_libxml2, c_treeBinding}) {
+      for (const std::size_t size : {benchmarks::c_small, benchmarks::c_medium, benchmarks::c_large}) {
+        registerParse(parser, size, fault);
+      }
+    }
+    for (const NamedMaker& parser : {c_library, c_bare, c_libxml2}) {
+      for (const std::size_t size : {5 * benchmarks::c_small, 5 * benchmarks::c_medium, 20 * benchmarks::c_medium}) {
+        registerParse(parser, size, fault);
+      }
+    }
+  }
+}
+
+void registerFragments() {
+  for (const NamedMaker& parser : {c_library, c_bare, c_perPackage, c_libxml2}) {
+    for (const int count : {0, 10, 100}) {
+      const std::string name = std::string("fragments/") + parser.name + "/" + std::to_string(count);
+      benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        run(state, peerFor(parser.maker, count), benchmarks::c_small, Fault::none);
+      })->Unit(benchmark::kMicrosecond);
+    }
+  }
+}
+
+void libraryFromThreads(benchmark::State& state) {
+  static Peer* peer = nullptr;
+  if (state.thread_index() == 0) {
+    peer = &library(0);
+    peer->accepts(benchmarks::script(benchmarks::c_small, Fault::none));
+  }
+  const std::string package = benchmarks::script(benchmarks::c_small, Fault::none);
+  for (const auto iteration : state) {
+    static_cast<void>(iteration);
+    benchmark::DoNotOptimize(peer->accepts(package));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+void bareFromThreads(benchmark::State& state) {
+  const auto peer = benchmarks::makeCachedParser();
+  const std::string package = benchmarks::script(benchmarks::c_small, Fault::none);
+  for (const auto iteration : state) {
+    static_cast<void>(iteration);
+    benchmark::DoNotOptimize(peer->accepts(package));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+void registerThreads() {
+  for (const int threads : {1, 2, 4, 8}) {
+    benchmark::RegisterBenchmark(("threads/library/" + std::to_string(threads)).c_str(), libraryFromThreads)
+        ->Threads(threads)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark(("threads/bare/" + std::to_string(threads)).c_str(), bareFromThreads)
+        ->Threads(threads)
+        ->UseRealTime();
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmarks::keepFreedMemory();
+  // The platform stays started for all parsers, whichever comes and goes.
+  const auto first = benchmarks::makeCachedParser();
+  registerSizes();
+  registerFragments();
+  registerThreads();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 1;
+  }
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
