@@ -10,42 +10,56 @@ namespace {
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
-/// The value that libxml2 objects to, between its quotes.
-std::string_view refusedValue(std::string_view objection) {
-  const std::size_t start = objection.find(": '");
-  const std::size_t end = objection.find("' is not a valid value of the atomic type 'xs:");
-  return start == std::string_view::npos || end == std::string_view::npos || end < start + 3
+/// What stands in `text` between two of its parts; empty when there is no such place.
+std::string_view between(std::string_view text, std::string_view before, std::string_view after) {
+  const std::size_t start = text.find(before);
+  const std::size_t end = text.find(after);
+  return start == std::string_view::npos || end == std::string_view::npos || end < start + before.size()
              ? std::string_view()
-             : objection.substr(start + 3, end - start - 3);
+             : text.substr(start + before.size(), end - start - before.size());
+}
+
+std::string_view refusedValue(const Objection& objection) {
+  const std::string_view type = between(objection.message, "The QName value '", "' of the xsi:type attribute");
+  return type.empty() ? between(objection.message, ": '", "' is not a valid value of") : type;
 }
 
 bool isSpace(char character) { return contains(" \t\r\n", std::string_view(&character, 1)); }
 
-bool hasSpaceAround(const std::string&, const std::string& objection) {
+bool hasSpaceAround(const std::string&, const Objection& objection) {
   const std::string_view value = refusedValue(objection);
-  return !value.empty() && (isSpace(value.front()) || isSpace(value.back()));
+  return !value.empty() && (isSpace(value[value.find('}') + 1]) || isSpace(value.front()) || isSpace(value.back()));
 }
 
-bool isSignedZero(const std::string&, const std::string& objection) {
+bool isSignedUnsigned(const std::string&, const Objection& objection) {
   const std::string_view value = refusedValue(objection);
-  return value.size() > 1 && value.front() == '-' && value.find_first_not_of('0', 1) == std::string_view::npos;
+  const bool isUnsigned = contains(objection.message, "'xs:unsigned") || contains(objection.message, "NoteKind");
+  return isUnsigned && (contains(value, "+") || contains(value, "-0"));
 }
 
-bool isVersion11(const std::string& document, const std::string&) {
+bool hasNoDigit(const std::string&, const Objection& objection) {
+  const std::string_view value = refusedValue(objection);
+  return value == "." || value == "+." || value == "-.";
+}
+
+bool isUnassessed(const std::string&, const Objection& objection) { return objection.unassessed; }
+
+bool isVersion11(const std::string& document, const Objection&) {
   const std::string text = decoded(document, encodingOf(document));
   return text.compare(0, 5, "<?xml") == 0 && contains(text.substr(0, text.find("?>")), "1.1");
 }
 
-bool hasReservedPrefix(const std::string& document, const std::string&) {
+bool hasReservedPrefix(const std::string& document, const Objection&) {
   return contains(decoded(document, encodingOf(document)), "<xmlns:");
 }
 
 }  // namespace
 
-bool isExplained(const std::string& document, const std::string& objection) {
-  using Explanation = bool (*)(const std::string&, const std::string&);
+bool isExplained(const std::string& document, const Objection& objection) {
+  using Explanation = bool (*)(const std::string&, const Objection&);
   // In the order of README.md.
-  static constexpr Explanation explanations[] = {hasSpaceAround, isSignedZero, isVersion11, hasReservedPrefix};
+  static constexpr Explanation explanations[] = {hasSpaceAround, isSignedUnsigned,  hasNoDigit,
+                                                 isVersion11,    hasReservedPrefix, isUnassessed};
   return std::any_of(std::begin(explanations), std::end(explanations),
                      [&](Explanation explains) { return explains(document, objection); });
 }
