@@ -3,5 +3,4 @@ set(folder ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandling
 # DV_TEST_SOAK_PACKAGES in the environment: how many packages, instead of twenty thousand.
 requesthandling_test(RequestXmlHelperSoakMixedTest
   ${folder}/RequestXmlHelperSoakMixedTest.cpp
-  LIBRARIES test_recording_logging GTest::gmock
   LABELS slow concurrent)
