@@ -45,7 +45,9 @@ Peer& peerFor(Maker maker, int numberedSchemas) {
 
 void run(benchmark::State& state, Peer& peer, std::size_t size, Fault fault) {
   const std::string package = benchmarks::script(size, fault);
-  if (peer.accepts(package) != (fault == Fault::none)) {
+  // The same fault in a small package tells whether the parser judges; a large one would take longer than its
+  // measurement.
+  if (peer.accepts(benchmarks::script(benchmarks::c_small, fault)) != (fault == Fault::none)) {
     state.SkipWithError("a wrong verdict");
     return;
   }

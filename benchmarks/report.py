@@ -1,0 +1,254 @@
+"""Writes docs/benchmarks.md and its plots from the results of benchmarks/run.
+
+Usage: report.py RESULTS DOCS
+"""
+
+import glob
+import json
+import os
+import platform
+import re
+import statistics
+import subprocess
+import sys
+
+SIZES = {1024: "1 KB", 51200: "50 KB", 10485760: "10 MB"}
+PARSERS = {
+    "library": "the library",
+    "bare": "bare parser, cached grammar",
+    "per_package": "bare parser, set up per package",
+    "libxml2": "libxml2, compiled schema",
+    "xsdcxx": "xsdcxx tree binding",
+}
+
+
+def lines(path):
+    with open(path, encoding="utf-8") as file:
+        return [json.loads(line) for line in file if line.strip()]
+
+
+def rounds(pattern, key):
+    """The times in nanoseconds of each benchmark: a list per process."""
+    scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+    times = {}
+    paths = sorted(glob.glob(pattern))
+    for process, path in enumerate(paths):
+        with open(path, encoding="utf-8") as file:
+            for entry in json.load(file)["benchmarks"]:
+                if entry.get("run_type") == "iteration" and not entry.get("error_occurred"):
+                    name = re.sub(r"/real_time/threads:\d+$", "", entry["run_name"])
+                    lists = times.setdefault(name, [[] for _ in paths])
+                    lists[process].append(entry[key] * scale[entry["time_unit"]])
+    return times
+
+
+def median_of(times, name):
+    return statistics.median(value for process in times[name] for value in process)
+
+
+def ratio(times, name, base):
+    """Median of the processes' ratios, and the least and the greatest of them."""
+    ratios = [
+        statistics.median(own) / statistics.median(other)
+        for own, other in zip(times[name], times[base])
+        if own and other
+    ]
+    return statistics.median(ratios), min(ratios), max(ratios)
+
+
+def shown(nanoseconds):
+    for unit, factor in (("s", 1e9), ("ms", 1e6), ("µs", 1e3)):
+        if nanoseconds >= factor:
+            return f"{nanoseconds / factor:.3g} {unit}"
+    return f"{nanoseconds:.3g} ns"
+
+
+def table(head, rows):
+    text = "| " + " | ".join(head) + " |\n|" + "---|" * len(head) + "\n"
+    return text + "".join("| " + " | ".join(row) + " |\n" for row in rows) + "\n"
+
+
+def version(command):
+    try:
+        result = subprocess.run(command, capture_output=True, text=True, check=False)
+    except OSError:
+        return "unknown"
+    return (result.stdout or result.stderr).strip().splitlines()[0] if result.stdout or result.stderr else "unknown"
+
+
+def package_version(name):
+    return version(["dpkg-query", "--show", "--showformat=${Version}", name])
+
+
+def processor():
+    with open("/proc/cpuinfo", encoding="utf-8") as file:
+        return next((line.split(":")[1].strip() for line in file if line.startswith("model name")), platform.machine())
+
+
+def memory_gib():
+    return os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
+
+
+def machine_section(load):
+    packages = ["libxerces-c-dev", "libxml2-dev", "xsdcxx", "libbenchmark-dev", "libspdlog-dev", "libboost1.81-dev", "uuid-dev"]
+    rows = [
+        ["processor", f"{processor()}, {os.cpu_count()} cores"],
+        ["memory", f"{memory_gib():.0f} GiB"],
+        ["system", f"Linux {platform.release()}, C library {' '.join(platform.libc_ver())}"],
+        ["compiler", version(["c++", "--version"])],
+        ["load at the end of the runs", load],
+    ] + [[name, package_version(name)] for name in packages]
+    return "## Machine and versions\n\n" + table(["", ""], rows)
+
+
+def parse_section(times, package):
+    rows = []
+    for parser, title in PARSERS.items():
+        row = [title]
+        for size in SIZES:
+            name = f"{package}/{parser}/{size}"
+            if parser == "bare":
+                row.append(f"1 ({shown(median_of(times, name))})")
+            else:
+                middle, least, greatest = ratio(times, name, f"{package}/bare/{size}")
+                row.append(f"{middle:.3f} ({least:.3f} to {greatest:.3f})")
+        rows.append(row)
+    return f"### {package.capitalize()} packages\n\n" + table(["parser"] + list(SIZES.values()), rows)
+
+
+def set_up_sentence(times):
+    middle, least, greatest = ratio(times, "valid/per_package/1024", "valid/library/1024")
+    return (
+        f"At 1 KB the library is {middle:.1f} times ({least:.1f} to {greatest:.1f}) as fast as the bare parser that is set up "
+        "for each package.\n\n"
+    )
+
+
+def memory_section(entries):
+    text = "## Memory and allocations of one parse\n\n"
+    text += "The greatest resident size above that before the parse, each in a fresh process, and the number of allocations.\n\n"
+    for package in ("valid", "invalid"):
+        rows = []
+        for parser, title in PARSERS.items():
+            row = [title]
+            for size in SIZES:
+                entry = next(e for e in entries if (e["parser"], e["size"], e["package"]) == (parser, size, package))
+                row.append(f"{entry['peak_kib']:,} KiB, {entry['allocations']:,}")
+            rows.append(row)
+        text += f"### {package.capitalize()} packages\n\n" + table(["parser"] + list(SIZES.values()), rows)
+    return text
+
+
+def fragments_section(times):
+    rows = []
+    for parser in ("library", "bare", "per_package", "libxml2"):
+        names = [f"fragments/{parser}/{count}" for count in (0, 10, 100)]
+        rows.append([PARSERS[parser]] + [shown(median_of(times, name)) for name in names])
+    text = "## Number of registered fragments\n\nA valid package of 1 KB, with so many fragments more than it needs.\n\n"
+    return text + table(["parser", "0", "10", "100"], rows)
+
+
+def threads_section(times):
+    rows = []
+    for parser, title in (("library", "the library, one instance"), ("bare", "bare parser, one per thread")):
+        rates = [1e9 / median_of(times, f"threads/{parser}/{count}") for count in (1, 2, 4, 8)]
+        rows.append([title] + [f"{rate:,.0f}/s" for rate in rates])
+    text = "## Threads\n\nValid packages of 1 KB a second, by the clock. The library's parses follow each other; the bare parser "
+    return text + "is not safe for threads, so each thread has one.\n\n" + table(["parser", "1", "2", "4", "8"], rows)
+
+
+def values_section(times):
+    pairs = [
+        ("`UniqueID::generateId`", "id/generateId", "`uuid_generate_random` and `uuid_unparse`", "id/libuuid"),
+        ("`HostInfo::isIp`, an address", "address/isIp", "`inet_pton`", "address/inet_pton"),
+        ("`HostInfo::isIp`, a name", "name/isIp", "`inet_pton`", "name/inet_pton"),
+    ]
+    rows = []
+    for own, name, other, base in pairs:
+        middle, least, greatest = ratio(times, name, base)
+        rows.append(
+            [own, shown(median_of(times, name)), other, shown(median_of(times, base)), f"{middle:.2f} ({least:.2f} to {greatest:.2f})"]
+        )
+    text = "## Ids and addresses\n\nAn id has 192 random bits here and 122 there; `isIp` accepts more forms than `inet_pton` does.\n\n"
+    return text + table(["operation", "time", "beside", "time", "ratio"], rows)
+
+
+def copy_section(entries):
+    ratios = [entry["library_s"] / entry["cp_s"] for entry in entries]
+    own = statistics.median(entry["library_s"] for entry in entries)
+    other = statistics.median(entry["cp_s"] for entry in entries)
+    row = [
+        f"{entries[0]['megabytes']} MB",
+        f"{own:.2f} s",
+        f"{other:.2f} s",
+        f"{statistics.median(ratios):.2f} ({min(ratios):.2f} to {max(ratios):.2f})",
+    ]
+    head = ["file", "`FileUtilities::copyFile`", "`cp` and `sync` of the target", "ratio"]
+    return f"## Copies\n\n{len(entries)} rounds, in turns.\n\n" + table(head, [row])
+
+
+def soak_section(entries):
+    rows = [
+        [e["soak"], f"{e['packages']:,}", f"{e['growth_kib']} KiB", str(e["lost_entries"]), str(e["wrong_answers"])]
+        for e in entries
+    ]
+    head = ["packages", "number", "growth of memory", "lost log entries", "wrong answers"]
+    return "## Long runs\n\nGrowth of the resident size after a fiftieth of the run.\n\n" + table(head, rows)
+
+
+def plot(path, title, axes, series, logarithmic):
+    script = f"set terminal svg size 720,420 background 'white'\nset output '{path}'\nset title '{title}'\n"
+    script += f"set xlabel '{axes[0]}'\nset ylabel '{axes[1]}'\nset key outside right\nset grid\n{logarithmic}\n"
+    script += "plot " + ", ".join(f"'-' using 1:2 with linespoints lw 2 title '{name}'" for name in series) + "\n"
+    for points in series.values():
+        script += "".join(f"{x} {y}\n" for x, y in points) + "e\n"
+    subprocess.run(["gnuplot"], input=script, text=True, check=True)
+
+
+def draw(times, folder):
+    os.makedirs(folder, exist_ok=True)
+    for package in ("valid", "invalid"):
+        series = {}
+        for parser, title in PARSERS.items():
+            sizes = sorted(int(name.split("/")[2]) for name in times if name.startswith(f"{package}/{parser}/"))
+            series[title] = [(size / 1024, median_of(times, f"{package}/{parser}/{size}") / 1e3) for size in sizes]
+        plot(f"{folder}/{package}.svg", f"Processor time of a parse, {package} packages", ("KB", "µs"), series,
+             "set logscale xy")
+    series = {}
+    for parser in ("library", "bare", "per_package", "libxml2"):
+        series[PARSERS[parser]] = [(n, median_of(times, f"fragments/{parser}/{n}") / 1e3) for n in (0, 10, 100)]
+    plot(f"{folder}/fragments.svg", "Processor time by registered fragments, 1 KB", ("fragments", "µs"), series,
+         "set logscale y")
+
+
+def main(results, docs):
+    processor_times = rounds(f"{results}/parse-*.json", "cpu_time")
+    clock_times = rounds(f"{results}/parse-*.json", "real_time")
+    value_times = rounds(f"{results}/values-*.json", "cpu_time")
+    processes = len(glob.glob(f"{results}/parse-*.json"))
+    text = (
+        "# Benchmarks\n\nWritten by `benchmarks/run`; do not edit.\n\n"
+        "The packages are `DV_RequestScript`s with job ids, hosts and parameter vectors; an invalid one lacks one element, halfway. "
+        "The library is called with a string, its log at the default level, standard error sent to nowhere. Times are processor "
+        f"times; ratios are those of the medians of {processes} processes, each with all parsers in random turns, and in "
+        "brackets the least and the greatest of the processes. Freed memory stays with the process.\n\n"
+        "## Time of a parse, as a multiple of the bare parser's\n\n"
+        "The bare parser has the library's settings and the same cached grammar, and notes no more than that something was "
+        "reported: it is the limit.\n\n"
+    )
+    for package in ("valid", "invalid"):
+        text += parse_section(processor_times, package) + f"![{package} packages](benchmarks/{package}.svg)\n\n"
+    text += set_up_sentence(processor_times)
+    text += memory_section(lines(f"{results}/memory.jsonl"))
+    text += fragments_section(processor_times) + "![fragments](benchmarks/fragments.svg)\n\n"
+    text += threads_section(clock_times) + values_section(value_times)
+    text += copy_section(lines(f"{results}/copy.jsonl")) + soak_section(lines(f"{results}/soak.jsonl"))
+    load = " ".join(f"{value:.1f}" for value in os.getloadavg())
+    text += machine_section(load)
+    with open(f"{docs}/benchmarks.md", "w", encoding="utf-8") as file:
+        file.write(text.rstrip("\n") + "\n")
+    draw(processor_times, f"{docs}/benchmarks")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
