@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -40,12 +40,12 @@ class TemporaryFolder {
   }
 
   static std::string read(const std::string& name) {
-    std::ifstream stream(name, std::ios::binary);
-    std::ostringstream content;
-    if (stream.peek() != std::ifstream::traits_type::eof()) {
-      content << stream.rdbuf();
-    }
-    return content.str();
+    std::ifstream stream(name, std::ios::binary | std::ios::ate);
+    std::string content(stream ? static_cast<std::size_t>(stream.tellg()) : 0, '\0');
+    stream.seekg(0);
+    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(stream.gcount()));
+    return content;
   }
 
   /// Fails the test unless the folder holds exactly `count` entries, hidden ones included.
