@@ -3,6 +3,7 @@
 #include <examples/parameter_sweep/common/StoredFile.h>
 #include <tests/examples/SweepPrograms.h>
 
+#include <algorithm>
 #include <boost/process.hpp>
 #include <chrono>
 #include <csignal>
@@ -93,7 +94,12 @@ std::string RunningClient::errors() const { return TemporaryFolder::read(m_folde
 Outcome RunningClient::wait() { return finish(m_child, m_folder); }
 
 Server::Server(const std::string& spool, const Arguments& arguments) {
-  Arguments all{"--request-port", "0", "--publisher-port", "0", "--spool", spool};
+  Arguments all{"--spool", spool};
+  for (const char* port : {"--request-port", "--publisher-port"}) {
+    if (std::count(arguments.begin(), arguments.end(), port) == 0) {
+      all.insert(all.end(), {port, "0"});
+    }
+  }
   all.insert(all.end(), arguments.begin(), arguments.end());
   m_child = start(serverProgram(), all, m_folder);
   const auto isReady = [&] {

@@ -43,7 +43,7 @@ class RunningClient {
   boost::process::child m_child;
 };
 
-/// A sweep-server with free ports, as long as the object exists.
+/// A sweep-server, with free ports unless the arguments name some, as long as the object exists.
 class Server {
  public:
   /// Starts it and waits until it is ready. Fails the test when it does not get so far.
@@ -52,6 +52,8 @@ class Server {
   Server& operator=(const Server&) = delete;
   ~Server();
 
+  /// What gives another server the same ports.
+  Arguments portArguments() const { return {"--request-port", m_requestPort, "--publisher-port", m_publisherPort}; }
   /// HOST:PORT of the requests.
   std::string address() const { return "127.0.0.1:" + m_requestPort; }
   std::string publisherAddress() const { return "127.0.0.1:" + m_publisherPort; }

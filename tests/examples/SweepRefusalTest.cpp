@@ -195,6 +195,7 @@ TEST_F(SweepRefusalTest, SubscriptionsToNonsenseAndBytesThatAreNoMessagesDoNotDi
 }
 
 TEST_F(SweepRefusalTest, LateSubscriberGetsThePresentStateAtOnce) {
+  ASSERT_EQ(m_server.waitForState(m_known.jobId.toString(), "Running"), "Running");
   zmq::context_t context;
   for (int subscribers = 0; subscribers < 2; ++subscribers) {
     zmq::socket_t subscriber(context, zmq::socket_type::sub);

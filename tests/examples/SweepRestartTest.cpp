@@ -87,6 +87,23 @@ TEST_F(SweepRestartTest, JobWhoseProcessDiedWithTheServerStartsAgain) {
   EXPECT_EQ(countStarts(), 2U);
 }
 
+TEST_F(SweepRestartTest, ClientThatWaitsGoesOnWithTheNextServer) {
+  SweepTest::Arguments arguments{"--launch-with", notingLauncher()};
+  auto server = std::make_unique<Server>(spool(), arguments);
+  const std::string job = server->submit("2*x", table());
+  ASSERT_TRUE(waitForStarts(1));
+  SweepTest::RunningClient client(server->address(), {"--timeout", "60", "wait", job});
+  ASSERT_TRUE(SweepTest::eventually([&] { return client.errors().find("Running") != std::string::npos; }));
+  const SweepTest::Arguments ports = server->portArguments();
+  arguments.insert(arguments.end(), ports.begin(), ports.end());
+  server->kill();
+  server = std::make_unique<Server>(spool(), arguments);
+  letJobsGo();
+  const SweepTest::Outcome outcome = client.wait();
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+  EXPECT_NE(outcome.errors.find("Finished 100 %"), std::string::npos) << outcome.errors;
+}
+
 TEST_F(SweepRestartTest, CancelledAndFailedJobsStaySo) {
   std::string cancelled;
   std::string failed;

@@ -9,11 +9,13 @@
 #include <examples/parameter_sweep/common/PackageWriter.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/JobProcess.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <service/Identifier.h>
 #include <spawn.h>
 #include <spdlog/spdlog.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <boost/process.hpp>
@@ -122,11 +124,17 @@ void measureRequests() {
           [&] { connection.ask<JobStatus>(makeSubmission(100)); });
 }
 
+/// Starts a program without arguments and waits for it; what it writes to standard error is lost.
 void spawn(const std::string& program) {
   std::string name = program;
   char* arguments[] = {name.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   pid_t process = 0;
-  if (::posix_spawn(&process, program.c_str(), nullptr, nullptr, arguments, environ) != 0) {
+  const int error = ::posix_spawn(&process, program.c_str(), &actions, nullptr, arguments, environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) {
     throw SweepFailure(FailureKind::LaunchFailed, "cannot start " + program);
   }
   ::waitpid(process, nullptr, 0);
@@ -147,6 +155,7 @@ void measureProcesses() {
   measure("posix_spawn of a program that does nothing", 300, [&] { spawn(nothing); });
   measure("the server's start of a program that does nothing", 300, [&] { startJobProcess(nothing); });
   measure("posix_spawn of sweep-job without a job", 100, [&] { spawn(jobProgram); });
+  measure("the server's start of sweep-job without a job", 100, [&] { startJobProcess(jobProgram); });
 }
 
 void measureJobs() {
@@ -159,14 +168,9 @@ void measureJobs() {
   });
 }
 
-}  // namespace
-
-}  // namespace ParameterSweep
-
-int main() {
-  using namespace ParameterSweep;
-  spdlog::set_level(spdlog::level::off);
+int runProgram() {
   try {
+    spdlog::set_level(spdlog::level::off);
     const ParserSession parser;
     measureRequests();
     measureProcesses();
@@ -177,3 +181,9 @@ int main() {
     return 1;
   }
 }
+
+}  // namespace
+
+}  // namespace ParameterSweep
+
+int main() { return ParameterSweep::runProgram(); }

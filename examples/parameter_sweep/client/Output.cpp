@@ -7,6 +7,7 @@
 #include <cmath>
 #include <ctime>
 #include <filesystem>
+#include <iomanip>
 #include <iostream>
 #include <sstream>
 
@@ -46,9 +47,9 @@ std::string toTime(std::int64_t milliseconds) {
   const std::time_t seconds = milliseconds / 1000;
   std::tm utc{};
   gmtime_r(&seconds, &utc);
-  char text[32] = {};
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text;
+  std::ostringstream text;
+  text << std::put_time(&utc, "%Y-%m-%dT%H:%M:%SZ");
+  return text.str();
 }
 
 /// The drawing instructions with their data. What is not a finite number leaves a gap.

@@ -192,24 +192,35 @@ int run(Options& options, const Command& command) {
   }
 }
 
+/// The user asked for answers; the library's log entries are for those who ask for them.
+void quietenLog() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread yet.
+  if (std::getenv("DV_LOG_LEVEL") == nullptr) {
+    spdlog::set_level(spdlog::level::off);
+  }
+}
+
+int runProgram(int argc, char* argv[]) {
+  try {
+    quietenLog();
+    Options options;
+    Command command;
+    CLI::App app("Submits parameter sweeps to a sweep-server and follows them.", "sweep-client");
+    addOptions(app, options, command);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? 0 : c_usageExitCode;
+    }
+    return run(options, command);
+  } catch (const std::exception& exception) {
+    std::cerr << "sweep-client: " << exception.what() << "\n";
+    return 1;
+  }
+}
+
 }  // namespace
 
 }  // namespace ParameterSweep
 
-int main(int argc, char* argv[]) {
-  using namespace ParameterSweep;
-  // The user asked for answers; the library's entries are for those who ask for them.
-  if (std::getenv("DV_LOG_LEVEL") == nullptr) {
-    spdlog::set_level(spdlog::level::off);
-  }
-  Options options;
-  Command command;
-  CLI::App app("Submits parameter sweeps to a sweep-server and follows them.", "sweep-client");
-  addOptions(app, options, command);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : c_usageExitCode;
-  }
-  return run(options, command);
-}
+int main(int argc, char* argv[]) { return ParameterSweep::runProgram(argc, argv); }

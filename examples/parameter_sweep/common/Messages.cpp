@@ -19,7 +19,7 @@ constexpr std::array<const char*, 4> c_logTypes{"Info", "Warning", "Error", "Deb
 
 template <typename Enumeration, std::size_t Size>
 Enumeration find(const std::array<const char*, Size>& names, const std::string& text) {
-  const auto found = std::find(names.begin(), names.end(), text);
+  const auto* const found = std::find(names.begin(), names.end(), text);
   return static_cast<Enumeration>(found == names.end() ? 0 : found - names.begin());
 }
 
@@ -41,7 +41,7 @@ std::string toText(double number) {
     return number < 0 ? "-INF" : "INF";
   }
   std::array<char, 32> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+  char* const end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
   return {text.data(), end};
 }
 

@@ -98,7 +98,7 @@ double getDouble(const char* tag, const DOMElement& parent) {
 }
 
 SweepJobId readJobId(const DOMElement& parent) {
-  const SweepJobId jobId{Drelvan::GenericJobId(XmlUtils::getElement(SweepJobId::c_tag, &parent))};
+  SweepJobId jobId{Drelvan::GenericJobId(XmlUtils::getElement(SweepJobId::c_tag, &parent))};
   if (!jobId.isSweepJob()) {
     throw SweepFailure(FailureKind::UnknownJob, "not the id of a sweep job; give the id that submit printed");
   }
@@ -142,7 +142,7 @@ Sweep readSweep(const DOMElement& element) {
 
 Request readRequest(const DOMDocument& document) {
   const Message message = getMessage(document, u"DV_RequestPackage", "request");
-  const auto found = std::find(c_requestTypeNames.begin(), c_requestTypeNames.end(), message.type);
+  const auto* const found = std::find(c_requestTypeNames.begin(), c_requestTypeNames.end(), message.type);
   if (found == c_requestTypeNames.end()) {
     throw SweepFailure(FailureKind::UnknownRequest, "'" + message.type + "' is not a request of this service");
   }
@@ -227,9 +227,9 @@ Reply readReplyFile(const std::filesystem::path& file) { return readReply(*parse
 std::vector<LogMessage> readLogLines(const std::string& lines) {
   // An unfinished last line is what a job was writing when it ended.
   const std::string whole = lines.substr(0, lines.rfind('\n') + 1);
-  std::string text = std::string("<DV_Reply xmlns=\"") + c_packageNamespace + "\" xmlns:xsi=\"" + c_instanceNamespace +
-                     "\"><reply xsi:type=\"SweepLogReply\" requestId=\"" + c_noRequest + "\">" +
-                     SweepJobId().toXml("", "") + whole + "</reply></DV_Reply>";
+  const std::string text = std::string("<DV_Reply xmlns='") + c_packageNamespace + "' xmlns:xsi='" +
+                           c_instanceNamespace + "'><reply xsi:type='SweepLogReply' requestId='" + c_noRequest + "'>" +
+                           SweepJobId().toXml("", "") + whole + "</reply></DV_Reply>";
   const Document document = parseText(text);
   return std::get<JobMessages>(readReply(*document, u"DV_Reply").content).messages;
 }

@@ -4,9 +4,9 @@
 
 #include <atomic>
 #include <boost/algorithm/string/replace.hpp>
-#include <cstdio>
 #include <ctime>
 #include <exception>
+#include <iomanip>
 #include <sstream>
 
 namespace ParameterSweep {
@@ -22,10 +22,9 @@ std::string currentTimestamp() {
   const std::time_t seconds = milliseconds / 1000;
   std::tm utc{};
   gmtime_r(&seconds, &utc);
-  char text[64] = {};
-  const std::size_t length = std::strftime(text, sizeof text, "UTC/ISO_%Y-%m-%dT%H:%M:%S", &utc);
-  std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(milliseconds % 1000));
-  return text;
+  std::ostringstream text;
+  text << std::put_time(&utc, "UTC/ISO_%Y-%m-%dT%H:%M:%S.") << std::setw(3) << std::setfill('0') << milliseconds % 1000;
+  return text.str();
 }
 
 std::string attribute(const char* name, const std::string& value) {

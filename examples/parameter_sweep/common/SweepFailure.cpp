@@ -21,7 +21,7 @@ constexpr std::array<const char*, 18> c_kinds{
 const char* toText(FailureKind kind) { return c_kinds.at(static_cast<std::size_t>(kind)); }
 
 FailureKind toFailureKind(const std::string& text) {
-  const auto found = std::find(c_kinds.begin(), c_kinds.end(), text);
+  const auto* const found = std::find(c_kinds.begin(), c_kinds.end(), text);
   return found == c_kinds.end() ? FailureKind::Internal : static_cast<FailureKind>(found - c_kinds.begin());
 }
 

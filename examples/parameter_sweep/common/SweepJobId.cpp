@@ -14,7 +14,7 @@ template <typename Reader>
 SweepJobId read(Reader reader) {
   std::string error;
   try {
-    const SweepJobId jobId(reader(error));
+    SweepJobId jobId(reader(error));
     if (jobId.isSweepJob()) {
       return jobId;
     }

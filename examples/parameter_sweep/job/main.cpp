@@ -81,12 +81,7 @@ int run(const std::filesystem::path& spool, const SweepJobId& jobId) {
   return 1;
 }
 
-}  // namespace
-
-}  // namespace ParameterSweep
-
-int main(int argc, char* argv[]) {
-  using namespace ParameterSweep;
+int runProgram(int argc, char* argv[]) {
   constexpr int c_spoolArgument = 1;
   if (argc <= c_spoolArgument) {
     std::cerr << "usage: sweep-job SPOOL -jobId ID\n";
@@ -100,3 +95,9 @@ int main(int argc, char* argv[]) {
     return 1;
   }
 }
+
+}  // namespace
+
+}  // namespace ParameterSweep
+
+int main(int argc, char* argv[]) { return ParameterSweep::runProgram(argc, argv); }

@@ -51,7 +51,7 @@ JobStatus readOutcome(const SweepJobId& jobId, const fs::path& file) {
 
 }  // namespace
 
-JobTable::JobTable(JobSettings settings) : m_settings(std::move(settings)), m_lock(-1) {
+JobTable::JobTable(JobSettings settings) : m_settings(std::move(settings)) {
   fs::create_directories(m_settings.spool / "jobs");
   lockSpool();
 }

@@ -78,7 +78,7 @@ class JobTable {
   void note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const;
 
   const JobSettings m_settings;
-  int m_lock;
+  int m_lock = -1;
   std::map<std::string, JobStatus> m_jobs;  ///< by unique id
   std::map<std::string, Run> m_runs;        ///< by unique id; also of ended jobs whose process must still go
   std::deque<std::string> m_queue;          ///< unique ids; those that are not queued any more are skipped

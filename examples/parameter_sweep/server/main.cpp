@@ -142,23 +142,24 @@ int makeKeys(const Options& options) {
   return 0;
 }
 
-}  // namespace
-
-}  // namespace ParameterSweep
-
-int main(int argc, char* argv[]) {
-  using namespace ParameterSweep;
-  Options options;
-  CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
-  addOptions(app, options);
-  CLI::App* const keygen = app.add_subcommand("keygen", "make the keys of the server and of a client");
-  keygen->add_option("--keys", options.keys, "folder of keys")->required();
-  keygen->add_option("--client", options.client, "name of the client")->required();
-  CLI11_PARSE(app, argc, argv);
+int runProgram(int argc, char* argv[]) {
   try {
+    Options options;
+    CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
+    addOptions(app, options);
+    CLI::App* const keygen = app.add_subcommand("keygen", "make the keys of the server and of a client");
+    keygen->add_option("--keys", options.keys, "folder of keys")->required();
+    keygen->add_option("--client", options.client, "name of the client")->required();
+    CLI11_PARSE(app, argc, argv);
     return keygen->parsed() ? makeKeys(options) : serve(options);
   } catch (const std::exception& exception) {
     std::cerr << "sweep-server: " << exception.what() << "\n";
     return 1;
   }
 }
+
+}  // namespace
+
+}  // namespace ParameterSweep
+
+int main(int argc, char* argv[]) { return ParameterSweep::runProgram(argc, argv); }
