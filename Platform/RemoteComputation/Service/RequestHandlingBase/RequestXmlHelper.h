@@ -121,6 +121,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     class Muted;
 
     void forgetFailedSetUp();
+    void useUris(xercesc_3_1::XMLStringPool& uris);
     /// Frees what the scanner has kept of the documents so far.
     void renewScanner();
     void renewScannerOrLater();

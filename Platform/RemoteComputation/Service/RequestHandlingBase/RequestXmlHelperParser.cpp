@@ -29,6 +29,7 @@
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+#include <xercesc/validators/common/GrammarResolver.hpp>
 #include <xercesc/validators/schema/SchemaElementDecl.hpp>
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
 #include <xercesc/validators/schema/SchemaValidator.hpp>
@@ -96,12 +97,17 @@ struct UndeclaredElements {
   using Member = xercesc_3_1::RefHash3KeysIdPool<xercesc_3_1::SchemaElementDecl>* IGXMLScanner::*;
   friend Member memberOf(UndeclaredElements);
 };
+struct ValidatorUris {
+  using Member = xercesc_3_1::XMLStringPool* xercesc_3_1::GrammarResolver::*;
+  friend Member memberOf(ValidatorUris);
+};
 template <typename Tag, typename Tag::Member Pointer>
 struct Reach {
   friend typename Tag::Member memberOf(Tag) { return Pointer; }
 };
 template struct Reach<SeenXsi, &IGXMLScanner::fSeeXsi>;
 template struct Reach<UndeclaredElements, &IGXMLScanner::fSchemaElemNonDeclPool>;
+template struct Reach<ValidatorUris, &xercesc_3_1::GrammarResolver::fStringPool>;
 
 /// Leaves a parse whose refusal has been reported.
 struct Refusal {};
@@ -199,6 +205,7 @@ struct RequestXmlHelper::Parser::State {
 
   NoResources resources;
   xercesc_3_1::SecurityManager expansions;
+  xercesc_3_1::XMLStringPool* schemaUris = nullptr;
   std::unique_ptr<DocumentUris> uris;
 
   // Of this document:
@@ -375,22 +382,30 @@ void RequestXmlHelper::Parser::forgetFailedSetUp() {
   setErrorHandler(nullptr);
   setXMLEntityResolver(nullptr);
   setSecurityManager(nullptr);
-  fURIStringPool = fGrammarResolver->getStringPool();
+  if (m_state->schemaUris != nullptr) {
+    useUris(*m_state->schemaUris);
+  }
   useScanner(XMLUni::fgIGXMLScanner);
   resetCachedGrammarPool();
+}
+
+void RequestXmlHelper::Parser::useUris(xercesc_3_1::XMLStringPool& uris) {
+  fURIStringPool = &uris;
+  fGrammarResolver->*memberOf(ValidatorUris()) = &uris;
 }
 
 void RequestXmlHelper::Parser::protect() {
   setXMLEntityResolver(&m_state->resources);
   m_state->expansions.setEntityExpansionLimit(c_maxEntityExpansions);
   setSecurityManager(&m_state->expansions);
+  m_state->schemaUris = fURIStringPool;
   const auto refuseNamespaces = [this] { refuseExcess(c_maxNamespacesOfElement, "namespaces named by an element"); };
   const auto noteXsi = [this] {
     m_state->seenXsi = true;
     static_cast<IGXMLScanner*>(fScanner)->*memberOf(SeenXsi()) = true;
   };
-  m_state->uris = std::make_unique<DocumentUris>(*fGrammarResolver->getStringPool(), refuseNamespaces, noteXsi);
-  fURIStringPool = m_state->uris.get();
+  m_state->uris = std::make_unique<DocumentUris>(*m_state->schemaUris, refuseNamespaces, noteXsi);
+  useUris(*m_state->uris);
   renewScanner();
 }
 
