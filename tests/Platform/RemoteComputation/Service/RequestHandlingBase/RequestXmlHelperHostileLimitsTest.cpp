@@ -19,14 +19,16 @@ using RequestXmlHelperTests::repeated;
 
 const std::string c_namespace = " xmlns='" + TestSupport::c_targetNamespace + "'";
 
-/// The rows "| what | number | ..." of the table of limits.
+/// The rows "| what | number | ..." of the section of limits.
 std::map<std::string, std::size_t> documentedLimits() {
   std::map<std::string, std::size_t> result;
   std::ifstream file(SECURITY_DOCUMENT);
   const std::regex row(R"(\| ([^|]+) \| ([0-9]+) \|.*)");
+  bool inSection = false;
   for (std::string line; std::getline(file, line);) {
+    inSection = line.compare(0, 3, "## ") == 0 ? line == "## Limits" : inSection;
     std::smatch match;
-    if (std::regex_match(line, match, row)) {
+    if (inSection && std::regex_match(line, match, row)) {
       result[match[1]] = std::stoul(match[2]);
     }
   }
