@@ -49,7 +49,7 @@ class DocumentMap {
  private:
   class Scan;
 
-  std::string step(std::size_t element) const;
+  std::string step(std::size_t index) const;
 
   std::vector<Element> m_elements;
   std::map<Place, std::size_t> m_starts;

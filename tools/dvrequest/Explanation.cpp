@@ -206,6 +206,7 @@ class Explainer {
 
   ContentModel::Mismatch matchChildren(std::size_t parent, const std::vector<std::size_t>& children) const {
     std::vector<QualifiedName> names;
+    names.reserve(children.size());
     for (const std::size_t child : children) {
       names.push_back(nameOf(m_map.elements()[child]));
     }

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
+  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
@@ -26,7 +26,7 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 std::string readStream(std::FILE* stream, const std::string& name) {
   std::string content;
-  std::array<char, 65536> block;
+  std::array<char, 65536> block{};
   errno = 0;
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), stream)) {
     content.append(block.data(), count);

@@ -57,7 +57,7 @@ LibraryLog::LibraryLog() : m_sink(std::make_shared<Sink>()) {
   m_sink->set_level(spdlog::level::err);
   std::vector<spdlog::sink_ptr> sinks{m_sink};
   auto level = spdlog::level::err;
-  if (std::getenv("DV_LOG_LEVEL") != nullptr) {
+  if (std::getenv("DV_LOG_LEVEL") != nullptr) {  // NOLINT(concurrency-mt-unsafe): nothing here sets variables
     const auto shown = spdlog::default_logger();
     for (const spdlog::sink_ptr& sink : shown->sinks()) {
       sink->set_level(shown->level());

@@ -91,7 +91,8 @@ SourceText::Count SourceText::countBefore(std::size_t offset) const {
   if (next == m_marks.begin()) {
     return {};
   }
-  auto [index, count] = *std::prev(next);
+  std::size_t index = std::prev(next)->first;
+  Count count = std::prev(next)->second;
   while (index < offset) {
     addCharacter(index, count);
   }

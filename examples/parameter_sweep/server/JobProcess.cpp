@@ -56,7 +56,7 @@ JobProcess::JobProcess(pid_t process, std::string startTime, std::int64_t starte
 
 JobProcess JobProcess::start(const std::vector<std::string>& command, const std::filesystem::path& output) {
   try {
-    const std::string program = command.front();
+    const std::string& program = command.front();
     const auto found = program.find('/') == std::string::npos ? bp::search_path(program) : program;
     bp::group group;
     bp::child child(bp::exe = found.string(), bp::args = std::vector<std::string>(command.begin() + 1, command.end()),

@@ -171,6 +171,7 @@ void ServerTransport::answerAuthentication() {
                                             "",
                                             ""};
     std::vector<zmq::const_buffer> frames;
+    frames.reserve(answer.size());
     for (const std::string& frame : answer) {
       frames.push_back(zmq::buffer(frame));
     }

@@ -18,7 +18,7 @@ SweepServer::SweepServer(const JobSettings& jobs, std::size_t maxPackage) : m_ma
       m_jobs.m_statusChanged.connect([this](const JobStatus& status) { m_statusPackage(writeStatusPackage(status)); });
 }
 
-SweepServer::~SweepServer() { install(nullptr); }
+SweepServer::~SweepServer() { install(nullptr); }  // NOLINT(bugprone-exception-escape)
 
 void SweepServer::start() {
   m_jobs.load();

@@ -18,7 +18,8 @@ class SweepServer final : public Drelvan::AbstractRequestServer {
   SweepServer(const JobSettings& jobs, std::size_t maxPackage);
   SweepServer(const SweepServer&) = delete;
   SweepServer& operator=(const SweepServer&) = delete;
-  ~SweepServer() override;
+  // The lock of the instance does not fail.
+  ~SweepServer() override;  // NOLINT(bugprone-exception-escape)
 
   /// Takes up the jobs of the spool.
   void start() override;

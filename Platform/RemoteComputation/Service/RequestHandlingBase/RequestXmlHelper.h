@@ -55,7 +55,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
    private:
     void record(const char* start, const char* signature, const xercesc_3_1::SAXParseException& exception);
 
-    bool m_errorOccurred;
+    bool m_errorOccurred = false;
     std::string m_lastMessage;
   };
 
@@ -158,8 +158,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   std::string m_schemas;
   boost::mutex m_parseMutex;
   Parser m_parser;
-  bool m_parserInitialized;
-  XmlErrorHandler* m_errorHandler;
+  bool m_parserInitialized = false;
+  XmlErrorHandler* m_errorHandler = nullptr;
 };
 
 }  // namespace Drelvan
