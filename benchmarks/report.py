@@ -43,16 +43,20 @@ def rounds(pattern, key):
 
 
 def median_of(times, name):
-    return statistics.median(value for process in times[name] for value in process)
+    """Not a number when an unfinished run has no such benchmark."""
+    values = [value for process in times.get(name, []) for value in process]
+    return statistics.median(values) if values else float("nan")
 
 
 def ratio(times, name, base):
     """Median of the processes' ratios, and the least and the greatest of them."""
     ratios = [
         statistics.median(own) / statistics.median(other)
-        for own, other in zip(times[name], times[base])
+        for own, other in zip(times.get(name, []), times.get(base, []))
         if own and other
     ]
+    if not ratios:
+        return float("nan"), float("nan"), float("nan")
     return statistics.median(ratios), min(ratios), max(ratios)
 
 
@@ -236,6 +240,9 @@ def main(results, docs):
         "The bare parser has the library's settings and the same cached grammar, and notes no more than that something was "
         "reported: it is the limit.\n\n"
     )
+    if os.path.exists(f"{results}/notes.txt"):
+        with open(f"{results}/notes.txt", encoding="utf-8") as file:
+            text = text.replace("## Time of a parse", file.read() + "\n## Time of a parse", 1)
     for package in ("valid", "invalid"):
         text += parse_section(processor_times, package) + f"![{package} packages](benchmarks/{package}.svg)\n\n"
     text += set_up_sentence(processor_times)
@@ -243,6 +250,7 @@ def main(results, docs):
     text += fragments_section(processor_times) + "![fragments](benchmarks/fragments.svg)\n\n"
     text += threads_section(clock_times) + values_section(value_times)
     text += copy_section(lines(f"{results}/copy.jsonl")) + soak_section(lines(f"{results}/soak.jsonl"))
+    os.makedirs(f"{docs}/benchmarks", exist_ok=True)
     load = " ".join(f"{value:.1f}" for value in os.getloadavg())
     text += machine_section(load)
     with open(f"{docs}/benchmarks.md", "w", encoding="utf-8") as file:
