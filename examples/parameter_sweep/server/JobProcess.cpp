@@ -18,7 +18,7 @@ namespace {
 
 namespace bp = boost::process;
 
-constexpr std::chrono::seconds c_grace{2};
+constexpr std::chrono::seconds c_grace{10};
 
 /// When the process started, as field 22 of its status; empty when there is no such process.
 std::string readStartTime(pid_t process) {
