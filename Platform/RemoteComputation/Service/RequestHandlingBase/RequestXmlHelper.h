@@ -136,6 +136,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void forgetUndeclaredElements();
     /// Refuses the document when `count` is above `most`.
     void limit(std::size_t count, std::size_t most, const char* what);
+    void refuseCutOff();
     [[noreturn]] void refuseExcess(std::size_t most, const char* what);
     /// Reports `message` at the place that the parser has reached, and leaves the parse.
     [[noreturn]] void refuse(const std::string& message);

@@ -213,6 +213,7 @@ struct RequestXmlHelper::Parser::State {
   bool inProlog = false;
   bool inSubset = false;
   std::size_t doctypeBytes = 0;
+  bool isCutOff = false;
   std::size_t doctypeAttributes = 0;
   std::size_t doctypeLookups = 0;
   /// The path to the node that was opened last, and its length. Nodes that have been closed since are still in it: the
@@ -237,6 +238,7 @@ struct RequestXmlHelper::Parser::State {
     inProlog = !validate;
     inSubset = false;
     doctypeBytes = 0;
+    isCutOff = false;
     doctypeAttributes = 0;
     doctypeLookups = 0;
     depth = 0;
@@ -286,13 +288,18 @@ class RequestXmlHelper::Parser::CountedStream final : public BinInputStream {
 
   XMLSize_t readBytes(XMLByte* bytes, XMLSize_t most) override {
     State& state = *m_parser.m_state;
+    if (state.isCutOff) {
+      return 0;
+    }
     const XMLSize_t count = readInner(bytes, state.inProlog ? std::min(most, c_prologPiece) : most);
     state.bytes += count;
     if (state.inSubset) {
       state.doctypeBytes += count;
-      m_parser.limit(state.doctypeBytes, c_maxDoctypeBytes, "bytes of document type declaration");
+      // Leaving from here would lose the content model that the parser library is reading; the end of the text does
+      // not.
+      state.isCutOff = state.doctypeBytes > c_maxDoctypeBytes;
     }
-    return count;
+    return state.isCutOff ? 0 : count;
   }
 
  private:
@@ -421,6 +428,7 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
   m_state->beginDocument(getValidationScheme() != Val_Never);
   try {
     XercesDOMParser::parse(CountedSource(source, *this));
+    refuseCutOff();
   } catch (const Refusal&) {
     // The handler has it.
   } catch (const xercesc_3_1::OutOfMemoryException&) {
@@ -490,6 +498,12 @@ inline void RequestXmlHelper::Parser::limit(std::size_t count, std::size_t most,
   }
 }
 
+void RequestXmlHelper::Parser::refuseCutOff() {
+  if (m_state->isCutOff) {
+    refuseExcess(c_maxDoctypeBytes, "bytes of document type declaration");
+  }
+}
+
 void RequestXmlHelper::Parser::refuseExcess(std::size_t most, const char* what) {
   m_state->exceeded = true;
   refuse("The document exceeds the limit of " + std::to_string(most) + " " + what + ".");
@@ -498,6 +512,7 @@ void RequestXmlHelper::Parser::refuseExcess(std::size_t most, const char* what) 
 void RequestXmlHelper::Parser::error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text,
                                      const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) {
   if (getErrorHandler() != nullptr) {
+    refuseCutOff();
     limit(++m_state->problems, c_maxProblems, "reported problems");
   }
   XercesDOMParser::error(code, domain, type, text, systemId, publicId, line, column);
