@@ -328,8 +328,6 @@ DOMDocument* RequestXmlHelper::parse(const xercesc_3_1::InputSource& source, boo
   return tryParse(source, validate).documentOrThrow();
 }
 
-// The signature is the interface's.
-// NOLINTNEXTLINE(readability-non-const-parameter)
 DOMDocument* RequestXmlHelper::parse(char* input) { return tryParse(input == nullptr ? "" : input).documentOrThrow(); }
 
 DOMDocument* RequestXmlHelper::parse(const std::string& input) {

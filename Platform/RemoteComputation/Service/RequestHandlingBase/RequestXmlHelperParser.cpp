@@ -453,8 +453,7 @@ void RequestXmlHelper::Parser::renewScannerOrLater() {
   try {
     renewScanner();
   } catch (...) {
-    // The document just parsed is none the worse; the next parse tries again.
-    m_state->stale = true;
+    // The document just parsed is none the worse; the scanner stays stale, and the next parse tries again.
   }
 }
 
