@@ -17,18 +17,24 @@ class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvException : public std::exception {
   /// `message` says what failed, `group` names the component, `function` is the qualified name of the raising
   /// function, `file` and `line` its place. The texts are copied; null counts as empty.
   DvException(const char* message, const char* group, const char* function, const char* file, int line);
+  /// @{
+  /// Shares the texts of `other`.
   DvException(const DvException& other) noexcept;
   DvException& operator=(const DvException& other) noexcept;
+  /// @}
   ~DvException() override;
 
   /// The message, alone.
   const char* what() const noexcept override;
 
+  /// @{
+  /// What the constructor was given.
   const std::string& getMessage() const noexcept;
   const std::string& getGroup() const noexcept;
   const std::string& getFunction() const noexcept;
   const std::string& getFile() const noexcept;
   int getLine() const noexcept;
+  /// @}
 
  private:
   struct Fields;
@@ -42,8 +48,11 @@ class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvExceptionNested : public DvException
  public:
   /// As `DvException`; keeps `std::current_exception()`.
   DvExceptionNested(const char* message, const char* group, const char* function, const char* file, int line);
+  /// @{
+  /// Shares the texts and the kept exception of `other`.
   DvExceptionNested(const DvExceptionNested& other) noexcept;
   DvExceptionNested& operator=(const DvExceptionNested& other) noexcept;
+  /// @}
   ~DvExceptionNested() override;
 
   /// The exception that was being handled when this one was made; null when there was none.

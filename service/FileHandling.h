@@ -14,14 +14,17 @@ namespace Drelvan {
 /// Threads: a plain value. Nothing is checked or normalised at construction.
 class DVMSERVICE_FILEHANDLING_EXPORT FileName {
  public:
-  // Not explicit: a file name may be given as text wherever one is expected.
+  /// Not explicit: a file name may be given as text wherever one is expected.
   FileName(const std::string& name);
   /// Null counts as the empty name.
   FileName(const char* name);
+  /// @{
+  /// Takes the name of `other`; one that is moved from is left with any name.
   FileName(const FileName& other);
   FileName(FileName&& other) noexcept;
   FileName& operator=(const FileName& other);
   FileName& operator=(FileName&& other) noexcept;
+  /// @}
   ~FileName();
 
   /// The name as it was given.
@@ -41,15 +44,20 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileNameException : public DvException {
   /// `error` is the system's error; `function`, `file` and `line` name the raising place.
   FileNameException(const char* verb, const FileName& source, const FileName& target, std::error_code error,
                     const char* function, const char* file, int line);
+  /// @{
+  /// Shares the texts and names of `other`.
   FileNameException(const FileNameException& other) noexcept;
   FileNameException& operator=(const FileNameException& other) noexcept;
+  /// @}
   ~FileNameException() override;
 
+  /// The file that the action was for.
   const FileName& getSource() const noexcept;
   /// The empty name where the action has no target.
   const FileName& getTarget() const noexcept;
   /// The system's text for the error code.
   std::string getReason() const;
+  /// The error as it was given.
   std::error_code getErrorCode() const noexcept;
 
  private:

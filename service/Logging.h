@@ -26,13 +26,15 @@ class DVMSERVICE_LOGGING_EXPORT Logging {
   Logging(const Logging&) = delete;
   Logging& operator=(const Logging&) = delete;
 
-  /// Each of the five writes one entry of its level. `message` is the whole text. `file`, `function` and `line` name
+  /// @{
+  /// Writes one entry of its level. `message` is the whole text. `file`, `function` and `line` name
   /// the place of the call and are read during the call only; null texts count as empty.
   void logTRACE(const std::string& message, const char* file, const char* function, int line);
   void logDEBUG(const std::string& message, const char* file, const char* function, int line);
   void logINFO(const std::string& message, const char* file, const char* function, int line);
   void logWARN(const std::string& message, const char* file, const char* function, int line);
   void logERROR(const std::string& message, const char* file, const char* function, int line);
+  /// @}
 
   /// The name given at construction.
   const std::string& getName() const;

@@ -1,5 +1,6 @@
 #pragma once
 
+/// @file
 /// Signals: an object tells any number of listeners that something happened.
 ///
 /// Threads: connecting, disconnecting and emitting are safe from any thread, also from within a slot, and a slot may
@@ -45,6 +46,7 @@ class DVMSERVICE_SIGNALS_EXPORT SignalHandler {
   SignalHandler(const SignalHandler&) = delete;
   SignalHandler& operator=(const SignalHandler&) = delete;
 
+  /// Has `slot` called by every emission that begins from now on.
   std::shared_ptr<ConnectionBody> connect(const ErasedSlot& slot);
 
   /// Calls every slot in the order of connection; then throws the first exception that one of them threw, if any.
@@ -62,11 +64,15 @@ class DVMSERVICE_SIGNALS_EXPORT Connection {
  public:
   /// A connection to nothing.
   Connection();
+  /// What `Signal::connect` returns.
   Connection(std::shared_ptr<Private::ConnectionBody> body, std::weak_ptr<const void> signal);
+  /// @{
+  /// Names the connection of `other`; one that is moved from is a connection to nothing.
   Connection(const Connection& other);
   Connection(Connection&& other) noexcept;
   Connection& operator=(const Connection& other);
   Connection& operator=(Connection&& other) noexcept;
+  /// @}
   ~Connection();
 
   /// The slot is not called by any emission that begins afterwards. Does nothing when already disconnected.
@@ -82,15 +88,19 @@ class DVMSERVICE_SIGNALS_EXPORT Connection {
 /// A connection that is disconnected when its holder goes out of scope.
 class DVMSERVICE_SIGNALS_EXPORT ScopedConnection {
  public:
+  /// A connection to nothing.
   ScopedConnection();
-  // Not explicit: `ScopedConnection c = signal.connect(...)` is its use.
+  /// Not explicit: `ScopedConnection c = signal.connect(...)` is its use.
   ScopedConnection(Connection connection);
+  /// Leaves `other` with a connection to nothing; so does the move assignment.
   ScopedConnection(ScopedConnection&& other) noexcept;
   /// Disconnects the connection held so far.
   ScopedConnection& operator=(ScopedConnection&& other) noexcept;
   ~ScopedConnection();
 
+  /// As `Connection::disconnect`.
   void disconnect();
+  /// As `Connection::connected`.
   bool connected() const;
   /// Gives the connection up without disconnecting it.
   Connection release();

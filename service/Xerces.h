@@ -1,5 +1,6 @@
 #pragma once
 
+/// @file
 /// The parser library under the name that the interfaces of this system use.
 ///
 /// This is the only file that knows which version of Xerces-C is installed: everything else writes `xercesc_3_1`.

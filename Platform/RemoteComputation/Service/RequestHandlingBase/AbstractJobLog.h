@@ -18,12 +18,13 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractJobLog {
  public:
   /// One entry, as the schema type `LogMessage` carries it.
   struct Message {
+    /// The values of the schema attribute `type`.
     enum class Type { Info, Warning, Error, Debug };
 
-    Type type = Type::Info;
+    Type type = Type::Info;      ///< how much the entry matters
     std::string group;           ///< the component that wrote the entry
     std::int64_t timestamp = 0;  ///< milliseconds since 1970-01-01 00:00 UTC
-    std::string text;
+    std::string text;            ///< what happened
   };
 
   AbstractJobLog();

@@ -16,11 +16,13 @@ namespace Drelvan {
 /// Threads: a plain value.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestSchema {
  public:
+  /// @{
+  /// Takes the three texts of `other`; one that is moved from is left with empty texts.
   AbstractRequestSchema(const AbstractRequestSchema& other);
-  /// Leaves the three texts of `other` empty; so does the move assignment.
   AbstractRequestSchema(AbstractRequestSchema&& other) noexcept;
   AbstractRequestSchema& operator=(const AbstractRequestSchema& other);
   AbstractRequestSchema& operator=(AbstractRequestSchema&& other) noexcept;
+  /// @}
   ~AbstractRequestSchema();
 
   /// The fragment as a stand-alone schema document, built on every call.

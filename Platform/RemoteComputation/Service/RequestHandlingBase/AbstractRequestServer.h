@@ -17,8 +17,11 @@ namespace Drelvan {
 class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestServer {
  public:
   AbstractRequestServer();
+  /// @{
+  /// A copy is not installed, whether `other` is or not.
   AbstractRequestServer(const AbstractRequestServer& other);
   AbstractRequestServer& operator=(const AbstractRequestServer& other);
+  /// @}
   virtual ~AbstractRequestServer();
 
   /// Begins to take requests.
@@ -35,8 +38,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestServer {
   static AbstractRequestServer* getInstance();
 
  protected:
-  static AbstractRequestServer* s_instance;
-  static boost::mutex s_instanceMutex;  ///< guards `s_instance`; held for the read or write only
+  static AbstractRequestServer* s_instance;  ///< what `getInstance` returns; not owned
+  static boost::mutex s_instanceMutex;       ///< guards `s_instance`; held for the read or write only
 };
 
 }  // namespace Drelvan

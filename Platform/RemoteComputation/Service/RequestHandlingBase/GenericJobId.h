@@ -25,11 +25,13 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
 
   /// A fresh unique id under the prefix "Invalid": never valid, and what every failed read returns.
   GenericJobId();
+  /// @{
+  /// Takes both texts of `other`; one that is moved from is left with empty texts.
   GenericJobId(const GenericJobId& other);
-  /// Leaves both texts of `other` empty; so does the move assignment.
   GenericJobId(GenericJobId&& other) noexcept;
   GenericJobId& operator=(const GenericJobId& other);
   GenericJobId& operator=(GenericJobId&& other) noexcept;
+  /// @}
   ~GenericJobId();
 
   /// Reads the children `id` and `name` of an element of type `DVJobId`; a missing one reads as empty.
@@ -37,8 +39,11 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   /// Reads the contents of the `id` and the `name` element themselves.
   GenericJobId(xercesc_3_1::DOMElement* idElement, xercesc_3_1::DOMElement* nameElement);
 
+  /// @{
+  /// As it was read or made, valid or not.
   const std::string& getName() const;
   const std::string& getUniqueId() const;
+  /// @}
 
   /// Whether the unique id is well-formed, the name belongs to it, and the prefix (all before the name's last "_") is
   /// not "Invalid".

@@ -15,6 +15,7 @@ namespace Drelvan {
 /// Threads: a plain value without locks or shared state.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
  public:
+  /// Nothing is set.
   HostInfo();
   /// Neither text is checked; both ports stay unset.
   HostInfo(const std::string& name, const std::string& ip);
@@ -22,39 +23,51 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// stays unset. The name is unescaped, the address taken as it stands. Throws `boost::bad_lexical_cast` when a port
   /// is not a decimal number of 32 bits.
   explicit HostInfo(xercesc_3_1::DOMElement* element);
+  /// @{
+  /// Takes the members of `other`; one that is moved from is left with empty texts and its ports as they are.
   HostInfo(const HostInfo& other);
-  /// Leaves the texts of `other` empty and its ports as they are; so does the move assignment.
   HostInfo(HostInfo&& other) noexcept;
   HostInfo& operator=(const HostInfo& other);
   HostInfo& operator=(HostInfo&& other) noexcept;
+  /// @}
   ~HostInfo();
 
+  /// @{
+  /// Empty when unset.
   const std::string& getName() const;
   const std::string& getIp() const;
+  /// @}
+  /// @{
+  /// Negative when unset.
   int getRequestServerPort() const;
   int getPublisherPort() const;
+  /// @}
   /// The address where there is one, else the name, which may be empty too.
   const std::string& getIpOrName() const;
   /// The name where there is one, else the address, which may be empty too.
   const std::string& getNameOrIp() const;
 
+  /// @{
+  /// Whether the text is not empty.
   bool hasName() const;
   bool hasIp() const;
   bool hasNameOrIp() const;
+  /// @}
+  /// @{
   /// Whether the port is above 0.
   bool hasRequestServerPort() const;
-  /// Whether the port is above 0.
   bool hasPublisherPort() const;
+  /// @}
   /// Whether nothing is set; a port of 0 counts as set here.
   bool empty() const;
 
+  /// @{
+  /// Any value is stored as it comes.
   void setName(const std::string& name);
-  /// The address is not checked.
   void setIp(const std::string& ip);
-  /// Any value is stored as it comes.
   void setRequestServerPort(int port);
-  /// Any value is stored as it comes.
   void setPublisherPort(int port);
+  /// @}
   /// Sets the address when `isIp` holds for `text`, else the name; the other one keeps its value.
   void setIpOrName(const std::string& text);
   /// Unsets everything.

@@ -22,7 +22,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RemoteJobStatusInterface {
   RemoteJobStatusInterface& operator=(const RemoteJobStatusInterface&) = delete;
   virtual ~RemoteJobStatusInterface();
 
+  /// The job that the status belongs to.
   virtual GenericJobId getJobId() const = 0;
+  /// The state that was last heard of.
   virtual State getState() const = 0;
   /// The done part of the job, from 0 to 1.
   virtual double getProgress() const = 0;

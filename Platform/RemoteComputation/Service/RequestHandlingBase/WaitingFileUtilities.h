@@ -17,6 +17,7 @@ namespace Drelvan {
 class SERVICE_REQUESTHANDLINGBASE_EXPORT WaitingFileUtilities {
  public:
   ~WaitingFileUtilities();
+  /// There is nothing to assign.
   WaitingFileUtilities& operator=(const WaitingFileUtilities& other);
 
   /// Tries `FileUtilities::copyFile`.
