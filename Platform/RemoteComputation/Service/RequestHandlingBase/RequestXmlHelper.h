@@ -42,9 +42,13 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     XmlErrorHandler(const XmlErrorHandler&) = delete;
     XmlErrorHandler& operator=(const XmlErrorHandler&) = delete;
 
+    /// @{
+    /// Keeps the text of the problem and logs it.
     void warning(const xercesc_3_1::SAXParseException& exception) override;
     void error(const xercesc_3_1::SAXParseException& exception) override;
     void fatalError(const xercesc_3_1::SAXParseException& exception) override;
+    /// @}
+    /// Forgets what was reported.
     void resetErrors() override;
 
     /// Whether anything, a warning included, was reported since the last reset.
