@@ -1,0 +1,115 @@
+# Debian packages by CPack, one per component of RequestHandlingInstall.cmake: the runtime libraries, the development
+# files and, when it is built, dvrequest. packaging/build makes and checks them; docs/packages.md tells what is in which.
+
+if(NOT REQUESTHANDLING_INSTALL OR NOT REQUESTHANDLING_SERVICE_LAYER STREQUAL embedded)
+  message(FATAL_ERROR "The packages hold what is installed, with the embedded service layer.")
+endif()
+
+set(packaging ${PROJECT_SOURCE_DIR}/packaging)
+set(source_name service-requesthandlingbase)
+# The name of the runtime package changes with that of its libraries, so that both versions can be installed.
+set(runtime_package lib${source_name}${PROJECT_VERSION_MAJOR})
+set(development_package lib${source_name}-dev)
+set(tools_package dvrequest)
+
+# The changelog of the packages gives their version, and the time that their files bear.
+set(changelog ${packaging}/debian/changelog)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${changelog})
+foreach(field IN ITEMS Version Timestamp)
+  execute_process(COMMAND dpkg-parsechangelog --file ${changelog} --show-field ${field}
+    OUTPUT_VARIABLE changelog_${field} OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
+if(NOT changelog_Version MATCHES "^(.+)-([^-]+)$" OR NOT CMAKE_MATCH_1 STREQUAL PROJECT_VERSION)
+  message(FATAL_ERROR "${changelog} begins with version ${changelog_Version}, the project has ${PROJECT_VERSION}.")
+endif()
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${CMAKE_MATCH_2})
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME ${source_name})
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+if(NOT CPACK_PACKAGE_CONTACT)
+  set(CPACK_PACKAGE_CONTACT "Service_RequestHandlingBase maintainers <maintainers@drelvan.example>")
+endif()
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package begins its description itself
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/packages.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${packaging}/compress_documents.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${packaging}/complete_packages.cmake)
+# The archives take their times from this variable of the environment.
+file(WRITE ${PROJECT_BINARY_DIR}/packages.cmake "set(ENV{SOURCE_DATE_EPOCH} ${changelog_Timestamp})\n")
+
+set(CPACK_COMPONENTS_ALL Runtime Development)
+if(TARGET dvrequest)
+  list(APPEND CPACK_COMPONENTS_ALL Tools)
+endif()
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SOURCE ${source_name})
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Where the package's own libraries are found; their package is named by hand below.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+  ${PROJECT_BINARY_DIR}/service/embedded
+  ${PROJECT_BINARY_DIR}/Platform/RemoteComputation/Service/RequestHandlingBase)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "base for the request handling of a remote computation service
+Request servers, their clients and the job programs that a server starts share
+this library. It turns request and reply packages, XML that is validated
+against one schema to which every program adds fragments of its own, into
+documents and values, and holds up against hostile packages. It also has job
+ids, host descriptions, patient file operations, and the abstract bases of
+request servers, job logs and the status of remote jobs.
+
+This package contains the shared libraries: the library itself, and the seven
+of the service layer that it stands on.")
+# A program needs at least the version that it was built with: newer ones of the same name only add to it.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${packaging}/debian/triggers)
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "${runtime_package} (= ${changelog_Version}), libxerces-c-dev (>= 3.1), libboost1.81-dev, libboost-chrono1.81-dev, libboost-thread1.81-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "base for the request handling of a remote service - development files
+Request servers, their clients and the job programs that a server starts share
+this library, which reads, validates and writes their request and reply
+packages.
+
+This package contains what programs are built with: the headers of the library
+and of the service layer, the CMake packages Service_RequestHandlingBase and
+DVMService_Contract, and a file for pkg-config.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${runtime_package} (>= ${changelog_Version})")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "work with the request and reply packages of a remote computation service
+dvrequest shows what a service would see in a request or reply package and
+says what is wrong with a bad one, with file, line and column and what would
+have been allowed there, for people and as JSON. It writes the schema of the
+packages for other validators, finds mistakes in schema fragments, makes and
+checks job ids, tests host names and addresses, and copies, renames and
+removes files that may be busy.")
+
+# requesthandling_package_documents(COMPONENT PACKAGE FILE...): what Debian wants to find of every package, and these.
+function(requesthandling_package_documents component package)
+  set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package})
+  install(FILES ${packaging}/debian/copyright ${ARGN} DESTINATION ${documents} COMPONENT ${component})
+  install(FILES ${changelog} DESTINATION ${documents} RENAME changelog.Debian COMPONENT ${component})
+  install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${documents} RENAME changelog COMPONENT ${component})
+  install(FILES ${packaging}/debian/lintian-overrides
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package} COMPONENT ${component})
+endfunction()
+
+requesthandling_package_documents(Runtime ${runtime_package})
+requesthandling_package_documents(Development ${development_package}
+  ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md)
+requesthandling_package_documents(Tools ${tools_package})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/packages/
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${tools_package}/examples COMPONENT Tools)
+
+include(CPack)
