@@ -82,7 +82,8 @@ std::string addressOf(const void* object) {
 std::string joined(std::string_view first, std::string_view second) {
   std::string text;
   text.reserve(first.size() + second.size());
-  return text.append(first).append(second);
+  text.append(first).append(second);
+  return text;
 }
 
 /// The opening and the closing of a schema document, for all fragments together.
