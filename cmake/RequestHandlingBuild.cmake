@@ -37,6 +37,8 @@ function(requesthandling_library target)
   set_property(TARGET ${target} APPEND PROPERTY INSTALL_RPATH $ORIGIN)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:requesthandling_build>)
+  # Small packages are parsed in some ten microseconds, in which a jump less per call can be measured.
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang>:-fno-plt>)
   if(CMAKE_SYSTEM_NAME STREQUAL Linux)
     target_link_options(${target} PRIVATE "LINKER:--version-script=${REQUESTHANDLING_EXPORTS}")
   endif()

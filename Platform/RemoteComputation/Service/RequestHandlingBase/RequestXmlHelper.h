@@ -111,7 +111,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
                       const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
                       bool isEmpty, bool isRoot) override;
-    void startEntityReference(const xercesc_3_1::XMLEntityDecl& entity) override;
+    void endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
+                    const XMLCh* prefix) override;
     void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
                      bool hasInternalSubset, bool hasExternalSubset) override;
     void attDef(const xercesc_3_1::DTDElementDecl& element, const xercesc_3_1::DTDAttDef& attribute,
@@ -132,6 +133,10 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     void growElementStates();
     /// Has the scanner read `document` without telling anyone of it.
     void scanUnheard(const std::string& document);
+    /// As the base's startElement, within the limits.
+    void startChecked(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
+                      const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
+                      bool isEmpty, bool isRoot);
     void checkNamespaces(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
     void checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot);
     void checkNamedType(const xercesc_3_1::XMLElementDecl& declaration,
@@ -146,6 +151,11 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     [[noreturn]] void refuse(const std::string& message);
 
     std::unique_ptr<State> m_state;
+    /// The number of open elements.
+    std::size_t m_depth = 0;
+    /// Elements are looked at down to this depth. Deeper ones only where something of their own calls for it, since
+    /// every element pays for this.
+    std::size_t m_checkedDepth = 0;
   };
 
   RequestXmlHelper();

@@ -5,7 +5,6 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/locale/encoding_utf.hpp>
 #include <cstddef>
 #include <exception>
@@ -55,12 +54,14 @@ constexpr std::size_t c_maxAttributesOfElement = 1000;
 constexpr std::size_t c_maxNamespaceDeclarations = 10000;
 constexpr std::size_t c_maxNamespacesInScope = 256;
 constexpr std::size_t c_maxNamespacesOfElement = 1000;
+constexpr std::size_t c_maxNamespaceCharacters = 1000;
 constexpr std::size_t c_maxUndeclaredElements = 10000;
 constexpr std::size_t c_maxProblems = 1000;
 constexpr std::size_t c_maxEntityExpansions = 64;
 constexpr std::size_t c_maxDoctypeBytes = 16384;
 constexpr std::size_t c_maxDoctypeAttributes = 100;
 constexpr std::size_t c_maxDoctypeLookups = 100000;
+constexpr std::size_t c_maxDoctypeDefaults = 10'000'000;
 
 /// Until the root element is met, an unvalidated document is read in pieces of this size, so that the length of its
 /// document type declaration can be told.
@@ -70,7 +71,7 @@ constexpr std::size_t c_prologPiece = 4096;
 // after so many bytes, any of which may have made its buffers grow. Documents that fail, and those that exceed a limit,
 // can make them grow most.
 constexpr std::size_t c_maxKeptNames = 1000;
-constexpr std::size_t c_maxKeptBytes = std::size_t{16} << 20U;
+constexpr std::size_t c_maxKeptBytes = std::size_t{64} << 20U;
 constexpr std::size_t c_maxKeptBytesAfterFailure = std::size_t{4} << 20U;
 constexpr std::size_t c_maxKeptBytesAfterExcess = std::size_t{64} << 10U;
 
@@ -130,11 +131,14 @@ class NoResources final : public xercesc_3_1::XMLEntityResolver {
 /// The schema's namespace names, under their numbers, followed by those that documents bring, which can be dropped.
 class DocumentUris final : public xercesc_3_1::XMLStringPool {
  public:
-  /// `onTooMany` is called when one element names too many namespaces: the scanner resolves all of them before it hands
-  /// the element over, each at a cost that grows with their number.
+  using OnExcess = std::function<void(std::size_t most, const char* what)>;
+
+  /// `onExcess` is called when one element names too many namespaces: the scanner resolves all of them before it hands
+  /// the element over, each at a cost that grows with their number. And when a name is too long: the scanner goes
+  /// through it at each element that has it.
   /// `onXsi` is called when the namespace of xsi:type is named.
-  DocumentUris(const XMLStringPool& schema, std::function<void()> onTooMany, std::function<void()> onXsi)
-      : m_schema(schema), m_onTooMany(std::move(onTooMany)), m_onXsi(std::move(onXsi)) {
+  DocumentUris(const XMLStringPool& schema, OnExcess onExcess, std::function<void()> onXsi)
+      : m_schema(schema), m_onExcess(std::move(onExcess)), m_onXsi(std::move(onXsi)) {
     takeSchema();
   }
 
@@ -144,7 +148,10 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
 
   unsigned int addOrFind(const XMLCh* uri) override {
     if (++m_lookups > c_maxNamespacesOfElement) {
-      m_onTooMany();
+      m_onExcess(c_maxNamespacesOfElement, "namespaces named by an element");
+    }
+    if (XMLString::stringLen(uri) > c_maxNamespaceCharacters) {
+      m_onExcess(c_maxNamespaceCharacters, "characters of a namespace name");
     }
     if (XMLString::equals(uri, SchemaSymbols::fgURI_XSI)) {
       m_onXsi();
@@ -167,16 +174,14 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
   }
 
   const XMLStringPool& m_schema;
-  const std::function<void()> m_onTooMany;
+  const OnExcess m_onExcess;
   const std::function<void()> m_onXsi;
   std::size_t m_lookups = 0;
 };
 
-bool isNamespaceDeclaration(const XMLAttr& attribute) {
-  const XMLCh* prefix = attribute.getPrefix();
-  const XMLCh* marker = prefix == nullptr || *prefix == 0 ? attribute.getName() : prefix;
-  return *marker == u'x' && XMLString::equals(marker, XMLUni::fgXMLNSString);
-}
+bool isXmlns(const XMLCh* name) { return *name == u'x' && XMLString::equals(name, XMLUni::fgXMLNSString); }
+
+bool hasPrefix(const XMLAttr& attribute) { return attribute.getPrefix() != nullptr && *attribute.getPrefix() != 0; }
 
 /// Elements of the schema's namespace, one in the other.
 std::string nestedElements(std::size_t depth) {
@@ -204,6 +209,7 @@ struct RequestXmlHelper::Parser::State {
   };
 
   NoResources resources;
+  std::unique_ptr<CountedSource> source;
   xercesc_3_1::SecurityManager expansions;
   xercesc_3_1::XMLStringPool* schemaUris = nullptr;
   std::unique_ptr<DocumentUris> uris;
@@ -216,10 +222,8 @@ struct RequestXmlHelper::Parser::State {
   bool isCutOff = false;
   std::size_t doctypeAttributes = 0;
   std::size_t doctypeLookups = 0;
-  /// The path to the node that was opened last, and its length. Nodes that have been closed since are still in it: the
-  /// next element's parent tells which are open.
-  std::array<const void*, c_maxDepth + 1> path{};
-  std::size_t depth = 0;
+  std::size_t charactersOfDefaults = 0;  ///< of all that are declared
+  std::size_t doctypeDefaults = 0;       ///< characters that elements have been given, at most
   std::size_t namespaceDeclarations = 0;
   std::size_t namespacesInScope = 0;
   std::vector<Scope> scopes;
@@ -241,7 +245,8 @@ struct RequestXmlHelper::Parser::State {
     isCutOff = false;
     doctypeAttributes = 0;
     doctypeLookups = 0;
-    depth = 0;
+    charactersOfDefaults = 0;
+    doctypeDefaults = 0;
     namespaceDeclarations = 0;
     namespacesInScope = 0;
     scopes.clear();
@@ -251,20 +256,16 @@ struct RequestXmlHelper::Parser::State {
     uris->beginElement();
   }
 
-  /// Shortens the path to end with `parent`.
-  void closeUpTo(const void* parent) {
-    std::size_t level = depth;
-    while (level > 0 && path[level - 1] != parent) {
-      --level;
-    }
-    if (level > 0) {
-      depth = level;
-    }
-    while (!scopes.empty() && scopes.back().depth > depth) {
+  /// Closes the scopes that an element opened at `depth` is not in.
+  void closeScopes(std::size_t depth) {
+    while (!scopes.empty() && scopes.back().depth >= depth) {
       namespacesInScope -= scopes.back().declarations;
       scopes.pop_back();
     }
   }
+
+  /// The depth of the innermost open element that declares namespaces; 0 when none does.
+  std::size_t innermostScope() const { return scopes.empty() ? 0 : scopes.back().depth; }
 
   std::size_t maxKeptBytes() const {
     const std::size_t mostAfterFailure = exceeded ? c_maxKeptBytesAfterExcess : c_maxKeptBytesAfterFailure;
@@ -327,25 +328,28 @@ class RequestXmlHelper::Parser::CountedStream final : public BinInputStream {
   std::exception_ptr m_failureOfFirstRead;
 };
 
-/// The caller's source, read through a `CountedStream`.
+/// The source of the document being parsed, read through a `CountedStream`. One serves all documents: making one is a
+/// measurable part of the cost of a small document.
 class RequestXmlHelper::Parser::CountedSource final : public InputSource {
  public:
-  CountedSource(const InputSource& inner, Parser& parser)
-      : InputSource(inner.getMemoryManager()), m_inner(inner), m_parser(parser) {}
+  explicit CountedSource(Parser& parser) : InputSource(XMLPlatformUtils::fgMemoryManager), m_parser(parser) {}
 
-  const XMLCh* getEncoding() const override { return m_inner.getEncoding(); }
-  const XMLCh* getPublicId() const override { return m_inner.getPublicId(); }
-  const XMLCh* getSystemId() const override { return m_inner.getSystemId(); }
-  bool getIssueFatalErrorIfNotFound() const override { return m_inner.getIssueFatalErrorIfNotFound(); }
+  /// `inner` must live until the parse has ended.
+  void readFrom(const InputSource& inner) { m_inner = &inner; }
+
+  const XMLCh* getEncoding() const override { return m_inner->getEncoding(); }
+  const XMLCh* getPublicId() const override { return m_inner->getPublicId(); }
+  const XMLCh* getSystemId() const override { return m_inner->getSystemId(); }
+  bool getIssueFatalErrorIfNotFound() const override { return m_inner->getIssueFatalErrorIfNotFound(); }
 
   BinInputStream* makeStream() const override {
-    std::unique_ptr<BinInputStream> stream(m_inner.makeStream());
+    std::unique_ptr<BinInputStream> stream(m_inner->makeStream());
     return stream == nullptr ? nullptr : new CountedStream(std::move(stream), m_parser);
   }
 
  private:
-  const InputSource& m_inner;
   Parser& m_parser;
+  const InputSource* m_inner = nullptr;
 };
 
 /// Silences a scanner for a document that no one is to hear of.
@@ -405,8 +409,9 @@ void RequestXmlHelper::Parser::protect() {
   setXMLEntityResolver(&m_state->resources);
   m_state->expansions.setEntityExpansionLimit(c_maxEntityExpansions);
   setSecurityManager(&m_state->expansions);
+  m_state->source = std::make_unique<CountedSource>(*this);
   m_state->schemaUris = fURIStringPool;
-  const auto refuseNamespaces = [this] { refuseExcess(c_maxNamespacesOfElement, "namespaces named by an element"); };
+  const auto refuseNamespaces = [this](std::size_t most, const char* what) { refuseExcess(most, what); };
   const auto noteXsi = [this] {
     m_state->seenXsi = true;
     static_cast<IGXMLScanner*>(fScanner)->*memberOf(SeenXsi()) = true;
@@ -426,8 +431,11 @@ void RequestXmlHelper::Parser::parse(const InputSource& source) {
   }
   forgetUndeclaredElements();
   m_state->beginDocument(getValidationScheme() != Val_Never);
+  m_depth = 0;
+  m_checkedDepth = 1;
   try {
-    XercesDOMParser::parse(CountedSource(source, *this));
+    m_state->source->readFrom(source);
+    XercesDOMParser::parse(*m_state->source);
     refuseCutOff();
   } catch (const Refusal&) {
     // The handler has it.
@@ -520,21 +528,39 @@ void RequestXmlHelper::Parser::error(unsigned int code, const XMLCh* domain, Err
 void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri,
                                             const XMLCh* prefix, const xercesc_3_1::RefVectorOf<XMLAttr>& attributes,
                                             XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
+  ++m_depth;
+  if (m_depth > m_checkedDepth && m_depth <= c_maxDepth && attributeCount == 0 && declaration.isDeclared()) {
+    XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+  } else {
+    startChecked(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+  }
+}
+
+void RequestXmlHelper::Parser::endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
+                                          const XMLCh* prefix) {
+  --m_depth;
+  XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
+}
+
+void RequestXmlHelper::Parser::startChecked(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri,
+                                            const XMLCh* prefix, const xercesc_3_1::RefVectorOf<XMLAttr>& attributes,
+                                            XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
   State& state = *m_state;
-  state.closeUpTo(fCurrentParent);
-  limit(state.depth + 1, c_maxDepth, "levels of elements");
+  limit(m_depth, c_maxDepth, "levels of elements");
   limit(attributeCount, c_maxAttributesOfElement, "attributes of an element");
+  state.inProlog = false;
+  state.inSubset = false;
+  state.closeScopes(m_depth);
   if (state.uris->areNamed()) {
     checkNamespaces(attributes, attributeCount);
-  }
-  if (isRoot) {
-    state.inProlog = false;
-    state.inSubset = false;
   }
   if (state.doctypeAttributes != 0) {
     limit(state.doctypeLookups += state.doctypeAttributes, c_maxDoctypeLookups,
           "lookups of attributes in its document type declaration");
+    limit(state.doctypeDefaults += state.charactersOfDefaults, c_maxDoctypeDefaults,
+          "characters of its default attribute values");
   }
+  m_checkedDepth = state.doctypeAttributes != 0 ? c_maxDepth : state.innermostScope();
   if (!declaration.isDeclared()) {
     checkUndeclared(declaration, isRoot);
   }
@@ -542,15 +568,6 @@ void RequestXmlHelper::Parser::startElement(const xercesc_3_1::XMLElementDecl& d
     checkNamedType(declaration, attributes, attributeCount);
   }
   XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
-  state.path[state.depth++] = fCurrentParent;
-}
-
-void RequestXmlHelper::Parser::startEntityReference(const xercesc_3_1::XMLEntityDecl& entity) {
-  State& state = *m_state;
-  state.closeUpTo(fCurrentParent);
-  limit(state.depth + 1, c_maxDepth, "levels of elements");
-  XercesDOMParser::startEntityReference(entity);
-  state.path[state.depth++] = fCurrentParent;
 }
 
 void RequestXmlHelper::Parser::checkNamespaces(const xercesc_3_1::RefVectorOf<XMLAttr>& attributes, XMLSize_t count) {
@@ -559,14 +576,17 @@ void RequestXmlHelper::Parser::checkNamespaces(const xercesc_3_1::RefVectorOf<XM
   std::size_t declarations = 0;
   for (XMLSize_t index = 0; index < count; ++index) {
     const XMLAttr& attribute = *attributes.elementAt(index);
-    if (isNamespaceDeclaration(attribute)) {
-      ++declarations;
+    const bool declaresPrefix = hasPrefix(attribute) && isXmlns(attribute.getPrefix());
+    if (declaresPrefix) {
       state.prefixes.insert(attribute.getName());
+    }
+    if (declaresPrefix || isXmlns(attribute.getName())) {
+      ++declarations;
     }
   }
   limit(state.namespaceDeclarations += declarations, c_maxNamespaceDeclarations, "namespace declarations");
   limit(state.namespacesInScope += declarations, c_maxNamespacesInScope, "namespace declarations in scope");
-  state.scopes.push_back({state.depth + 1, declarations});
+  state.scopes.push_back({m_depth, declarations});
 }
 
 void RequestXmlHelper::Parser::checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot) {
@@ -614,6 +634,7 @@ void RequestXmlHelper::Parser::doctypeDecl(const xercesc_3_1::DTDElementDecl& ro
 void RequestXmlHelper::Parser::attDef(const xercesc_3_1::DTDElementDecl& element,
                                       const xercesc_3_1::DTDAttDef& attribute, bool ignoring) {
   limit(++m_state->doctypeAttributes, c_maxDoctypeAttributes, "attributes in its document type declaration");
+  m_state->charactersOfDefaults += XMLString::stringLen(attribute.getValue());
   XercesDOMParser::attDef(element, attribute, ignoring);
 }
 

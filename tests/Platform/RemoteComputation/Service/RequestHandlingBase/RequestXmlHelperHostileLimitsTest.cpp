@@ -62,6 +62,10 @@ std::string namespacesOfOneElement(std::size_t count) {
   return start("Open", numbered(count - 1, declaration)) + "^</Open>";
 }
 
+std::string longNamespace(std::size_t count) {
+  return start("Open", " xmlns:p='" + std::string(count, 'n') + "'") + "^</Open>";
+}
+
 std::string undeclaredElements(std::size_t count) {
   return start("Open") + numbered(count, [](const auto& number) { return "<e" + number + "/>"; }) + "^</Open>";
 }
@@ -91,6 +95,12 @@ std::string doctypeLookups(std::size_t count) {
          (count % 10 == 0 ? "" : "<e/>") + "^</r>";
 }
 
+std::string doctypeDefaults(std::size_t count) {
+  constexpr std::size_t length = 10000;
+  return "<!DOCTYPE r [<!ATTLIST e a CDATA '" + std::string(length, 'x') + "'>]><r>" +
+         repeated("<e/>", count / length - 1) + (count % length == 0 ? "" : "<e/>") + "^</r>";
+}
+
 /// How a limit is reached.
 struct Limit {
   std::string what;
@@ -106,9 +116,11 @@ const std::vector<Limit> c_limits = {
     {"attributes of an element", attributes, true, true},
     {"namespace declarations", namespaceDeclarations, true, true},
     {"namespace declarations in scope", namespacesInScope, true, true},
+    {"characters of a namespace name", longNamespace, true, true},
     {"undeclared elements of different names", undeclaredElements, true, true},
     {"attributes in its document type declaration", doctypeAttributes, false, true},
     {"lookups of attributes in its document type declaration", doctypeLookups, false, true},
+    {"characters of its default attribute values", doctypeDefaults, false, true},
 };
 
 std::string refusal(std::size_t limit, const std::string& what) {
