@@ -21,6 +21,7 @@ namespace {
 constexpr const char* c_instanceNamespace = "http://www.w3.org/2001/XMLSchema-instance";
 constexpr std::size_t c_maxElements = 2000000;
 constexpr std::size_t c_maxDepth = 2000;
+constexpr std::size_t c_maxCharacters = std::size_t{256} << 20U;
 constexpr std::size_t c_maxShownSteps = 40;
 
 /// Ends a scan early.
@@ -54,6 +55,7 @@ class DocumentMap::Scan final : public xercesc_3_1::DefaultHandler {
     element.name = toText(name);
     element.start = place();
     readAttributes(attributes, element);
+    countCharacters(element);
     if (!m_open.empty()) {
       element.parent = m_open.back();
       m_map.m_elements[m_open.back()].children.push_back(index);
@@ -93,7 +95,18 @@ class DocumentMap::Scan final : public xercesc_3_1::DefaultHandler {
     }
   }
 
+  void countCharacters(const Element& element) {
+    m_characters += element.space.size() + element.name.size() + element.type.size();
+    for (const AttributeText& attribute : element.attributes) {
+      m_characters += attribute.name.size() + attribute.value.size();
+    }
+    if (m_characters > c_maxCharacters) {
+      throw Enough();
+    }
+  }
+
   DocumentMap& m_map;
+  std::size_t m_characters = 0;
   const xercesc_3_1::Locator* m_locator = nullptr;
   std::vector<std::size_t> m_open;
 };
