@@ -1,7 +1,5 @@
-#include <examples/parameter_sweep/common/PackageReader.h>
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
-#include <service/Identifier.h>
 #include <tests/examples/RawClient.h>
 
 #include <array>
@@ -45,19 +43,11 @@ std::string RawClient::received() {
 
 ReplyContent RawClient::ask(const std::string& package) { return readReplyPackage(exchange({package})).content; }
 
-ReplyContent RawClient::ask(const Request& request) { return ask(toPackage(request)); }
+ReplyContent RawClient::ask(const Request& request) { return ask(writeRequestPackage(request)); }
 
 Request makeSubmission(const std::string& expression) {
-  Request request = makeRequest(RequestKind::Submit, SweepJobId());
-  request.sweep = {expression, {{1, {{"x", 2}}}}};
-  return request;
+  return {RequestKind::Submit, SweepJobId(), {expression, {{1, {{"x", 2}}}}}};
 }
-
-Request makeRequest(RequestKind kind, const SweepJobId& jobId) {
-  return {Drelvan::UniqueID::generateId(), kind, jobId, {}};
-}
-
-std::string toPackage(const Request& request) { return writeRequestPackage(request, Drelvan::UniqueID::generateId()); }
 
 std::string refusal(const ReplyContent& content) {
   constexpr std::array<const char*, 3> c_others{"status", "result", "log"};

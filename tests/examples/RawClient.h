@@ -38,10 +38,6 @@ class RawTest : public testing::Test {
 
 /// A submission of one realization with x = 2.
 ParameterSweep::Request makeSubmission(const std::string& expression);
-/// A request about a job.
-ParameterSweep::Request makeRequest(ParameterSweep::RequestKind kind, const ParameterSweep::SweepJobId& jobId);
-/// The package as the client writes it.
-std::string toPackage(const ParameterSweep::Request& request);
 /// The kind of a refusal; the name of the alternative for any other reply.
 std::string refusal(const ParameterSweep::ReplyContent& content);
 

@@ -1,5 +1,5 @@
 #include <examples/parameter_sweep/common/JobFolder.h>
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/StoredFile.h>
 #include <tests/examples/SweepPrograms.h>
 
@@ -75,7 +75,7 @@ void storeProgress(const std::string& spool, const std::string& job, double prog
   status.jobId = SweepJobId::fromText(job);
   status.state = JobState::Running;
   status.progress = progress;
-  writeStoredFile(JobFolder(spool, status.jobId).progress(), writeReply({c_noRequest, status}));
+  writeStoredFile(JobFolder(spool, status.jobId).progress, writeReplyPackage({status}, "test"));
 }
 
 RunningClient::RunningClient(const std::string& server, const Arguments& arguments) {

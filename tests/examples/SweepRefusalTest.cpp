@@ -1,4 +1,4 @@
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <tests/examples/RawClient.h>
 #include <tests/examples/SweepPrograms.h>
 
@@ -14,7 +14,6 @@ using SweepTest::makeSubmission;
 using SweepTest::RawClient;
 using SweepTest::refusal;
 using SweepTest::Server;
-using SweepTest::toPackage;
 using TestSupport::TemporaryFolder;
 
 class SweepRefusalTest : public SweepTest::RawTest {
@@ -23,14 +22,13 @@ class SweepRefusalTest : public SweepTest::RawTest {
   std::string refused(const std::string& package) {
     const std::string kind = refusal(m_client.ask(package));
     RawClient other(m_server.address());
-    const auto status = SweepTest::makeRequest(RequestKind::Status, m_known.jobId);
-    EXPECT_EQ(refusal(other.ask(status)), "status") << package.substr(0, 200);
+    EXPECT_EQ(refusal(other.ask(Request{RequestKind::Status, m_known.jobId})), "status") << package.substr(0, 200);
     return kind;
   }
 
   /// A valid submission with one text replaced.
   std::string refusedWith(const std::string& text, const std::string& replacement) {
-    const std::string package = toPackage(makeSubmission("x"));
+    const std::string package = writeRequestPackage(makeSubmission("x"));
     const std::string changed = boost::algorithm::replace_first_copy(package, text, replacement);
     EXPECT_NE(changed, package) << text;
     return refused(changed);
@@ -47,20 +45,19 @@ class SweepRefusalTest : public SweepTest::RawTest {
 TEST_F(SweepRefusalTest, TextThatIsNoPackageIsMalformed) {
   for (const std::string& text :
        {std::string(), std::string(" "), std::string("hello"), std::string("<a/>"), std::string("<a><b></a>"),
-        std::string("\xff\xfe\x00\x01", 4), toPackage(m_known).substr(0, 300)}) {
+        std::string("\xff\xfe\x00\x01", 4), writeRequestPackage(m_known).substr(0, 300)}) {
     EXPECT_EQ(refused(text), "MalformedPackage") << text;
   }
 }
 
 TEST_F(SweepRefusalTest, NothingHidesBehindANul) {
-  EXPECT_EQ(refused(toPackage(makeSubmission("x")) + std::string(1, '\0') + "<more/>"), "MalformedPackage");
+  EXPECT_EQ(refused(writeRequestPackage(makeSubmission("x")) + std::string(1, '\0') + "<more/>"), "MalformedPackage");
 }
 
 TEST_F(SweepRefusalTest, PackageThatBreaksTheSchemaIsMalformed) {
   EXPECT_EQ(refusedWith("5.0.0", "4.0.0"), "MalformedPackage");
-  EXPECT_EQ(refusedWith("SubmitSweepRequest", "DeleteEverythingRequest"), "MalformedPackage");
-  EXPECT_EQ(refusedWith("SubmitSweepRequest", "SweepJobRequest"), "MalformedPackage");
-  EXPECT_EQ(refusedWith("SubmitSweepRequest", "SweepStatusReply"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("SweepSubmitRequest", "DeleteEverythingRequest"), "MalformedPackage");
+  EXPECT_EQ(refusedWith("SweepSubmitRequest", "SweepStatusReply"), "MalformedPackage");
   EXPECT_EQ(refusedWith("<realizationId>1<", "<realizationId>-1<"), "MalformedPackage");
   EXPECT_EQ(refusedWith("<value>2<", "<value>two<"), "MalformedPackage");
   EXPECT_EQ(refusedWith("<expression>x<", "<expression><"), "MalformedPackage");
@@ -74,7 +71,7 @@ TEST_F(SweepRefusalTest, EntitiesAreNotExpanded) {
     laughs += "<!ENTITY e" + std::to_string(level) + " \"" + inner + inner + "\">";
   }
   laughs += "]>";
-  const std::string package = toPackage(makeSubmission("x"));
+  const std::string package = writeRequestPackage(makeSubmission("x"));
   EXPECT_EQ(refused(laughs + boost::algorithm::replace_first_copy(package, ">x<", ">&e29;<")), "MalformedPackage");
   const std::string file = m_folder.write("secret", "x");
   const std::string external = "<!DOCTYPE DV_RequestPackage [<!ENTITY e SYSTEM \"file://" + file + "\">]>";
@@ -91,21 +88,20 @@ TEST_F(SweepRefusalTest, DeepAndLongDocumentsCostNobodyElseAnything) {
 }
 
 TEST_F(SweepRefusalTest, ValidPackageThatIsNoRequestOfThisServiceIsUnknown) {
-  EXPECT_EQ(refused(writeReplyPackage({c_noRequest, SweepFailure(FailureKind::Internal, "x")}, "me")),
-            "UnknownRequest");
-  EXPECT_EQ(refused(writeReply({c_noRequest, SweepFailure(FailureKind::Internal, "x")})), "UnknownRequest");
-  const std::string package = toPackage(makeSubmission("x"));
+  const std::string reply = writeReplyPackage({SweepFailure(FailureKind::Internal, "x")}, "me");
+  EXPECT_EQ(refused(reply), "UnknownRequest");
+  const std::string package = writeRequestPackage(makeSubmission("x"));
   const std::size_t begin = package.find("<request");
   const std::string plain = "<request id=\"" + makeSubmission("x").id + "\"/></DV_RequestPackage>";
   EXPECT_EQ(refused(package.substr(0, begin) + plain), "UnknownRequest");
 }
 
 TEST_F(SweepRefusalTest, TypeMayHaveAnyPrefixOfTheNamespace) {
-  const std::string package = toPackage(makeSubmission("x"));
+  const std::string package = writeRequestPackage(makeSubmission("x"));
   const std::string prefixed = boost::algorithm::replace_first_copy(
-      package, "xsi:type=\"SubmitSweepRequest\"",
+      package, "xsi:type=\"SweepSubmitRequest\"",
       "xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" "
-      "xmlns:p=\"http://drelvan.example/schemas/DVRequests.xsd\" i:type=\"p:SubmitSweepRequest\"");
+      "xmlns:p=\"http://drelvan.example/schemas/DVRequests.xsd\" i:type=\"p:SweepSubmitRequest\"");
   EXPECT_EQ(refusal(m_client.ask(prefixed)), "status");
 }
 
@@ -114,19 +110,19 @@ TEST_F(SweepRefusalTest, IdThatIsNotOfASweepJobNamesNoFolder) {
   for (const std::string& name :
        {std::string("../../escape"), std::string("Invalid_") + request.jobId.getUniqueId().substr(0, 10),
         std::string("Sweep_0000000000"), std::string()}) {
-    const std::string package =
-        boost::algorithm::replace_first_copy(toPackage(request), "<name>" + request.jobId.getName(), "<name>" + name);
+    const std::string package = boost::algorithm::replace_first_copy(
+        writeRequestPackage(request), "<name>" + request.jobId.getName(), "<name>" + name);
     EXPECT_EQ(refused(package), "UnknownJob") << name;
   }
   const std::string path = boost::algorithm::replace_first_copy(
-      toPackage(request), "<id>" + request.jobId.getUniqueId(), "<id>../../../../../../../../../etc/passwd");
+      writeRequestPackage(request), "<id>" + request.jobId.getUniqueId(), "<id>../../../../../../../../../etc/passwd");
   EXPECT_EQ(refused(path), "MalformedPackage");
   EXPECT_FALSE(std::filesystem::exists(m_folder.file("escape")));
 }
 
 TEST_F(SweepRefusalTest, EncryptedParametersAreRefused) {
   const std::string package =
-      boost::algorithm::replace_all_copy(toPackage(makeSubmission("x")), "parameter>", "encryptedParameter>");
+      boost::algorithm::replace_all_copy(writeRequestPackage(makeSubmission("x")), "parameter>", "encryptedParameter>");
   EXPECT_EQ(refused(package), "BadParameters");
 }
 
@@ -142,7 +138,7 @@ TEST_F(SweepRefusalTest, PackageFarBeyondTheLimitEndsTheConnectionOfItsSenderOnl
 }
 
 TEST_F(SweepRefusalTest, MessageOfSeveralPartsIsRefused) {
-  const std::string package = toPackage(makeSubmission("x"));
+  const std::string package = writeRequestPackage(makeSubmission("x"));
   RawClient client(m_server.address());
   EXPECT_NE(client.exchange({"", package}).find("MalformedPackage"), std::string::npos);
   EXPECT_NE(client.exchange({package, package, package}).find("MalformedPackage"), std::string::npos);
@@ -150,16 +146,16 @@ TEST_F(SweepRefusalTest, MessageOfSeveralPartsIsRefused) {
 
 TEST_F(SweepRefusalTest, SamePackageAgainChangesNothingAndAnotherOneWithTheSameIdIsRefused) {
   Request request = makeSubmission("x");
-  const std::string package = toPackage(request);
+  const std::string package = writeRequestPackage(request);
   EXPECT_EQ(refusal(m_client.ask(package)), "status");
   EXPECT_EQ(refusal(m_client.ask(package)), "status");
   request.sweep.expression = "2*x";
-  EXPECT_EQ(refused(toPackage(request)), "JobExists");
+  EXPECT_EQ(refused(writeRequestPackage(request)), "JobExists");
 }
 
 TEST_F(SweepRefusalTest, UnknownJobIsRefusedWhateverIsAsked) {
   for (const auto kind : {RequestKind::Status, RequestKind::Result, RequestKind::Cancel, RequestKind::Log}) {
-    EXPECT_EQ(refusal(m_client.ask(SweepTest::makeRequest(kind, SweepJobId()))), "UnknownJob");
+    EXPECT_EQ(refusal(m_client.ask(Request{kind, SweepJobId()})), "UnknownJob");
   }
 }
 
@@ -171,8 +167,9 @@ TEST_F(SweepRefusalTest, RefusalKeepsTheParsersMessageAsInnerException) {
 }
 
 TEST_F(SweepRefusalTest, RefusalOfAReadRequestRepeatsItsId) {
-  const Request request = SweepTest::makeRequest(RequestKind::Status, SweepJobId());
-  EXPECT_NE(m_client.exchange({toPackage(request)}).find("requestId=\"" + request.id + "\""), std::string::npos);
+  const Request request{RequestKind::Status, SweepJobId()};
+  EXPECT_NE(m_client.exchange({writeRequestPackage(request)}).find("requestId=\"" + request.id + "\""),
+            std::string::npos);
 }
 
 TEST_F(SweepRefusalTest, SubscriptionsToNonsenseAndBytesThatAreNoMessagesDoNotDisturb) {

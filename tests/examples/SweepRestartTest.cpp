@@ -1,4 +1,4 @@
-#include <examples/parameter_sweep/common/PackageReader.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <tests/examples/RawClient.h>
 #include <tests/examples/SweepPrograms.h>
 
@@ -171,7 +171,7 @@ class KilledServer {
     checkAccepted(client);
     for (int index = 0; index < c_submissions; ++index) {
       const Request request = SweepTest::makeSubmission("21*x");
-      m_packages[request.jobId.toString()] = SweepTest::toPackage(request);
+      m_packages[request.jobId.toString()] = writeRequestPackage(request);
       client.send({m_packages[request.jobId.toString()]});
     }
     std::this_thread::sleep_for(std::chrono::microseconds(m_moment(m_random)));
@@ -194,7 +194,7 @@ class KilledServer {
       const SweepJobId jobId = SweepJobId::fromText(job);
       ReplyContent result = SweepFailure(FailureKind::NotFinished, "not asked");
       SweepTest::eventually([&] {
-        result = client.ask(SweepTest::makeRequest(RequestKind::Result, jobId));
+        result = client.ask(Request{RequestKind::Result, jobId});
         return SweepTest::refusal(result) != "NotFinished";
       });
       ASSERT_EQ(SweepTest::refusal(result), "result") << job;
@@ -210,10 +210,10 @@ class KilledServer {
   /// What was accepted is still known, and what is finished has its result.
   void checkAccepted(RawClient& client) {
     for (const SweepJobId& jobId : m_accepted) {
-      const ReplyContent content = client.ask(SweepTest::makeRequest(RequestKind::Status, jobId));
+      const ReplyContent content = client.ask(Request{RequestKind::Status, jobId});
       ASSERT_EQ(SweepTest::refusal(content), "status") << jobId.toString();
       if (std::get<JobStatus>(content).state == JobState::Finished) {
-        const ReplyContent result = client.ask(SweepTest::makeRequest(RequestKind::Result, jobId));
+        const ReplyContent result = client.ask(Request{RequestKind::Result, jobId});
         ASSERT_EQ(SweepTest::refusal(result), "result") << jobId.toString();
         ASSERT_EQ(std::get<SweepResult>(result).realizations.at(0).value, 42);
       } else {

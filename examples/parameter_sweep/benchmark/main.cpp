@@ -5,13 +5,11 @@
 
 #include <examples/parameter_sweep/client/RemoteJob.h>
 #include <examples/parameter_sweep/client/ServerConnection.h>
-#include <examples/parameter_sweep/common/PackageReader.h>
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/JobProcess.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <service/Identifier.h>
 #include <spawn.h>
 #include <spdlog/spdlog.h>
 #include <sys/wait.h>
@@ -89,7 +87,7 @@ class Server {
 };
 
 Request makeSubmission(std::uint32_t realizations) {
-  Request request = makeRequest(RequestKind::Submit, SweepJobId());
+  Request request{RequestKind::Submit};
   request.sweep.expression = "amplitude*exp(-damping*time)";
   for (std::uint32_t id = 1; id <= realizations; ++id) {
     request.sweep.vectors.push_back({id, {{"amplitude", 1}, {"damping", 0.1 * id}, {"time", 0.5 * id}}});
@@ -98,10 +96,9 @@ Request makeSubmission(std::uint32_t realizations) {
 }
 
 void measureParsing(const JobStatus& status) {
-  const std::string clientId = Drelvan::UniqueID::generateId();
-  const std::string reply = writeReplyPackage({clientId, status}, "benchmark");
-  const std::string ask = writeRequestPackage(makeRequest(RequestKind::Status, status.jobId), clientId);
-  const std::string submission = writeRequestPackage(makeSubmission(100), clientId);
+  const std::string reply = writeReplyPackage({status}, "benchmark");
+  const std::string ask = writeRequestPackage({RequestKind::Status, status.jobId});
+  const std::string submission = writeRequestPackage(makeSubmission(100));
   measure("parsing alone: status, request and reply", 3000, [&] {
     readRequestPackage(ask);
     readReplyPackage(reply);
@@ -118,8 +115,7 @@ void measureRequests() {
   ServerConnection connection(server.getConnection());
   const auto first = connection.ask<JobStatus>(makeSubmission(1));
   measureParsing(first);
-  measure("status over loopback", 3000,
-          [&] { connection.ask<JobStatus>(makeRequest(RequestKind::Status, first.jobId)); });
+  measure("status over loopback", 3000, [&] { connection.ask<JobStatus>({RequestKind::Status, first.jobId}); });
   measure("submission of 100 over loopback, stored durably", 500,
           [&] { connection.ask<JobStatus>(makeSubmission(100)); });
 }
@@ -143,9 +139,8 @@ void spawn(const std::string& program) {
 void startJobProcess(const std::string& program) {
   JobProcess process = JobProcess::start({program}, "/dev/null");
   pollfd item{process.getDescriptor(), POLLIN, 0};
-  while (!process.poll()) {
-    ::poll(&item, 1, -1);
-  }
+  ::poll(&item, 1, -1);
+  process.reap();
 }
 
 void measureProcesses() {
@@ -164,7 +159,7 @@ void measureJobs() {
   measure("job of 1 realization, submission to result", 50, [&] {
     RemoteJob job(connection, connection.ask<JobStatus>(makeSubmission(1)));
     job.follow();
-    connection.ask<SweepResult>(makeRequest(RequestKind::Result, job.getStatus().jobId));
+    connection.ask<SweepResult>({RequestKind::Result, job.getStatus().jobId});
   });
 }
 

@@ -1,14 +1,15 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
 #include <examples/parameter_sweep/client/Output.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/StoredFile.h>
-#include <service/Identifier.h>
 
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/process.hpp>
 #include <cmath>
-#include <ctime>
 #include <filesystem>
-#include <iomanip>
+#include <fstream>
 #include <iostream>
+#include <map>
 #include <sstream>
 
 namespace ParameterSweep {
@@ -16,59 +17,57 @@ namespace ParameterSweep {
 namespace {
 
 namespace bp = boost::process;
+namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
-
-constexpr unsigned long c_waitMilliseconds = 100;
-constexpr int c_tries = 5;
 
 /// A file that is gone with this object.
 class TemporaryFile {
  public:
-  TemporaryFile() : m_path(std::filesystem::temp_directory_path() / ("sweep-" + Drelvan::UniqueID::generateId())) {}
+  TemporaryFile() : m_path(fs::temp_directory_path() / ("sweep-" + Drelvan::UniqueID::generateId())) {}
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
   ~TemporaryFile() {
     std::error_code ignored;
-    std::filesystem::remove(m_path, ignored);
+    fs::remove(m_path, ignored);
   }
 
   std::string name() const { return m_path.string(); }
 
   /// Puts a copy where the user wants it, waiting while that file is busy.
   void copyTo(const std::string& file) const {
-    Drelvan::WaitingFileUtilities::waitingCopy(name(), file, c_waitMilliseconds, c_tries);
+    constexpr unsigned long c_waitMilliseconds = 100;
+    constexpr int c_tries = 5;
+    if (fs::exists(file) && !fs::is_regular_file(file)) {  // a pipe or a device is written to, never replaced
+      std::ofstream(file, std::ios::binary) << readStoredFile(m_path);
+    } else {
+      Drelvan::WaitingFileUtilities::waitingCopy(name(), file, c_waitMilliseconds, c_tries);
+    }
   }
 
  private:
-  std::filesystem::path m_path;
+  fs::path m_path;
 };
 
 std::string toTime(std::int64_t milliseconds) {
-  const std::time_t seconds = milliseconds / 1000;
-  std::tm utc{};
-  gmtime_r(&seconds, &utc);
-  std::ostringstream text;
-  text << std::put_time(&utc, "%Y-%m-%dT%H:%M:%SZ");
-  return text.str();
+  return boost::posix_time::to_iso_extended_string(boost::posix_time::from_time_t(milliseconds / 1000)) + "Z";
 }
 
 /// The drawing instructions with their data. What is not a finite number leaves a gap.
 std::string plotScript(const SweepResult& result) {
-  std::ostringstream script;
-  script << "set terminal svg size 900,500\nset xlabel 'realization'\nset ylabel 'result'\nset grid\nunset key\n"
-            "$data << END\n";
+  std::string script =
+      "set terminal svg size 900,500\nset xlabel 'realization'\nset ylabel 'result'\nset grid\nunset key\n"
+      "$data << END\n";
   for (const Realization& realization : result.realizations) {
-    script << realization.realizationId << " "
-           << (std::isfinite(realization.value) ? toText(realization.value) : std::string("NaN")) << "\n";
+    script += std::to_string(realization.realizationId) + " " +
+              (std::isfinite(realization.value) ? toText(realization.value) : "NaN") + "\n";
   }
-  script << "END\nplot $data using 1:2 with linespoints pointtype 7 pointsize 0.3\n";
-  return script.str();
+  return script + "END\nplot $data using 1:2 with linespoints pointtype 7 pointsize 0.3\n";
 }
 
 }  // namespace
 
-Json toJson(const SweepFailure& failure, int exitCode) {
-  return {{"kind", toText(failure.getKind())}, {"message", failure.what()}, {"exitCode", exitCode}};
+Json toJson(const SweepFailure& failure) {
+  return {{"kind", toText(failure.getKind())}, {"message", failure.what()}, {"exitCode", exitCode(failure.getKind())}};
 }
 
 Json toJson(const JobStatus& status) {
@@ -77,43 +76,39 @@ Json toJson(const JobStatus& status) {
             {"progress", status.progress},
             {"host", status.host.getNameOrIp()}};
   if (status.failure) {
-    json["failure"] = toJson(*status.failure, exitCode(status.failure->getKind()));
+    json["failure"] = toJson(*status.failure);
   }
   return json;
 }
 
 Json toJson(const SweepResult& result) {
-  Json realizations = Json::array();
+  Json json{{"job", result.jobId.toString()}, {"results", Json::array()}};
   for (const Realization& realization : result.realizations) {
-    realizations.push_back({{"realizationId", realization.realizationId}, {"result", realization.value}});
+    json["results"].push_back({{"realizationId", realization.realizationId}, {"result", realization.value}});
   }
-  return {{"job", result.jobId.toString()}, {"results", realizations}};
+  return json;
 }
 
 Json toJson(const JobMessages& log) {
-  Json messages = Json::array();
+  Json json{{"job", log.jobId.toString()}, {"messages", Json::array()}};
   for (const LogMessage& message : log.messages) {
-    messages.push_back({{"time", toTime(message.timestamp)},
-                        {"type", toText(message.type)},
-                        {"group", message.group},
-                        {"text", message.text}});
+    json["messages"].push_back({{"time", toTime(message.timestamp)},
+                                {"type", toText(message.type)},
+                                {"group", message.group},
+                                {"text", message.text}});
   }
-  return {{"job", log.jobId.toString()}, {"messages", messages}};
+  return json;
 }
 
-std::string toLine(const JobStatus& status) {
+std::string toLines(const JobStatus& status) {
   std::ostringstream line;
-  line << status.jobId.getName() << " " << toText(status.state) << " " << std::floor(100 * status.progress) << " %";
-  if (status.host.hasNameOrIp()) {
-    line << " on " << status.host.getNameOrIp();
-  }
-  if (status.failure) {
-    line << ": " << status.failure->what();
-  }
-  return line.str() + "\n";
+  line << status.jobId.getName() << " " << toText(status.state) << " " << std::floor(100 * status.progress) << " %"
+       << (status.host.hasNameOrIp() ? " on " : "") << status.host.getNameOrIp() << (status.failure ? ": " : "")
+       << (status.failure ? status.failure->what() : "") << "\n";
+  return line.str();
 }
 
-std::string toCsv(const SweepResult& result) {
+std::string toLines(const SweepResult& result) {
   std::string csv = "realizationId,result\n";
   for (const Realization& realization : result.realizations) {
     csv += std::to_string(realization.realizationId) + "," + toText(realization.value) + "\n";
@@ -160,40 +155,14 @@ void plot(const SweepResult& result, const std::string& file) {
 }
 
 int exitCode(FailureKind kind) {
-  switch (kind) {
-    case FailureKind::Unreachable:
-      return 3;
-    case FailureKind::AccessRefused:
-      return 4;
-    case FailureKind::UnknownJob:
-      return 5;
-    case FailureKind::BadParameters:
-      return 6;
-    case FailureKind::BadExpression:
-      return 7;
-    case FailureKind::NotFinished:
-    case FailureKind::JobEnded:
-      return 8;
-    case FailureKind::JobFailed:
-    case FailureKind::LaunchFailed:
-      return 9;
-    case FailureKind::JobCancelled:
-      return 10;
-    case FailureKind::JobTimedOut:
-      return 11;
-    case FailureKind::JobCrashed:
-      return 12;
-    case FailureKind::MalformedPackage:
-    case FailureKind::PackageTooLarge:
-    case FailureKind::UnknownRequest:
-    case FailureKind::JobExists:
-      return 13;
-    case FailureKind::LocalTrouble:
-      return 14;
-    case FailureKind::Internal:
-      break;
-  }
-  return 1;
+  static const std::map<FailureKind, int> s_codes{
+      {FailureKind::Internal, 1},        {FailureKind::Unreachable, 3},       {FailureKind::AccessRefused, 4},
+      {FailureKind::UnknownJob, 5},      {FailureKind::BadParameters, 6},     {FailureKind::BadExpression, 7},
+      {FailureKind::NotFinished, 8},     {FailureKind::JobEnded, 8},          {FailureKind::JobFailed, 9},
+      {FailureKind::LaunchFailed, 9},    {FailureKind::JobCancelled, 10},     {FailureKind::JobTimedOut, 11},
+      {FailureKind::JobCrashed, 12},     {FailureKind::MalformedPackage, 13}, {FailureKind::PackageTooLarge, 13},
+      {FailureKind::UnknownRequest, 13}, {FailureKind::JobExists, 13},        {FailureKind::LocalTrouble, 14}};
+  return s_codes.at(kind);
 }
 
 }  // namespace ParameterSweep

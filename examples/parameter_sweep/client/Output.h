@@ -11,12 +11,12 @@ namespace ParameterSweep {
 nlohmann::ordered_json toJson(const JobStatus& status);
 nlohmann::ordered_json toJson(const SweepResult& result);
 nlohmann::ordered_json toJson(const JobMessages& log);
-nlohmann::ordered_json toJson(const SweepFailure& failure, int exitCode);
+nlohmann::ordered_json toJson(const SweepFailure& failure);
 
 /// One line: name, state, progress, host and failure.
-std::string toLine(const JobStatus& status);
-/// A line of names, then one line for each realization.
-std::string toCsv(const SweepResult& result);
+std::string toLines(const JobStatus& status);
+/// CSV: a line of names, then one line for each realization.
+std::string toLines(const SweepResult& result);
 /// One line for each message.
 std::string toLines(const JobMessages& log);
 

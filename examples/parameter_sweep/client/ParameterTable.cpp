@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/trim.hpp>
-#include <charconv>
+#include <boost/lexical_cast/try_lexical_convert.hpp>
+#include <boost/tokenizer.hpp>
 #include <cmath>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <limits>
 #include <set>
-#include <sstream>
 
 namespace ParameterSweep {
 
@@ -17,98 +18,84 @@ namespace {
 constexpr const char* c_realizationColumn = "realizationId";
 constexpr const char* c_byteOrderMark = "\xEF\xBB\xBF";
 
-/// Where a cell stands; both count from 1.
-struct Place {
-  std::size_t line;
-  std::size_t column;
-};
+using Cells = std::vector<std::string>;
 
-[[noreturn]] void fail(const Place& place, const std::string& message) {
-  throw SweepFailure(FailureKind::BadParameters, "line " + std::to_string(place.line) + ", column " +
-                                                     std::to_string(place.column) + ": " + message);
+/// Lines and columns count from 1.
+[[noreturn]] void fail(std::size_t line, std::size_t column, const std::string& message) {
+  throw SweepFailure(FailureKind::BadParameters,
+                     "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + message);
 }
 
-std::string unquoted(const std::string& cell) {
-  const std::string trimmed = boost::algorithm::trim_copy(cell);
-  const bool isQuoted = trimmed.size() >= 2 && trimmed.front() == '"' && trimmed.back() == '"';
-  return isQuoted ? trimmed.substr(1, trimmed.size() - 2) : trimmed;
-}
-
-/// The cells of a line. Names and numbers hold no commas, so a comma always separates.
-std::vector<std::string> splitCells(const std::string& line) {
-  std::vector<std::string> cells;
-  std::size_t begin = 0;
-  for (std::size_t end = 0; end != std::string::npos; begin = end + 1) {
-    end = line.find(',', begin);
-    cells.push_back(unquoted(line.substr(begin, end == std::string::npos ? end : end - begin)));
+Cells splitCells(const std::string& line) {
+  const boost::escaped_list_separator<char> separator("", ",", "\"");
+  const boost::tokenizer<boost::escaped_list_separator<char>> tokens(line, separator);
+  Cells cells(tokens.begin(), tokens.end());
+  for (std::string& cell : cells) {
+    boost::algorithm::trim(cell);
   }
   return cells;
 }
 
-void checkHeader(const std::vector<std::string>& names, std::size_t line) {
-  std::set<std::string> seen;
-  for (std::size_t index = 0; index < names.size(); ++index) {
-    if (names[index].empty()) {
-      fail({line, index + 1}, "a parameter name is missing");
+void checkHeader(const Cells& names, std::size_t line) {
+  for (auto name = names.begin(); name != names.end(); ++name) {
+    const auto column = static_cast<std::size_t>(name - names.begin()) + 1;
+    if (name->empty()) {
+      fail(line, column, "a parameter name is missing");
     }
-    if (!seen.insert(names[index]).second) {
-      fail({line, index + 1}, "the name '" + names[index] + "' stands there twice");
+    if (std::find(names.begin(), name, *name) != name) {
+      fail(line, column, "the name '" + *name + "' stands there twice");
     }
   }
-  if (seen.count(c_realizationColumn) == names.size()) {
-    fail({line, 1}, "there is no parameter");
+  if (names == Cells{c_realizationColumn}) {
+    fail(line, 1, "there is no parameter");
   }
 }
 
-std::uint32_t readRealizationId(const std::string& cell, const Place& place) {
-  std::uint32_t id = 0;
-  const auto [stop, error] = std::from_chars(cell.data(), cell.data() + cell.size(), id);
-  if (error != std::errc() || stop != cell.data() + cell.size()) {
-    fail(place, "'" + cell + "' is not a realization id, which is a whole number from 0 to 4294967295");
+double readNumber(const std::string& cell, std::size_t line, std::size_t column) {
+  double number = 0;
+  if (!boost::conversion::try_lexical_convert(cell, number) || !std::isfinite(number)) {
+    fail(line, column, "'" + cell + "' is not a number; write it as 1.5 or 15e-1");
   }
-  return id;
+  return number;
 }
 
-double readNumber(const std::string& cell, const Place& place) {
-  const auto number = toDouble(cell);
-  if (!number || !std::isfinite(*number)) {
-    fail(place, "'" + cell + "' is not a number; write it as 1.5 or 15e-1");
+std::uint32_t readRealizationId(const std::string& cell, std::size_t line, std::size_t column) {
+  std::int64_t id = 0;
+  if (!boost::conversion::try_lexical_convert(cell, id) || id < 0 || id > std::numeric_limits<std::uint32_t>::max()) {
+    fail(line, column, "'" + cell + "' is not a realization id, which is a whole number from 0 to 4294967295");
   }
-  return *number;
+  return static_cast<std::uint32_t>(id);
 }
 
-ParameterVector readVector(const std::vector<std::string>& names, const std::vector<std::string>& cells,
-                           std::size_t line, std::size_t number) {
+ParameterVector readVector(const Cells& names, const Cells& cells, std::size_t line, std::size_t number) {
   if (cells.size() != names.size()) {
-    fail({line, std::min(cells.size(), names.size()) + 1},
+    fail(line, std::min(cells.size(), names.size()) + 1,
          std::to_string(cells.size()) + " cells where the first line has " + std::to_string(names.size()));
   }
-  ParameterVector vector;
-  vector.realizationId = static_cast<std::uint32_t>(number);
+  ParameterVector vector{static_cast<std::uint32_t>(number), {}};
   for (std::size_t index = 0; index < names.size(); ++index) {
-    const Place place{line, index + 1};
     if (names[index] == c_realizationColumn) {
-      vector.realizationId = readRealizationId(cells[index], place);
+      vector.realizationId = readRealizationId(cells[index], line, index + 1);
     } else {
-      vector.parameters.push_back({names[index], readNumber(cells[index], place)});
+      vector.parameters.push_back({names[index], readNumber(cells[index], line, index + 1)});
     }
   }
   return vector;
 }
 
-}  // namespace
-
-std::vector<ParameterVector> readParameterTable(const std::string& text) {
-  std::istringstream stream(text.rfind(c_byteOrderMark, 0) == 0 ? text.substr(3) : text);
-  std::vector<std::string> names;
+std::vector<ParameterVector> readTable(std::istream& stream) {
+  Cells names;
   std::vector<ParameterVector> vectors;
   std::set<std::uint32_t> seen;
   std::string line;
   for (std::size_t number = 1; std::getline(stream, line); ++number) {
+    if (number == 1 && line.rfind(c_byteOrderMark, 0) == 0) {
+      line.erase(0, 3);
+    }
     if (boost::algorithm::trim_copy(line).empty()) {
       continue;
     }
-    const std::vector<std::string> cells = splitCells(line);
+    const Cells cells = splitCells(line);
     if (names.empty()) {
       checkHeader(cells, number);
       names = cells;
@@ -116,25 +103,26 @@ std::vector<ParameterVector> readParameterTable(const std::string& text) {
     }
     vectors.push_back(readVector(names, cells, number, vectors.size() + 1));
     if (!seen.insert(vectors.back().realizationId).second) {
-      fail({number, 1}, "realization " + std::to_string(vectors.back().realizationId) + " stands there twice");
+      fail(number, 1, "realization " + std::to_string(vectors.back().realizationId) + " stands there twice");
     }
   }
   if (vectors.empty()) {
-    fail({1, 1}, "there is no realization; give a line of names and at least one of numbers");
+    fail(1, 1, "there is no realization; give a line of names and at least one of numbers");
   }
   return vectors;
 }
 
+}  // namespace
+
 std::vector<ParameterVector> readParameterFile(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  if (!stream) {
+  if (!stream || std::filesystem::is_directory(file)) {
     throw SweepFailure(FailureKind::LocalTrouble, "cannot read '" + file + "'");
   }
   try {
-    return readParameterTable(text);
+    return readTable(stream);
   } catch (const SweepFailure& failure) {
-    throw SweepFailure(FailureKind::BadParameters, file + ": " + failure.what());
+    throw SweepFailure(failure.getKind(), file + ": " + failure.what());
   }
 }
 

@@ -5,11 +5,11 @@
 
 #include <iosfwd>
 #include <string>
-#include <vector>
 
 namespace ParameterSweep {
 
 /// Shows a job's progress as long as it exists: one bar that is drawn anew on a terminal, lines elsewhere.
+/// Threads: one.
 class ProgressDisplay {
  public:
   /// Both objects must outlive the display.
@@ -20,14 +20,15 @@ class ProgressDisplay {
 
  private:
   void show();
-  void showBar();
-  void showLine();
+  void showLost();
 
   const RemoteJob& m_job;
   std::ostream& m_stream;
   const bool m_isTerminal;
-  std::string m_lastLine;
-  std::vector<Signals::ScopedConnection> m_connections;
+  std::string m_lastText;
+  Signals::ScopedConnection m_stateConnection;
+  Signals::ScopedConnection m_progressConnection;
+  Signals::ScopedConnection m_lostConnection;
 };
 
 }  // namespace ParameterSweep

@@ -15,7 +15,7 @@ RemoteJob::RemoteJob(ServerConnection& connection, const JobStatus& status)
 
 std::string RemoteJob::getErrorMessage() const { return m_status.failure ? m_status.failure->what() : std::string(); }
 
-void RemoteJob::cancel() { update(m_connection.ask<JobStatus>(makeRequest(RequestKind::Cancel, m_status.jobId))); }
+void RemoteJob::cancel() { update(m_connection.ask<JobStatus>({RequestKind::Cancel, m_status.jobId})); }
 
 void RemoteJob::follow() {
   m_connection.subscribe(m_status.jobId, m_status.server);
@@ -27,11 +27,9 @@ void RemoteJob::follow() {
 
 JobStatus RemoteJob::askStatus() {
   try {
-    return m_connection.ask<JobStatus>(makeRequest(RequestKind::Status, m_status.jobId));
-  } catch (const SweepFailure& failure) {
-    if (failure.getKind() == FailureKind::Unreachable) {
-      m_connectionLost();
-    }
+    return m_connection.ask<JobStatus>({RequestKind::Status, m_status.jobId});
+  } catch (const SweepFailure&) {
+    m_connectionLost();
     throw;
   }
 }

@@ -1,11 +1,7 @@
 #include <examples/parameter_sweep/client/ServerConnection.h>
-#include <examples/parameter_sweep/common/PackageReader.h>
-#include <examples/parameter_sweep/common/PackageWriter.h>
-#include <service/Identifier.h>
+#include <examples/parameter_sweep/common/Packages.h>
 
-#include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstring>
 
 namespace ParameterSweep {
@@ -19,23 +15,12 @@ constexpr int c_events = ZMQ_EVENT_DISCONNECTED | ZMQ_EVENT_HANDSHAKE_FAILED_AUT
                          ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL;
 
 std::chrono::milliseconds until(Clock::time_point deadline) {
-  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-  return std::max(left, std::chrono::milliseconds(0));
+  return std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
 }
 
 }  // namespace
 
-Request makeRequest(RequestKind kind, const SweepJobId& jobId) {
-  return {Drelvan::UniqueID::generateId(), kind, jobId, {}};
-}
-
-ServerConnection::ServerConnection(const ConnectionSettings& settings)
-    : m_settings(settings),
-      m_clientId(Drelvan::UniqueID::generateId()),
-      m_host(settings.server.substr(0, settings.server.rfind(':'))),
-      m_requests(m_context, zmq::socket_type::dealer),
-      m_events(m_context, zmq::socket_type::pair),
-      m_progress(m_context, zmq::socket_type::sub) {
+ServerConnection::ServerConnection(const ConnectionSettings& settings) : m_settings(settings) {
   secure(m_requests);
   secure(m_progress);
   m_events.set(zmq::sockopt::linger, 0);
@@ -58,11 +43,10 @@ void ServerConnection::secure(zmq::socket_t& socket) {
 }
 
 ReplyContent ServerConnection::exchange(const Request& request) {
-  const std::string package = writeRequestPackage(request, m_clientId);
   // A connection lost before now has been made anew, or will be.
   while (receiveEvent()) {
   }
-  m_requests.send(zmq::buffer(package), zmq::send_flags::none);
+  m_requests.send(zmq::buffer(writeRequestPackage(request)), zmq::send_flags::none);
   for (;;) {
     Reply reply = readReplyPackage(receive());
     // An answer to an earlier request that was given up may still arrive.
@@ -77,6 +61,7 @@ ReplyContent ServerConnection::exchange(const Request& request) {
 }
 
 std::string ServerConnection::receive() {
+  const std::string& server = m_settings.server;
   const auto deadline = Clock::now() + m_settings.timeOut;
   while (until(deadline).count() > 0) {
     std::array<zmq::pollitem_t, 2> items{{{m_requests, 0, ZMQ_POLLIN, 0}, {m_events, 0, ZMQ_POLLIN, 0}}};
@@ -85,13 +70,21 @@ std::string ServerConnection::receive() {
     if (m_requests.recv(message, zmq::recv_flags::dontwait)) {
       return message.to_string();
     }
-    checkConnection();
+    const auto event = receiveEvent();
+    if (event == ZMQ_EVENT_DISCONNECTED) {
+      throw SweepFailure(FailureKind::Unreachable,
+                         "the server at " + server + " closed the connection: it ended, or the package is too large");
+    }
+    if (event) {
+      throw SweepFailure(FailureKind::AccessRefused, "the server at " + server + " refuses these keys; check --keys");
+    }
   }
   throw SweepFailure(FailureKind::Unreachable,
-                     "no answer from " + m_settings.server + "; check that sweep-server runs there, and the keys");
+                     "no answer from " + server + "; check that sweep-server runs there, and the keys");
 }
 
-std::optional<int> ServerConnection::receiveEvent() {
+/// What the messaging library reports about the connection, if anything.
+std::optional<std::uint16_t> ServerConnection::receiveEvent() {
   zmq::message_t event;
   zmq::message_t address;
   if (!m_events.recv(event, zmq::recv_flags::dontwait) || !m_events.recv(address, zmq::recv_flags::dontwait)) {
@@ -102,26 +95,10 @@ std::optional<int> ServerConnection::receiveEvent() {
   return number;
 }
 
-/// Turns what the messaging library reports about the connection into a failure.
-void ServerConnection::checkConnection() {
-  const auto event = receiveEvent();
-  if (!event) {
-    return;
-  }
-  if (*event != ZMQ_EVENT_DISCONNECTED) {
-    throw SweepFailure(FailureKind::AccessRefused,
-                       "the server at " + m_settings.server + " refuses these keys; check --keys");
-  }
-  throw SweepFailure(FailureKind::Unreachable, "the server at " + m_settings.server +
-                                                   " closed the connection: it ended, or the package is too large");
-}
-
 void ServerConnection::subscribe(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
-  if (!server.hasPublisherPort()) {
-    throw SweepFailure(FailureKind::Internal, "the server names no publisher");
-  }
+  const std::string host = m_settings.server.substr(0, m_settings.server.rfind(':') + 1);
   m_progress.set(zmq::sockopt::subscribe, replyPackageStart(jobId.toString()));
-  m_progress.connect("tcp://" + m_host + ":" + std::to_string(server.getPublisherPort()));
+  m_progress.connect("tcp://" + host + std::to_string(server.getPublisherPort()));
 }
 
 std::optional<JobStatus> ServerConnection::receiveProgress(std::chrono::milliseconds wait) {

@@ -11,9 +11,9 @@
 namespace ParameterSweep {
 
 struct ConnectionSettings {
-  std::string server;  ///< host name or address, ":", request port
+  std::string server = "127.0.0.1:5701";  ///< host name or address, ":", request port
   std::chrono::milliseconds timeOut{10000};
-  std::optional<ClientKeys> keys;
+  std::optional<ClientKeys> keys = {};
 };
 
 /// A client's way to the server: one request after the other, and the progress of one job.
@@ -45,19 +45,13 @@ class ServerConnection {
   void secure(zmq::socket_t& socket);
   ReplyContent exchange(const Request& request);
   std::string receive();
-  std::optional<int> receiveEvent();
-  void checkConnection();
+  std::optional<std::uint16_t> receiveEvent();
 
   const ConnectionSettings m_settings;
-  const std::string m_clientId;
-  std::string m_host;
   zmq::context_t m_context;
-  zmq::socket_t m_requests;
-  zmq::socket_t m_events;
-  zmq::socket_t m_progress;
+  zmq::socket_t m_requests{m_context, zmq::socket_type::dealer};
+  zmq::socket_t m_events{m_context, zmq::socket_type::pair};
+  zmq::socket_t m_progress{m_context, zmq::socket_type::sub};
 };
-
-/// A request about a job.
-Request makeRequest(RequestKind kind, const SweepJobId& jobId);
 
 }  // namespace ParameterSweep

@@ -14,12 +14,12 @@ namespace ParameterSweep {
 /// Threads: one thread per log; several processes may read the file while one appends to it.
 class FileJobLog final : public Drelvan::AbstractJobLog {
  public:
-  FileJobLog(const std::filesystem::path& file, const SweepJobId& jobId);
-  ~FileJobLog() override;
+  FileJobLog(const std::filesystem::path& file, const SweepJobId& jobId) : m_file(file), m_jobId(jobId) {}
+  ~FileJobLog() override = default;
 
   void append(const Message& message) override;
   std::vector<Message> getMessages() const override;
-  Drelvan::GenericJobId getJobId() const override;
+  Drelvan::GenericJobId getJobId() const override { return m_jobId; }
   void clear() override;
 
   /// Appends a message with the present time.

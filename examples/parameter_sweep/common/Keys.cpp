@@ -4,10 +4,9 @@
 #include <sys/stat.h>
 #include <zmq.h>
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstddef>
+#include <regex>
 #include <sstream>
 #include <vector>
 
@@ -18,8 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t c_keyLength = 40;
-constexpr const char* c_serverKeyFile = "server.key";
-constexpr const char* c_clientsFolder = "clients";
 
 [[noreturn]] void fail(const std::string& message) { throw SweepFailure(FailureKind::LocalTrouble, message); }
 
@@ -45,39 +42,34 @@ KeyPair makeKeyPair() {
   return {publicKey.data(), secretKey.data()};
 }
 
-void checkName(const std::string& name) {
-  const auto isAllowed = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
-  if (name.empty() || name == "server" || !std::all_of(name.begin(), name.end(), isAllowed)) {
-    fail("'" + name + "' cannot name a client; use letters, digits, '-' and '_'");
-  }
-}
-
 }  // namespace
 
 fs::path makeClientKeys(const fs::path& folder, const std::string& name) {
-  checkName(name);
+  static const std::regex s_names("[A-Za-z0-9_-]+");
+  if (name == "server" || !std::regex_match(name, s_names)) {
+    fail("'" + name + "' cannot name a client; use letters, digits, '-' and '_'");
+  }
   const fs::path clientFile = folder / (name + ".key");
   if (fs::exists(clientFile)) {
     fail("'" + clientFile.string() + "' exists; remove it to make new keys for this client");
   }
-  const mode_t oldMask = ::umask(S_IRWXG | S_IRWXO);
-  fs::create_directories(folder / c_clientsFolder);
-  if (!fs::exists(folder / c_serverKeyFile)) {
+  ::umask(S_IRWXG | S_IRWXO);
+  fs::create_directories(folder / "clients");
+  if (!fs::exists(folder / "server.key")) {
     const KeyPair server = makeKeyPair();
-    writeStoredFile(folder / c_serverKeyFile, server.publicKey + "\n" + server.secretKey + "\n");
+    writeStoredFile(folder / "server.key", server.publicKey + "\n" + server.secretKey + "\n");
   }
-  const std::string serverKey = readKeys(folder / c_serverKeyFile, 2).front();
+  const std::string serverKey = readKeys(folder / "server.key", 2).front();
   const KeyPair client = makeKeyPair();
   writeStoredFile(clientFile, serverKey + "\n" + client.publicKey + "\n" + client.secretKey + "\n");
-  writeStoredFile(folder / c_clientsFolder / (name + ".pub"), client.publicKey + "\n");
-  ::umask(oldMask);
+  writeStoredFile(folder / "clients" / (name + ".pub"), client.publicKey + "\n");
   return clientFile;
 }
 
 ServerKeys readServerKeys(const fs::path& folder) {
-  const std::vector<std::string> own = readKeys(folder / c_serverKeyFile, 2);
+  const std::vector<std::string> own = readKeys(folder / "server.key", 2);
   ServerKeys keys{{own[0], own[1]}, {}};
-  for (const auto& entry : fs::directory_iterator(folder / c_clientsFolder)) {
+  for (const auto& entry : fs::directory_iterator(folder / "clients")) {
     if (entry.path().extension() == ".pub") {
       keys.clients.insert(readKeys(entry.path(), 1).front());
     }

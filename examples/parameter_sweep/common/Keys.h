@@ -31,7 +31,7 @@ struct ClientKeys {
 
 /// Makes the server's keys where there are none yet, and new keys for the client `name`. Returns the file for the
 /// client. Throws `SweepFailure` (`LocalTrouble`), also for a name that is not letters, digits, "-" and "_", or that
-/// exists.
+/// exists. What this process makes afterwards is its owner's only, too.
 std::filesystem::path makeClientKeys(const std::filesystem::path& folder, const std::string& name);
 
 /// Throw `SweepFailure` (`LocalTrouble`) when the files are missing or hold no keys.

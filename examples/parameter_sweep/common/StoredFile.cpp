@@ -1,7 +1,6 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
 #include <examples/parameter_sweep/common/StoredFile.h>
 #include <fcntl.h>
-#include <service/FileHandling.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,61 +13,57 @@ namespace ParameterSweep {
 namespace {
 
 using Drelvan::WaitingFileUtilities;
+namespace fs = std::filesystem;
 
 constexpr unsigned long c_waitMilliseconds = 50;
 constexpr int c_tries = 10;
 
-[[noreturn]] void fail(const std::filesystem::path& file) {
+[[noreturn]] void fail(const fs::path& file) {
   throw Drelvan::FileNameException("write", file.string(), "", std::error_code(errno, std::generic_category()),
                                    "ParameterSweep::writeStoredFile", __FILE__, __LINE__);
 }
 
 /// Has what the system holds of a file or folder written to the disk.
-void flush(const std::filesystem::path& name, int flags) {
-  const int descriptor = ::open(name.c_str(), flags | O_CLOEXEC);
-  if (descriptor < 0) {
-    fail(name);
-  }
+void flush(const fs::path& name) {
+  const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
   const int result = ::fsync(descriptor);
-  ::close(descriptor);
+  if (descriptor >= 0) {
+    ::close(descriptor);
+  }
   if (result != 0) {
     fail(name);
   }
 }
 
-void writeWhole(const std::filesystem::path& file, const std::string& content) {
-  std::ofstream stream(file, std::ios::binary);
-  stream.write(content.data(), static_cast<std::streamsize>(content.size()));
-  stream.close();
-  if (!stream) {
-    fail(file);
-  }
-}
-
 }  // namespace
 
-std::string readStoredFile(const std::filesystem::path& file) {
+std::string readStoredFile(const fs::path& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-void writeStoredFile(const std::filesystem::path& file, const std::string& content) {
+void writeStoredFile(const fs::path& file, const std::string& content) {
   // The process number keeps two runs of one job, as a restart can leave them, from writing into one sibling.
   const std::string sibling = file.string() + "." + std::to_string(::getpid()) + ".new";
   try {
-    writeWhole(sibling, content);
-    flush(sibling, O_RDONLY);
+    std::ofstream stream(sibling, std::ios::binary);
+    stream << content;
+    stream.close();
+    if (!stream) {
+      fail(sibling);
+    }
+    flush(sibling);
     WaitingFileUtilities::waitingRename(sibling, file.string(), c_waitMilliseconds, c_tries);
   } catch (...) {
     std::error_code ignored;
-    std::filesystem::remove(sibling, ignored);
+    fs::remove(sibling, ignored);
     throw;
   }
-  flush(file.parent_path(), O_RDONLY | O_DIRECTORY);
+  flush(file.parent_path());
 }
 
-void removeStoredFile(const std::filesystem::path& file) {
-  if (Drelvan::FileUtilities::exists(file.string(), false)) {
+void removeStoredFile(const fs::path& file) {
+  if (fs::exists(file)) {
     WaitingFileUtilities::waitingRemove(file.string(), c_waitMilliseconds, c_tries);
   }
 }

@@ -1,86 +1,64 @@
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
 #include <muParser.h>
 
-#include <algorithm>
-#include <cstddef>
+#include <string>
 
 namespace ParameterSweep {
 
 namespace {
 
-std::string describe(const mu::ParserError& error) {
-  // The expression parser counts from 0 and gives -1 where there is no one place.
-  const std::string place = error.GetPos() < 0 ? "" : " at position " + std::to_string(error.GetPos() + 1);
-  return "bad expression" + place + ": " + error.GetMsg();
-}
-
-/// The expression, bound to variables that take the parameters of one vector after the other.
-class Evaluator {
- public:
-  Evaluator(const std::string& expression, const ParameterVector& first) : m_values(first.parameters.size()) {
-    for (const Parameter& parameter : first.parameters) {
-      m_names.push_back(parameter.id);
-      define(parameter.id, m_values[m_names.size() - 1]);
-    }
-    m_parser.SetExpr(expression);
-  }
-
-  Realization evaluate(const ParameterVector& vector) {
-    bind(vector);
-    int count = 0;
-    double value = 0;
-    try {
-      value = m_parser.Eval(count)[0];
-    } catch (const mu::ParserError& error) {
-      throw SweepFailure(FailureKind::BadExpression, describe(error));
-    }
-    if (count != 1) {
-      throw SweepFailure(FailureKind::BadExpression, "bad expression: it has several results, separated by ','");
-    }
-    return {vector.realizationId, value};
-  }
-
- private:
-  void define(const std::string& name, double& value) {
-    if (std::count(m_names.begin(), m_names.end(), name) > 1) {
+/// Makes the parameters variables of the expression, which take their values from `values`.
+void define(mu::Parser& parser, const std::vector<Parameter>& parameters, std::vector<double>& values) {
+  for (std::size_t index = 0; index < parameters.size(); ++index) {
+    const std::string& name = parameters[index].id;
+    if (parser.GetVar().count(name) != 0) {
       throw SweepFailure(FailureKind::BadParameters, "the parameter '" + name + "' is given twice");
     }
     try {
-      m_parser.DefineVar(name, &value);
+      parser.DefineVar(name, &values[index]);
     } catch (const mu::ParserError&) {
       throw SweepFailure(FailureKind::BadParameters, "the parameter name '" + name + "' cannot stand in an expression");
     }
   }
+}
 
-  void bind(const ParameterVector& vector) {
-    for (std::size_t index = 0; index < m_values.size(); ++index) {
-      if (vector.parameters.size() != m_values.size() || vector.parameters[index].id != m_names[index]) {
-        throw SweepFailure(FailureKind::BadParameters, "realization " + std::to_string(vector.realizationId) +
-                                                           " has other parameters than the first one");
-      }
-      m_values[index] = vector.parameters[index].value;
+void assign(std::vector<double>& values, const ParameterVector& vector, const ParameterVector& first) {
+  for (std::size_t index = 0; index < values.size(); ++index) {
+    if (vector.parameters.size() != values.size() || vector.parameters[index].id != first.parameters[index].id) {
+      throw SweepFailure(FailureKind::BadParameters, "realization " + std::to_string(vector.realizationId) +
+                                                         " has other parameters than the first one");
     }
+    values[index] = vector.parameters[index].value;
   }
+}
 
-  mu::Parser m_parser;
-  std::vector<std::string> m_names;
-  std::vector<double> m_values;
-};
+double evaluateOnce(const mu::Parser& parser) {
+  try {
+    int count = 0;
+    const double value = parser.Eval(count)[0];
+    if (count == 1) {
+      return value;
+    }
+  } catch (const mu::ParserError& error) {
+    // The expression parser counts from 0 and gives -1 where there is no one place.
+    const std::string place = error.GetPos() < 0 ? "" : " at position " + std::to_string(error.GetPos() + 1);
+    throw SweepFailure(FailureKind::BadExpression, "bad expression" + place + ": " + error.GetMsg());
+  }
+  throw SweepFailure(FailureKind::BadExpression, "bad expression: it has several results, separated by ','");
+}
 
 }  // namespace
 
-Realization evaluate(const std::string& expression, const ParameterVector& vector) {
-  return Evaluator(expression, vector).evaluate(vector);
-}
-
 std::vector<Realization> evaluate(const Sweep& sweep, const std::function<void(std::size_t)>& onRealization) {
-  if (sweep.vectors.empty()) {
-    throw SweepFailure(FailureKind::BadParameters, "there is no parameter vector");
-  }
-  Evaluator evaluator(sweep.expression, sweep.vectors.front());
+  const ParameterVector& first = sweep.vectors.at(0);
+  std::vector<double> values(first.parameters.size());
+  mu::Parser parser;
+  define(parser, first.parameters, values);
+  parser.SetExpr(sweep.expression);
   std::vector<Realization> realizations;
   for (const ParameterVector& vector : sweep.vectors) {
-    realizations.push_back(evaluator.evaluate(vector));
+    assign(values, vector, first);
+    realizations.push_back({vector.realizationId, evaluateOnce(parser)});
     onRealization(realizations.size());
   }
   return realizations;

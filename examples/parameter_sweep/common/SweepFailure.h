@@ -2,6 +2,7 @@
 
 #include <service/ExceptionHandling.h>
 
+#include <boost/describe/enum.hpp>
 #include <string>
 
 namespace ParameterSweep {
@@ -27,20 +28,22 @@ enum class FailureKind {
   LocalTrouble,      ///< a file or a program on this machine
   Internal           ///< a fault of this service
 };
-
-const char* toText(FailureKind kind);
-/// `Internal` for a text that is no kind.
-FailureKind toFailureKind(const std::string& text);
+BOOST_DESCRIBE_ENUM(FailureKind, MalformedPackage, PackageTooLarge, UnknownRequest, UnknownJob, JobExists, JobEnded,
+                    NotFinished, BadExpression, BadParameters, JobFailed, JobCrashed, JobTimedOut, JobCancelled,
+                    LaunchFailed, Unreachable, AccessRefused, LocalTrouble, Internal)
 
 /// A failure that can travel in a package: as an exception within a program, as `DVException` between programs.
 ///
 /// The place of the failure is that of the constructor's caller. Threads and copies: as for its base.
 class SweepFailure : public Drelvan::DvExceptionNested {
  public:
-  SweepFailure(FailureKind kind, const std::string& message, const char* function = __builtin_FUNCTION(),
-               const char* file = __builtin_FILE(), int line = __builtin_LINE());
+  static constexpr const char* c_type = "SweepRefusal";  ///< its type in a package
 
-  FailureKind getKind() const noexcept;
+  SweepFailure(FailureKind kind, const std::string& message, const char* function = __builtin_FUNCTION(),
+               const char* file = __builtin_FILE(), int line = __builtin_LINE())
+      : DvExceptionNested(message.c_str(), "ParameterSweep", function, file, line), m_kind(kind) {}
+
+  FailureKind getKind() const noexcept { return m_kind; }
 
  private:
   FailureKind m_kind;

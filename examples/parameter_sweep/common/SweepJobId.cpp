@@ -7,48 +7,31 @@ namespace ParameterSweep {
 
 namespace {
 
-constexpr const char* c_prefix = "Sweep";
+const std::string c_prefix = "Sweep";
 
-/// Runs one of the library's readers, which throws `std::out_of_range` for a name that is too short.
-template <typename Reader>
-SweepJobId read(Reader reader) {
-  std::string error;
-  try {
-    SweepJobId jobId(reader(error));
-    if (jobId.isSweepJob()) {
-      return jobId;
-    }
-  } catch (const std::out_of_range&) {
-    error = "the name is too short";
-  }
-  throw SweepFailure(FailureKind::UnknownJob, "not the id of a sweep job" +
-                                                  (error.empty() ? std::string() : " (" + error + ")") +
-                                                  "; give the id that submit printed");
+[[noreturn]] void fail() {
+  throw SweepFailure(FailureKind::UnknownJob, "not the id of a sweep job; give the id that submit printed");
 }
 
 }  // namespace
 
 SweepJobId::SweepJobId() { setPrefixAndGenerateUniqueId(c_prefix); }
 
-SweepJobId::SweepJobId(const Drelvan::GenericJobId& received) : GenericJobId(received) {}
-
-SweepJobId SweepJobId::fromUniqueId(const std::string& uniqueId) {
-  SweepJobId jobId;
-  jobId.setPrefixAndUniqueId(c_prefix, uniqueId);
-  return jobId;
+SweepJobId::SweepJobId(const Drelvan::GenericJobId& received) : GenericJobId(received) {
+  if (!isValid() || getName().substr(0, getName().rfind('_')) != c_prefix) {
+    fail();
+  }
 }
 
 SweepJobId SweepJobId::fromText(const std::string& text) {
-  return read([&](std::string& error) -> GenericJobId {
-    std::string copy = text;
-    return text.find('#') == std::string::npos ? fromUniqueId(text) : fromString(copy, error);
-  });
+  const bool isWhole = text.find('#') != std::string::npos;
+  std::string whole = isWhole ? text : c_prefix + "_" + text.substr(0, 10) + "#" + text;
+  std::string ignored;
+  try {
+    return SweepJobId(fromString(whole, ignored));
+  } catch (const std::out_of_range&) {  // the name is too short
+    fail();
+  }
 }
-
-SweepJobId SweepJobId::fromCommandLine(int argc, char* argv[]) {
-  return read([&](std::string& error) { return fromCmd(argc, argv, error); });
-}
-
-bool SweepJobId::isSweepJob() const { return isValid() && getName() == fromUniqueId(getUniqueId()).getName(); }
 
 }  // namespace ParameterSweep

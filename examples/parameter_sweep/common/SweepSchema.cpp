@@ -1,12 +1,14 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 
+#include <string>
+
 namespace ParameterSweep {
 
 namespace {
 
 constexpr const char* c_valueTypes = R"xsd(
-<!-- SweepSchema: values -->
+<!-- SweepSchema -->
 <xs:simpleType name="SweepExpression">
   <xs:restriction base="xs:string">
     <xs:minLength value="1"/>
@@ -28,18 +30,12 @@ constexpr const char* c_valueTypes = R"xsd(
     <xs:maxInclusive value="1"/>
   </xs:restriction>
 </xs:simpleType>
-<xs:simpleType name="SweepPort">
-  <xs:restriction base="xs:int">
-    <xs:minInclusive value="0"/>
-    <xs:maxInclusive value="65535"/>
-  </xs:restriction>
-</xs:simpleType>
 <xs:complexType name="SweepHost">
   <xs:sequence>
     <xs:element name="name" type="xs:string"/>
     <xs:element name="ip" type="xs:string"/>
-    <xs:element name="requestServerPort" type="dvrq:SweepPort" minOccurs="0"/>
-    <xs:element name="publisherPort" type="dvrq:SweepPort" minOccurs="0"/>
+    <xs:element name="requestServerPort" type="xs:unsignedShort" minOccurs="0"/>
+    <xs:element name="publisherPort" type="xs:unsignedShort" minOccurs="0"/>
   </xs:sequence>
 </xs:complexType>
 <xs:complexType name="SweepRealization">
@@ -50,100 +46,47 @@ constexpr const char* c_valueTypes = R"xsd(
 </xs:complexType>
 )xsd";
 
-constexpr const char* c_requests = R"xsd(
-<!-- SweepSchema: requests -->
-<xs:complexType name="SubmitSweepRequest">
-  <xs:complexContent>
-    <xs:extension base="dvrq:Request">
-      <xs:sequence>
-        <xs:element name="jobId" type="dvrq:DVJobId"/>
-        <xs:element name="expression" type="dvrq:SweepExpression"/>
-        <xs:element name="parameterVector" type="dvrq:DVPellamParameterVector" maxOccurs="unbounded"/>
-      </xs:sequence>
-    </xs:extension>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepJobRequest" abstract="true">
-  <xs:complexContent>
-    <xs:extension base="dvrq:Request">
-      <xs:sequence>
-        <xs:element name="jobId" type="dvrq:DVJobId"/>
-      </xs:sequence>
-    </xs:extension>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepStatusRequest">
-  <xs:complexContent>
-    <xs:extension base="dvrq:SweepJobRequest"/>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepResultRequest">
-  <xs:complexContent>
-    <xs:extension base="dvrq:SweepJobRequest"/>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepCancelRequest">
-  <xs:complexContent>
-    <xs:extension base="dvrq:SweepJobRequest"/>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepLogRequest">
-  <xs:complexContent>
-    <xs:extension base="dvrq:SweepJobRequest"/>
-  </xs:complexContent>
-</xs:complexType>
-)xsd";
+constexpr const char* c_jobId = R"xsd(
+        <xs:element name="jobId" type="dvrq:DVJobId"/>)xsd";
 
-constexpr const char* c_replies = R"xsd(
-<!-- SweepSchema: replies -->
-<xs:complexType name="SweepStatusReply">
-  <xs:complexContent>
-    <xs:extension base="dvrq:Reply">
-      <xs:sequence>
-        <xs:element name="jobId" type="dvrq:DVJobId"/>
+constexpr const char* c_sweep = R"xsd(
+        <xs:element name="expression" type="dvrq:SweepExpression"/>
+        <xs:element name="parameterVector" type="dvrq:DVPellamParameterVector" maxOccurs="unbounded"/>)xsd";
+
+constexpr const char* c_status = R"xsd(
         <xs:element name="state" type="dvrq:SweepState"/>
         <xs:element name="progress" type="dvrq:SweepProgress"/>
         <xs:element name="host" type="dvrq:SweepHost"/>
         <xs:element name="server" type="dvrq:SweepHost"/>
-        <xs:element name="exception" type="dvrq:DVException" minOccurs="0"/>
-      </xs:sequence>
-    </xs:extension>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepResultReply">
-  <xs:complexContent>
-    <xs:extension base="dvrq:Reply">
-      <xs:sequence>
-        <xs:element name="jobId" type="dvrq:DVJobId"/>
-        <xs:element name="realization" type="dvrq:SweepRealization" maxOccurs="unbounded"/>
-      </xs:sequence>
-    </xs:extension>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepLogReply">
-  <xs:complexContent>
-    <xs:extension base="dvrq:Reply">
-      <xs:sequence>
-        <xs:element name="jobId" type="dvrq:DVJobId"/>
-        <xs:element name="logMessage" type="dvrq:LogMessage" minOccurs="0" maxOccurs="unbounded"/>
-      </xs:sequence>
-    </xs:extension>
-  </xs:complexContent>
-</xs:complexType>
-<xs:complexType name="SweepRefusal">
-  <xs:complexContent>
-    <xs:extension base="dvrq:Reply">
-      <xs:sequence>
-        <xs:element name="exception" type="dvrq:DVException"/>
-      </xs:sequence>
-    </xs:extension>
-  </xs:complexContent>
-</xs:complexType>
-)xsd";
+        <xs:element name="exception" type="dvrq:DVException" minOccurs="0"/>)xsd";
+
+constexpr const char* c_realizations = R"xsd(
+        <xs:element name="realization" type="dvrq:SweepRealization" maxOccurs="unbounded"/>)xsd";
+
+constexpr const char* c_messages = R"xsd(
+        <xs:element name="logMessage" type="dvrq:LogMessage" minOccurs="0" maxOccurs="unbounded"/>)xsd";
+
+constexpr const char* c_exception = R"xsd(
+        <xs:element name="exception" type="dvrq:DVException"/>)xsd";
+
+/// A type that adds elements to the base schema's `Request` or `Reply`.
+std::string extend(const std::string& base, const std::string& name, const std::string& elements) {
+  return "<xs:complexType name=\"" + name + "\">\n  <xs:complexContent>\n    <xs:extension base=\"dvrq:" + base +
+         "\">\n      <xs:sequence>" + elements +
+         "\n      </xs:sequence>\n    </xs:extension>\n  </xs:complexContent>\n</xs:complexType>\n";
+}
 
 }  // namespace
 
-SweepSchema::SweepSchema() { m_schema = std::string(c_valueTypes) + c_requests + c_replies; }
+SweepSchema::SweepSchema() {
+  const std::string jobId = c_jobId;
+  m_schema = c_valueTypes + extend("Request", "SweepSubmitRequest", jobId + c_sweep) +
+             extend("Request", "SweepStatusRequest", jobId) + extend("Request", "SweepResultRequest", jobId) +
+             extend("Request", "SweepCancelRequest", jobId) + extend("Request", "SweepLogRequest", jobId) +
+             extend("Reply", "SweepStatusReply", jobId + c_status) +
+             extend("Reply", "SweepResultReply", jobId + c_realizations) +
+             extend("Reply", "SweepLogReply", jobId + c_messages) + extend("Reply", "SweepRefusal", c_exception);
+}
 
 ParserSession::ParserSession() { Drelvan::RequestXmlHelper::getInstance().addSchema(SweepSchema()); }
 

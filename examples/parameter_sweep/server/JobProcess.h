@@ -3,23 +3,13 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace ParameterSweep {
-
-/// How a process ended. `status` is empty when only the process's own parent could have learnt it.
-struct Ending {
-  enum class How { Exited, Signalled };
-  struct Status {
-    How how;
-    int number;  ///< the exit code or the signal
-  };
-  std::optional<Status> status;
-};
 
 /// The process of a running job, in a process group of its own. It survives the server that started it: the next server
 /// finds it again by its record.
@@ -34,46 +24,30 @@ class JobProcess {
   /// The process that a record names, if it still runs.
   static std::optional<JobProcess> find(const std::string& record);
 
-  JobProcess(JobProcess&& other) noexcept = default;
-  JobProcess& operator=(JobProcess&& other) noexcept = default;
-
   /// What `find` needs. A number alone would not do, since the system uses it again.
   std::string getRecord() const;
 
   /// Becomes readable when the process ends.
-  int getDescriptor() const;
+  int getDescriptor() const { return m_descriptor; }
+  bool hasEnded() const;
 
-  /// Milliseconds since the start.
-  std::int64_t getAge() const;
+  std::chrono::system_clock::duration getAge() const { return std::chrono::system_clock::now() - m_started; }
 
-  /// How the process ended; empty while it runs. Nothing that a process of this server started outlives it
-  /// in its group.
-  std::optional<Ending> poll();
+  /// After the end: how the process ended, as `waitpid` tells it, and nothing of its group is left. Empty, and the
+  /// group left alone, when another server started it, since only a parent may know.
+  std::optional<int> reap();
 
   /// Asks the process group to end; a later call ends it by force once it had its time. Returns at once.
   void terminate();
 
  private:
-  class Descriptor {
-   public:
-    explicit Descriptor(int number) : m_number(number) {}
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor();
-    int number() const { return m_number; }
-
-   private:
-    int m_number;
-  };
-
-  JobProcess(pid_t process, std::string startTime, std::int64_t startedAt);
-
-  bool hasEnded() const;
+  JobProcess(pid_t process, std::string startTime, std::chrono::system_clock::time_point started);
 
   pid_t m_process;
-  std::string m_startTime;   ///< in the kernel's own measure
-  std::int64_t m_startedAt;  ///< milliseconds since 1970-01-01 00:00 UTC
-  Descriptor m_descriptor;
+  std::string m_startTime;  ///< in the kernel's own measure
+  std::chrono::system_clock::time_point m_started;
+  int m_descriptor;
+  std::shared_ptr<void> m_closing;  ///< closes the descriptor with its last copy
   std::optional<std::chrono::steady_clock::time_point> m_terminatedAt;
 };
 

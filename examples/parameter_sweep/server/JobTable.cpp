@@ -1,18 +1,15 @@
 #include <examples/parameter_sweep/common/FileJobLog.h>
-#include <examples/parameter_sweep/common/PackageReader.h>
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/StoredFile.h>
 #include <examples/parameter_sweep/server/JobTable.h>
-#include <fcntl.h>
 #include <service/Logging.h>
-#include <sys/file.h>
-#include <unistd.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <exception>
+#include <fstream>
 #include <iterator>
 #include <thread>
-#include <utility>
 
 namespace ParameterSweep {
 
@@ -23,61 +20,54 @@ namespace fs = std::filesystem;
 Drelvan::Logging s_logger(__FILE__);
 
 constexpr const char* c_group = "sweep-server";
-constexpr std::size_t c_outputInFailure = 500;
 
-std::string lastOutput(const fs::path& file) {
-  const std::string output = readStoredFile(file);
-  return output.substr(output.size() - std::min(output.size(), c_outputInFailure));
+ReplyContent read(const fs::path& file) { return readReplyPackage(readStoredFile(file)).content; }
+
+void store(const fs::path& file, const JobStatus& status) {
+  writeStoredFile(file, writeReplyPackage({status}, c_group));
 }
 
-SweepFailure withoutResult(const Ending::Status& status, const std::string& output) {
-  const std::string tail = output.empty() ? std::string() : ": " + output;
-  if (status.how == Ending::How::Signalled) {
-    return {FailureKind::JobCrashed, "the job program was ended by signal " + std::to_string(status.number) + tail};
+SweepFailure withoutResult(int ending, const std::string& output) {
+  constexpr std::size_t c_lastWords = 500;
+  const std::string tail = output.substr(output.size() - std::min(output.size(), c_lastWords));
+  const std::string said = tail.empty() ? tail : ": " + tail;
+  if (WIFSIGNALED(ending)) {
+    return {FailureKind::JobCrashed, "the job program was ended by signal " + std::to_string(WTERMSIG(ending)) + said};
   }
-  return {FailureKind::JobFailed,
-          "the job program ended with exit code " + std::to_string(status.number) + " and no result" + tail};
-}
-
-/// A damaged outcome still says that there is one.
-JobStatus readOutcome(const SweepJobId& jobId, const fs::path& file) {
-  try {
-    return std::get<JobStatus>(readReplyFile(file).content);
-  } catch (const std::exception& exception) {
-    const SweepFailure failure(FailureKind::Internal, std::string("the stored outcome is bad: ") + exception.what());
-    return {jobId, JobState::Failed, 0, {}, {}, failure};
+  const std::string code = "exit code " + std::to_string(WEXITSTATUS(ending));
+  if (WEXITSTATUS(ending) == 126 || WEXITSTATUS(ending) == 127) {  // as shells tell it
+    return {FailureKind::LaunchFailed,
+            "the job program could not be started (" + code + "); check --launch-with" + said};
   }
+  return {FailureKind::JobFailed, "the job program ended with " + code + " and no result" + said};
 }
 
 }  // namespace
 
-JobTable::JobTable(JobSettings settings) : m_settings(std::move(settings)) {
-  fs::create_directories(m_settings.spool / "jobs");
-  lockSpool();
-}
-
-JobTable::~JobTable() { ::close(m_lock); }
-
-void JobTable::lockSpool() {
-  // The system gives the lock back however the server ends; job processes do not inherit it.
-  m_lock = ::open((m_settings.spool / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (m_lock < 0 || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
-    throw SweepFailure(FailureKind::LocalTrouble, "the spool '" + m_settings.spool.string() +
-                                                      "' cannot be locked; end the other server that uses it");
+JobTable::JobTable(const JobSettings& settings) : m_settings(settings) {
+  const fs::path lock = m_settings.spool / "lock";
+  try {
+    fs::create_directories(m_settings.spool / "jobs");
+    std::ofstream(lock, std::ios::app).close();
+    m_lock = boost::interprocess::file_lock(lock.c_str());
+  } catch (const std::exception& exception) {
+    throw SweepFailure(FailureKind::LocalTrouble,
+                       "the spool '" + m_settings.spool.string() + "' cannot be used: " + exception.what());
+  }
+  if (!m_lock.try_lock()) {
+    throw SweepFailure(FailureKind::LocalTrouble,
+                       "the spool '" + m_settings.spool.string() + "' is in use; end the other server that uses it");
   }
 }
 
 void JobTable::load() {
-  std::vector<std::pair<fs::file_time_type, SweepJobId>> accepted;
+  std::multimap<fs::file_time_type, SweepJobId> accepted;
   for (const auto& entry : fs::directory_iterator(m_settings.spool / "jobs")) {
-    const SweepJobId jobId = SweepJobId::fromUniqueId(entry.path().filename().string());
     // A folder without a request is a submission that was never accepted.
-    if (jobId.isSweepJob() && fs::exists(folder(jobId).request())) {
-      accepted.emplace_back(fs::last_write_time(folder(jobId).request()), jobId);
+    if (const fs::path request = entry.path() / "request.xml"; fs::exists(request)) {
+      accepted.emplace(fs::last_write_time(request), SweepJobId::fromText(entry.path().filename().string()));
     }
   }
-  const auto earlier = [](const auto& left, const auto& right) { return left.first < right.first; };
-  std::sort(accepted.begin(), accepted.end(), earlier);
   for (const auto& [time, jobId] : accepted) {
     loadJob(jobId);
   }
@@ -87,52 +77,53 @@ void JobTable::load() {
 }
 
 void JobTable::loadJob(const SweepJobId& jobId) {
-  const JobFolder files = folder(jobId);
   const std::string& id = jobId.getUniqueId();
-  JobStatus& job = m_jobs[id];
-  job.jobId = jobId;
-  auto process = JobProcess::find(readStoredFile(files.process()));
-  if (fs::exists(files.outcome())) {
-    job = readOutcome(jobId, files.outcome());
-  } else if (process) {
+  JobStatus& job = m_jobs[id] = {jobId};
+  if (const auto process = JobProcess::find(readStoredFile(folder(jobId).process))) {
+    m_runs.emplace(id, Run{*process, {}});
     job.state = JobState::Running;
-  } else if (!settle(job)) {
-    m_queue.push_back(id);
   }
-  if (process) {
-    m_runs.emplace(id, Run{std::move(*process), {}});
+  // A process may still be there after the end of its job, but not the other way round.
+  if (m_runs.count(id) == 0 || fs::exists(folder(jobId).outcome)) {
+    if (!settle(job)) {
+      m_queue.push_back(id);
+    }
   }
 }
 
 void JobTable::endProcesses() {
   while (!m_runs.empty()) {
     for (auto run = m_runs.begin(); run != m_runs.end();) {
-      run->second.process.terminate();
-      run = run->second.process.poll() ? m_runs.erase(run) : std::next(run);
+      JobProcess& process = run->second.process;
+      process.terminate();
+      if (process.hasEnded()) {
+        process.reap();
+        run = m_runs.erase(run);
+      } else {
+        ++run;
+      }
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }
 
-JobStatus JobTable::submit(const Request& request, const std::string& package) {
+const JobStatus& JobTable::submit(const Request& request, const std::string& package) {
   const JobFolder files = folder(request.jobId);
   const std::string& id = request.jobId.getUniqueId();
-  if (m_jobs.count(id) != 0) {
-    if (readStoredFile(files.request()) != package) {
+  if (const auto known = m_jobs.find(id); known != m_jobs.end()) {
+    if (readStoredFile(files.request) != package) {
       throw SweepFailure(FailureKind::JobExists, "another job has this id; submit with a new id");
     }
-    return getStatus(request.jobId);
+    return known->second;
   }
-  fs::create_directory(files.path());
-  writeStoredFile(files.request(), package);
-  JobStatus& job = m_jobs[id];
-  job.jobId = request.jobId;
+  fs::create_directory(files.path);
+  writeStoredFile(files.request, package);
   m_queue.push_back(id);
   note(request.jobId, LogMessage::Type::Info, "accepted");
-  return job;
+  return m_jobs[id] = {request.jobId};
 }
 
-const JobStatus& JobTable::find(const SweepJobId& jobId) const {
+const JobStatus& JobTable::getStatus(const SweepJobId& jobId) const {
   const auto found = m_jobs.find(jobId.getUniqueId());
   if (found == m_jobs.end()) {
     throw SweepFailure(FailureKind::UnknownJob, "there is no job " + jobId.toString() + " here; check --server");
@@ -140,53 +131,43 @@ const JobStatus& JobTable::find(const SweepJobId& jobId) const {
   return found->second;
 }
 
-JobStatus JobTable::getStatus(const SweepJobId& jobId) const { return find(jobId); }
-
 SweepResult JobTable::getResult(const SweepJobId& jobId) const {
-  const JobStatus& job = find(jobId);
+  const JobStatus& job = getStatus(jobId);
   if (job.failure) {
     throw SweepFailure(*job.failure);
   }
   if (job.state != JobState::Finished) {
     throw SweepFailure(FailureKind::NotFinished, "the job is not finished; wait for it first");
   }
-  return std::get<SweepResult>(readReplyFile(folder(jobId).result()).content);
+  return std::get<SweepResult>(read(folder(jobId).result));
 }
 
 JobMessages JobTable::getMessages(const SweepJobId& jobId) const {
-  const JobFolder files = folder(find(jobId).jobId);
-  std::vector<LogMessage> messages = FileJobLog(files.serverLog(), jobId).getMessages();
-  const std::vector<LogMessage> jobMessages = FileJobLog(files.jobLog(), jobId).getMessages();
-  messages.insert(messages.end(), jobMessages.begin(), jobMessages.end());
+  const JobFolder files = folder(getStatus(jobId).jobId);
+  JobMessages log{jobId, FileJobLog(files.serverLog, jobId).getMessages()};
+  const std::vector<LogMessage> others = FileJobLog(files.jobLog, jobId).getMessages();
+  log.messages.insert(log.messages.end(), others.begin(), others.end());
   const auto earlier = [](const auto& left, const auto& right) { return left.timestamp < right.timestamp; };
-  std::stable_sort(messages.begin(), messages.end(), earlier);
-  return {jobId, messages};
+  std::stable_sort(log.messages.begin(), log.messages.end(), earlier);
+  return log;
 }
 
-JobStatus JobTable::cancel(const SweepJobId& jobId) {
-  JobStatus job = find(jobId);
-  if (job.state == JobState::Cancelled) {
-    return job;
+const JobStatus& JobTable::cancel(const SweepJobId& jobId) {
+  JobStatus& job = m_jobs.at(getStatus(jobId).jobId.getUniqueId());
+  if (job.state != JobState::Cancelled) {
+    if (isEnd(job.state) || fs::exists(folder(jobId).result)) {
+      throw SweepFailure(FailureKind::JobEnded, "the job has ended already; ask for its status or result");
+    }
+    end(job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"));
   }
-  if (isEnd(job.state) || fs::exists(folder(jobId).result())) {
-    throw SweepFailure(FailureKind::JobEnded, "the job has ended already; ask for its status or result");
-  }
-  job.state = JobState::Cancelled;
-  job.failure = SweepFailure(FailureKind::JobCancelled, "the job was cancelled");
-  writeStoredFile(folder(jobId).outcome(), writeReply({c_noRequest, job}));
-  JobStatus& stored = m_jobs.at(jobId.getUniqueId()) = job;
-  change(stored, JobState::Cancelled);
-  return stored;
+  return job;
 }
 
 void JobTable::attend() {
-  std::vector<std::string> running;
-  for (const auto& [id, run] : m_runs) {
-    running.push_back(id);
-  }
-  for (const std::string& id : running) {
+  for (auto next = m_runs.begin(); next != m_runs.end();) {
+    auto& [id, run] = *next++;
     try {
-      attendRun(m_jobs.at(id), m_runs.at(id));
+      attendRun(m_jobs.at(id), run);
     } catch (const std::exception& exception) {
       // One job's trouble, a full disk for instance, must not end the others.
       s_logger.logERROR(id + ": " + exception.what(), __FILE__, __func__, __LINE__);
@@ -215,18 +196,21 @@ void JobTable::startQueued() {
 
 void JobTable::start(JobStatus& job) {
   const JobFolder files = folder(job.jobId);
-  std::vector<std::string> command = m_settings.launcher;
-  command.push_back(m_settings.jobProgram.string());
-  command.push_back(m_settings.spool.string());
+  std::vector<std::string> command;
+  if (!m_settings.launcher.empty()) {
+    command = {"/bin/sh", "-c", "exec " + m_settings.launcher + " \"$@\"", c_group};
+  }
+  command.insert(command.end(), {m_settings.jobProgram.string(), m_settings.spool.string()});
   job.jobId.toCmd(command);
   try {
     // A server that is killed before the record is written leaves a run that the next one does not know, and starts
     // another. Both write the same result, each as a whole.
-    const auto started = m_runs.emplace(job.jobId.getUniqueId(), Run{JobProcess::start(command, files.output()), {}});
+    const JobProcess process = JobProcess::start(command, files.output);
+    m_runs.emplace(job.jobId.getUniqueId(), Run{process, {}});
     change(job, JobState::Running);
-    writeStoredFile(files.process(), started.first->second.process.getRecord());
+    writeStoredFile(files.process, process.getRecord());
   } catch (const SweepFailure& failure) {
-    fail(job, failure);
+    end(job, failure);
   } catch (const Drelvan::DvException& exception) {
     note(job.jobId, LogMessage::Type::Warning,
          std::string("a new server will not find the process: ") + exception.what());
@@ -234,29 +218,31 @@ void JobTable::start(JobStatus& job) {
 }
 
 void JobTable::attendRun(JobStatus& job, Run& run) {
-  readProgress(job, run);
-  if (const auto ending = run.process.poll()) {
+  const bool hasEnded = run.process.hasEnded();
+  if (!isEnd(job.state)) {
     readProgress(job, run);
-    conclude(job, *ending);
+  }
+  if (hasEnded) {
+    conclude(job, run.process.reap());
   } else if (isEnd(job.state)) {
     run.process.terminate();
-  } else if (m_settings.timeOutMilliseconds > 0 && run.process.getAge() > m_settings.timeOutMilliseconds) {
-    fail(job, SweepFailure(FailureKind::JobTimedOut, "the job ran longer than the " +
-                                                         std::to_string(m_settings.timeOutMilliseconds / 1000) +
-                                                         " s that this server allows; split the sweep"));
+  } else if (m_settings.timeOut.count() > 0 && run.process.getAge() > m_settings.timeOut) {
+    const auto seconds = std::to_string(static_cast<long>(m_settings.timeOut.count()));
+    end(job, SweepFailure(FailureKind::JobTimedOut,
+                          "the job ran longer than the " + seconds + " s that this server allows; split the sweep"));
   }
 }
 
 void JobTable::readProgress(JobStatus& job, Run& run) {
-  const fs::path file = folder(job.jobId).progress();
+  const fs::path file = folder(job.jobId).progress;
   std::error_code error;
   const auto written = fs::last_write_time(file, error);
-  if (error || written == run.progressRead || isEnd(job.state)) {
+  if (error || written == run.progressRead) {
     return;
   }
   run.progressRead = written;
   try {
-    const JobStatus reported = std::get<JobStatus>(readReplyFile(file).content);
+    const auto reported = std::get<JobStatus>(read(file));
     job.progress = reported.progress;
     job.host = reported.host;
     m_statusChanged(job);
@@ -265,15 +251,16 @@ void JobTable::readProgress(JobStatus& job, Run& run) {
   }
 }
 
-void JobTable::conclude(JobStatus& job, const Ending& ending) {
+/// Says what became of a job whose process is gone.
+void JobTable::conclude(JobStatus& job, std::optional<int> ending) {
   const JobFolder files = folder(job.jobId);
   m_runs.erase(job.jobId.getUniqueId());
-  removeStoredFile(files.process());
+  removeStoredFile(files.process);
   if (isEnd(job.state) || settle(job)) {
     return;
   }
-  if (ending.status) {
-    fail(job, withoutResult(*ending.status, lastOutput(files.output())));
+  if (ending) {
+    end(job, withoutResult(*ending, readStoredFile(files.output)));
     return;
   }
   note(job.jobId, LogMessage::Type::Warning, "the job ended unseen and without a result; it starts again");
@@ -282,43 +269,44 @@ void JobTable::conclude(JobStatus& job, const Ending& ending) {
   m_queue.push_back(job.jobId.getUniqueId());
 }
 
+/// Whether the spool holds the end of the job, which the job then takes over. Only a result that can be read makes it
+/// finished.
 bool JobTable::settle(JobStatus& job) {
   const JobFolder files = folder(job.jobId);
   try {
-    if (fs::exists(files.result())) {
-      checkResult(job);
-      job.progress = 1;
-      change(job, JobState::Finished);
-    } else if (fs::exists(files.failure())) {
-      fail(job, std::get<SweepFailure>(readReplyFile(files.failure()).content));
-    } else {
+    if (fs::exists(files.outcome)) {
+      job = std::get<JobStatus>(read(files.outcome));
+      return true;
+    }
+    if (!fs::exists(files.result)) {
       return false;
     }
+    const ReplyContent content = read(files.result);
+    if (const auto* failure = std::get_if<SweepFailure>(&content)) {
+      end(job, *failure);
+    } else if (std::holds_alternative<SweepResult>(content)) {
+      job.progress = 1;
+      change(job, JobState::Finished);
+    } else {
+      throw SweepFailure(FailureKind::Internal, "neither a result nor a refusal");
+    }
   } catch (const std::exception& exception) {
-    fail(job, SweepFailure(FailureKind::Internal, std::string("the job left nothing usable: ") + exception.what()));
+    end(job, SweepFailure(FailureKind::Internal, std::string("the job left nothing usable: ") + exception.what()));
   }
   return true;
 }
 
-/// Only a result that can be read and that is the job's own makes the job finished.
-void JobTable::checkResult(const JobStatus& job) const {
-  const auto result = std::get<SweepResult>(readReplyFile(folder(job.jobId).result()).content);
-  if (result.jobId.getUniqueId() != job.jobId.getUniqueId()) {
-    throw SweepFailure(FailureKind::Internal, "it is the result of another job");
-  }
-}
-
-/// Should the outcome not reach the disk, the job stays accepted there: the next server runs it again.
-void JobTable::fail(JobStatus& job, const SweepFailure& failure) {
+/// Ends a job that failed or was cancelled. Should the outcome not reach the disk, the next server runs the job again.
+void JobTable::end(JobStatus& job, const SweepFailure& failure) {
   job.failure = failure;
-  job.state = JobState::Failed;
+  job.state = failure.getKind() == FailureKind::JobCancelled ? JobState::Cancelled : JobState::Failed;
   note(job.jobId, LogMessage::Type::Error, failure.what());
   try {
-    writeStoredFile(folder(job.jobId).outcome(), writeReply({c_noRequest, job}));
+    store(folder(job.jobId).outcome, job);
   } catch (const Drelvan::DvException& exception) {
     note(job.jobId, LogMessage::Type::Error, std::string("the outcome is not stored: ") + exception.what());
   }
-  change(job, JobState::Failed);
+  change(job, job.state);
 }
 
 void JobTable::change(JobStatus& job, JobState state) {
@@ -329,7 +317,7 @@ void JobTable::change(JobStatus& job, JobState state) {
 
 void JobTable::note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const {
   s_logger.logINFO(jobId.getName() + ": " + text, __FILE__, __func__, __LINE__);
-  FileJobLog(folder(jobId).serverLog(), jobId).write(type, c_group, text);
+  FileJobLog(folder(jobId).serverLog, jobId).write(type, c_group, text);
 }
 
 }  // namespace ParameterSweep

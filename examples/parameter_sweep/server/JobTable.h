@@ -5,8 +5,9 @@
 #include <examples/parameter_sweep/server/JobProcess.h>
 #include <service/Signals.h>
 
+#include <boost/interprocess/sync/file_lock.hpp>
+#include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <map>
@@ -16,11 +17,11 @@
 namespace ParameterSweep {
 
 struct JobSettings {
-  std::filesystem::path spool;
-  std::vector<std::string> launcher;  ///< stands before the job program; empty to start it here
+  std::filesystem::path spool = "spool";
+  std::string launcher;  ///< stands before the job program, in the shell's words; empty to start it here
   std::filesystem::path jobProgram;
   std::size_t jobsAtOnce = 1;
-  std::int64_t timeOutMilliseconds = 0;  ///< 0 for none
+  std::chrono::duration<double> timeOut{3600};  ///< 0 for none
 };
 
 /// All jobs of the spool: takes them, runs them, and says what became of them.
@@ -30,10 +31,7 @@ struct JobSettings {
 class JobTable {
  public:
   /// Throws when the spool cannot be used, or when another server uses it.
-  explicit JobTable(JobSettings settings);
-  JobTable(const JobTable&) = delete;
-  JobTable& operator=(const JobTable&) = delete;
-  ~JobTable();
+  explicit JobTable(const JobSettings& settings);
 
   /// Reads the spool: finds running jobs again and queues the others.
   void load();
@@ -41,11 +39,11 @@ class JobTable {
   void endProcesses();
 
   /// Stores the job; `package` is the whole submission. The same package again changes nothing.
-  JobStatus submit(const Request& request, const std::string& package);
-  JobStatus getStatus(const SweepJobId& jobId) const;
+  const JobStatus& submit(const Request& request, const std::string& package);
+  const JobStatus& getStatus(const SweepJobId& jobId) const;
   SweepResult getResult(const SweepJobId& jobId) const;
   JobMessages getMessages(const SweepJobId& jobId) const;
-  JobStatus cancel(const SweepJobId& jobId);
+  const JobStatus& cancel(const SweepJobId& jobId);
 
   /// Looks after the processes, starts what is next and reads the progress. Call it often; it never waits.
   void attend();
@@ -61,24 +59,19 @@ class JobTable {
   };
 
   JobFolder folder(const SweepJobId& jobId) const { return {m_settings.spool, jobId}; }
-  void lockSpool();
   void loadJob(const SweepJobId& jobId);
-  const JobStatus& find(const SweepJobId& jobId) const;
-
   void startQueued();
   void start(JobStatus& job);
   void attendRun(JobStatus& job, Run& run);
   void readProgress(JobStatus& job, Run& run);
-  void conclude(JobStatus& job, const Ending& ending);
-  /// Whether the job left a result or a failure, which then ends it.
+  void conclude(JobStatus& job, std::optional<int> ending);
   bool settle(JobStatus& job);
-  void checkResult(const JobStatus& job) const;
-  void fail(JobStatus& job, const SweepFailure& failure);
+  void end(JobStatus& job, const SweepFailure& failure);
   void change(JobStatus& job, JobState state);
   void note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const;
 
   const JobSettings m_settings;
-  int m_lock = -1;
+  boost::interprocess::file_lock m_lock;    ///< held as long as this process uses the spool
   std::map<std::string, JobStatus> m_jobs;  ///< by unique id
   std::map<std::string, Run> m_runs;        ///< by unique id; also of ended jobs whose process must still go
   std::deque<std::string> m_queue;          ///< unique ids; those that are not queued any more are skipped

@@ -1,11 +1,13 @@
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/server/ServerTransport.h>
 #include <service/Logging.h>
 
 #include <array>
 #include <boost/asio/ip/host_name.hpp>
+#include <cerrno>
 #include <chrono>
 #include <iterator>
+#include <vector>
 #include <zmq_addon.hpp>
 
 namespace ParameterSweep {
@@ -21,40 +23,9 @@ constexpr std::size_t c_maxSubscription = 1024;
 constexpr int c_requestsAtOnce = 64;
 constexpr std::chrono::milliseconds c_attendInterval{100};
 
-zmq::message_t toMessage(const std::string& text) { return {text.data(), text.size()}; }
-
-/// Waits for any of the items; a signal to this process ends the wait as well.
-void waitFor(std::vector<zmq::pollitem_t>& items) {
-  try {
-    zmq::poll(items, c_attendInterval);
-  } catch (const zmq::error_t& error) {
-    if (error.num() != EINTR) {
-      throw;
-    }
-  }
-}
-
-/// The job that a subscription names; empty for any other text.
-std::optional<SweepJobId> subscribedJob(const std::string& subscription) {
-  const std::string start = replyPackageStart("");
-  const std::size_t quote = start.size() - 1;
-  if (subscription.size() <= quote || subscription.compare(0, quote, start, 0, quote) != 0) {
-    return std::nullopt;
-  }
-  try {
-    return SweepJobId::fromText(subscription.substr(quote, subscription.size() - quote - 1));
-  } catch (const SweepFailure&) {
-    return std::nullopt;
-  }
-}
-
 }  // namespace
 
-ServerTransport::ServerTransport(const TransportSettings& settings)
-    : m_settings(settings),
-      m_authentication(m_context, zmq::socket_type::rep),
-      m_requests(m_context, zmq::socket_type::router),
-      m_publisher(m_context, zmq::socket_type::xpub) {
+ServerTransport::ServerTransport(const TransportSettings& settings) : m_settings(settings) {
   if (!Drelvan::HostInfo::isLocalIp(settings.bind) && !settings.keys) {
     throw SweepFailure(FailureKind::LocalTrouble, "others could reach this server at " + settings.bind +
                                                       "; give --keys, or leave --bind at 127.0.0.1");
@@ -94,26 +65,33 @@ int ServerTransport::bind(zmq::socket_t& socket, int port) {
 }
 
 void ServerTransport::publish(const std::string& package) {
-  m_publisher.send(toMessage(package), zmq::send_flags::dontwait);
+  m_publisher.send(zmq::buffer(package), zmq::send_flags::dontwait);
 }
 
 void ServerTransport::run(SweepServer& server, int stopDescriptor) {
   for (;;) {
-    server.attend();
+    server.getJobs().attend();
     std::vector<zmq::pollitem_t> items{{nullptr, stopDescriptor, ZMQ_POLLIN, 0},
                                        {m_requests, 0, ZMQ_POLLIN, 0},
                                        {m_publisher, 0, ZMQ_POLLIN, 0},
                                        {m_authentication, 0, ZMQ_POLLIN, 0}};
-    for (const int descriptor : server.getDescriptors()) {
+    for (const int descriptor : server.getJobs().getDescriptors()) {
       items.push_back({nullptr, descriptor, ZMQ_POLLIN, 0});
     }
-    waitFor(items);
-    if (items.front().revents != 0) {
-      return;
+    try {
+      zmq::poll(items, c_attendInterval);
+      if (items.front().revents != 0) {
+        return;
+      }
+      answerAuthentication();
+      answerRequests();
+      greetSubscribers(server);
+    } catch (const zmq::error_t& error) {
+      // A signal interrupts whatever waits.
+      if (error.num() != EINTR) {
+        throw;
+      }
     }
-    answerAuthentication();
-    answerRequests();
-    greetSubscribers(server);
   }
 }
 
@@ -127,22 +105,24 @@ void ServerTransport::answerRequests() {
     const std::string package = parts.size() == 2 ? parts[1].to_string() : std::string();
     const std::string reply = Drelvan::AbstractRequestServer::getInstance()->handleRequest(package);
     m_requests.send(parts[0], zmq::send_flags::sndmore | zmq::send_flags::dontwait);
-    m_requests.send(toMessage(reply), zmq::send_flags::dontwait);
+    m_requests.send(zmq::buffer(reply), zmq::send_flags::dontwait);
   }
 }
 
 /// Whoever subscribes to a job gets its present state at once.
 void ServerTransport::greetSubscribers(const SweepServer& server) {
+  // The first byte is 1; the beginning of the job's packages follows, of which the quote at the end is left out here.
+  const std::string start = "\1" + replyPackageStart("");
+  const std::size_t length = start.size() - 1;
   zmq::message_t message;
   while (m_publisher.recv(message, zmq::recv_flags::dontwait)) {
-    const std::string text = message.to_string();
-    // The first byte of a subscription is 1.
-    const auto jobId = !text.empty() && text[0] == '\1' ? subscribedJob(text.substr(1)) : std::nullopt;
-    if (!jobId) {
+    const std::string subscription = message.to_string();
+    if (subscription.size() <= length || subscription.compare(0, length, start, 0, length) != 0) {
       continue;
     }
     try {
-      publish(server.getStatusPackage(*jobId));
+      const std::string job = subscription.substr(length, subscription.size() - length - 1);
+      publish(server.getStatusPackage(SweepJobId::fromText(job)));
     } catch (const SweepFailure& failure) {
       s_logger.logWARN(std::string("subscription: ") + failure.what(), __FILE__, __func__, __LINE__);
     }
@@ -164,18 +144,13 @@ void ServerTransport::answerAuthentication() {
     if (!isKnown) {
       s_logger.logWARN("refused a client with an unknown key", __FILE__, __func__, __LINE__);
     }
-    const std::array<std::string, 6> answer{"1.0",
-                                            parts.size() > 1 ? parts[1].to_string() : "",
-                                            isKnown ? "200" : "400",
-                                            isKnown ? "OK" : "unknown key",
-                                            "",
-                                            ""};
-    std::vector<zmq::const_buffer> frames;
-    frames.reserve(answer.size());
-    for (const std::string& frame : answer) {
-      frames.push_back(zmq::buffer(frame));
-    }
-    zmq::send_multipart(m_authentication, frames);
+    const std::array<zmq::const_buffer, 6> answer{zmq::str_buffer("1.0"),
+                                                  zmq::buffer(parts.at(1).data(), parts.at(1).size()),
+                                                  isKnown ? zmq::str_buffer("200") : zmq::str_buffer("400"),
+                                                  isKnown ? zmq::str_buffer("OK") : zmq::str_buffer("unknown key"),
+                                                  zmq::str_buffer(""),
+                                                  zmq::str_buffer("")};
+    zmq::send_multipart(m_authentication, answer);
     parts.clear();
   }
 }

@@ -7,16 +7,15 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <vector>
 #include <zmq.hpp>
 
 namespace ParameterSweep {
 
 struct TransportSettings {
-  std::string bind;       ///< an address; any but 127.0.0.1 needs keys
-  int requestPort = 0;    ///< 0 for a free one
-  int publisherPort = 0;  ///< 0 for a free one
-  std::size_t maxPackage = 0;
+  std::string bind = "127.0.0.1";  ///< any other address needs keys
+  int requestPort = 5701;          ///< 0 for a free one
+  int publisherPort = 5702;        ///< 0 for a free one
+  std::size_t maxPackage = std::size_t{4} << 20U;
   std::optional<ServerKeys> keys;
 };
 
@@ -46,9 +45,9 @@ class ServerTransport {
 
   const TransportSettings m_settings;
   zmq::context_t m_context;
-  zmq::socket_t m_authentication;
-  zmq::socket_t m_requests;
-  zmq::socket_t m_publisher;
+  zmq::socket_t m_authentication{m_context, zmq::socket_type::rep};
+  zmq::socket_t m_requests{m_context, zmq::socket_type::router};
+  zmq::socket_t m_publisher{m_context, zmq::socket_type::xpub};
   Drelvan::HostInfo m_host;
 };
 

@@ -1,5 +1,4 @@
-#include <examples/parameter_sweep/common/PackageReader.h>
-#include <examples/parameter_sweep/common/PackageWriter.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/server/SweepServer.h>
 #include <service/Logging.h>
 
@@ -12,13 +11,6 @@ namespace {
 Drelvan::Logging s_logger(__FILE__);
 
 }  // namespace
-
-SweepServer::SweepServer(const JobSettings& jobs, std::size_t maxPackage) : m_maxPackage(maxPackage), m_jobs(jobs) {
-  m_connection =
-      m_jobs.m_statusChanged.connect([this](const JobStatus& status) { m_statusPackage(writeStatusPackage(status)); });
-}
-
-SweepServer::~SweepServer() { install(nullptr); }  // NOLINT(bugprone-exception-escape)
 
 void SweepServer::start() {
   m_jobs.load();
@@ -36,7 +28,7 @@ void SweepServer::install(AbstractRequestServer* server) {
 }
 
 std::string SweepServer::handleRequest(const std::string& requestPackage) {
-  Reply reply{c_noRequest, SweepFailure(FailureKind::Internal, "no answer")};
+  Reply reply{SweepFailure(FailureKind::Internal, "no answer")};
   try {
     if (requestPackage.size() > m_maxPackage) {
       throw SweepFailure(FailureKind::PackageTooLarge, "the package is larger than the " +
@@ -78,12 +70,8 @@ JobStatus SweepServer::withServer(JobStatus status) const {
   return status;
 }
 
-std::string SweepServer::writeStatusPackage(const JobStatus& status) const {
-  return writeReplyPackage({status.jobId.getUniqueId(), withServer(status)}, status.jobId.toString());
-}
-
 std::string SweepServer::getStatusPackage(const SweepJobId& jobId) const {
-  return writeStatusPackage(m_jobs.getStatus(jobId));
+  return writeReplyPackage({withServer(m_jobs.getStatus(jobId)), jobId.getUniqueId()}, jobId.toString());
 }
 
 }  // namespace ParameterSweep

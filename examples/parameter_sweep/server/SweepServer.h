@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
 
 namespace ParameterSweep {
 
@@ -14,12 +13,13 @@ namespace ParameterSweep {
 /// Between `start` and `stop` it is the one that `AbstractRequestServer::getInstance` returns. Threads: one.
 class SweepServer final : public Drelvan::AbstractRequestServer {
  public:
-  /// Packages above `maxPackage` bytes are refused unread. Throws as `JobTable` does.
-  SweepServer(const JobSettings& jobs, std::size_t maxPackage);
+  /// Packages above `maxPackage` bytes are refused unread; `host` is where the server is reached. Throws as `JobTable`.
+  SweepServer(const JobSettings& jobs, std::size_t maxPackage, const Drelvan::HostInfo& host)
+      : m_maxPackage(maxPackage), m_host(host), m_jobs(jobs) {}
   SweepServer(const SweepServer&) = delete;
   SweepServer& operator=(const SweepServer&) = delete;
   // The lock of the instance does not fail.
-  ~SweepServer() override;  // NOLINT(bugprone-exception-escape)
+  ~SweepServer() override { install(nullptr); }  // NOLINT(bugprone-exception-escape)
 
   /// Takes up the jobs of the spool.
   void start() override;
@@ -29,27 +29,18 @@ class SweepServer final : public Drelvan::AbstractRequestServer {
   /// Never throws: what goes wrong is refused with a `DVException`.
   std::string handleRequest(const std::string& requestPackage) override;
 
-  void setHostInfo(const Drelvan::HostInfo& host) { m_host = host; }
-
-  /// As the operations of `JobTable`.
-  void attend() { m_jobs.attend(); }
-  std::vector<int> getDescriptors() const { return m_jobs.getDescriptors(); }
-
+  JobTable& getJobs() { return m_jobs; }
   /// The package that the publisher sends about a job. Throws `SweepFailure` (`UnknownJob`).
   std::string getStatusPackage(const SweepJobId& jobId) const;
 
-  Signals::Signal<void(const std::string&)> m_statusPackage;  ///< such a package, at each change of a job
-
  private:
-  void install(AbstractRequestServer* server);
+  static void install(AbstractRequestServer* server);
   ReplyContent answer(const Request& request, const std::string& package);
   JobStatus withServer(JobStatus status) const;
-  std::string writeStatusPackage(const JobStatus& status) const;
 
   const std::size_t m_maxPackage;
-  Drelvan::HostInfo m_host;
+  const Drelvan::HostInfo m_host;
   JobTable m_jobs;
-  Signals::ScopedConnection m_connection;
 };
 
 }  // namespace ParameterSweep

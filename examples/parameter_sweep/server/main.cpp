@@ -41,49 +41,15 @@ void installStop() {
   }
 }
 
-/// Splits a command at its spaces. Single and double quotes hold words together; nothing else is special.
-std::vector<std::string> splitWords(const std::string& command) {
-  std::vector<std::string> words;
-  bool isInWord = false;
-  char quote = '\0';
-  for (const char c : command) {
-    const bool isQuote = quote != '\0' ? c == quote : c == '\'' || c == '"';
-    if (quote == '\0' && c == ' ') {
-      isInWord = false;
-      continue;
-    }
-    if (!isInWord) {
-      words.emplace_back();
-      isInWord = true;
-    }
-    if (isQuote) {
-      quote = quote == '\0' ? c : '\0';
-    } else {
-      words.back() += c;
-    }
-  }
-  if (quote != '\0') {
-    throw SweepFailure(FailureKind::LocalTrouble, "a quote is not closed in --launch-with " + command);
-  }
-  return words;
-}
-
 struct Options {
   TransportSettings transport;
   JobSettings jobs;
-  std::string spool = "spool";
-  std::string launcher;
-  std::string jobProgram;
-  std::string keys;
   double jobTimeOut = 3600;
+  std::string keys;
   std::string client;
 };
 
 void addOptions(CLI::App& app, Options& options) {
-  options.transport.bind = "127.0.0.1";
-  options.transport.requestPort = 5701;
-  options.transport.publisherPort = 5702;
-  options.transport.maxPackage = std::size_t{4} << 20U;
   app.add_option("--request-port", options.transport.requestPort, "port for requests, 0 for a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
@@ -93,7 +59,7 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--bind", options.transport.bind, "address to listen at; any other needs --keys")
       ->capture_default_str();
   app.add_option("--keys", options.keys, "folder of keys; without it there is no encryption");
-  app.add_option("--spool", options.spool, "folder of the jobs")->capture_default_str();
+  app.add_option("--spool", options.jobs.spool, "folder of the jobs")->capture_default_str();
   app.add_option("--jobs", options.jobs.jobsAtOnce, "jobs that run at once")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
@@ -103,31 +69,24 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--max-package", options.transport.maxPackage, "bytes of the largest package taken")
       ->check(CLI::Range(std::size_t{1024}, std::size_t{1} << 31U))
       ->capture_default_str();
-  app.add_option("--launch-with", options.launcher, "command that starts a job, such as 'srun --ntasks=1'");
-  app.add_option("--job-program", options.jobProgram, "sweep-job (default: beside this program)");
-}
-
-void completeSettings(Options& options) {
-  options.jobs.spool = fs::absolute(options.spool);
-  options.jobs.launcher = splitWords(options.launcher);
-  options.jobs.jobProgram = options.jobProgram.empty()
-                                ? fs::read_symlink("/proc/self/exe").replace_filename("sweep-job")
-                                : fs::absolute(options.jobProgram);
-  options.jobs.timeOutMilliseconds = static_cast<std::int64_t>(options.jobTimeOut * 1000);
-  if (!options.keys.empty()) {
-    options.transport.keys = readServerKeys(options.keys);
-  }
+  app.add_option("--launch-with", options.jobs.launcher, "command that starts a job, such as 'srun --ntasks=1'");
+  app.add_option("--job-program", options.jobs.jobProgram, "the program that computes a job")->capture_default_str();
 }
 
 int serve(Options& options) {
-  completeSettings(options);
+  // Jobs run with names that hold wherever a launcher starts them.
+  options.jobs.spool = fs::absolute(options.jobs.spool);
+  options.jobs.jobProgram = fs::absolute(options.jobs.jobProgram);
+  options.jobs.timeOut = std::chrono::duration<double>(options.jobTimeOut);
+  if (!options.keys.empty()) {
+    options.transport.keys = readServerKeys(options.keys);
+  }
   installStop();
   const ParserSession parser;
   ServerTransport transport(options.transport);
-  SweepServer server(options.jobs, options.transport.maxPackage);
-  const Signals::ScopedConnection publishing =
-      server.m_statusPackage.connect([&](const std::string& package) { transport.publish(package); });
-  server.setHostInfo(transport.getHostInfo());
+  SweepServer server(options.jobs, options.transport.maxPackage, transport.getHostInfo());
+  const Signals::ScopedConnection publishing = server.getJobs().m_statusChanged.connect(
+      [&](const JobStatus& status) { transport.publish(server.getStatusPackage(status.jobId)); });
   server.start();
   std::cout << "sweep-server: ready, " << server.getHostInfo().toString() << std::endl;
   transport.run(server, s_stopDescriptor);
@@ -145,6 +104,7 @@ int makeKeys(const Options& options) {
 int runProgram(int argc, char* argv[]) {
   try {
     Options options;
+    options.jobs.jobProgram = fs::read_symlink("/proc/self/exe").replace_filename("sweep-job");
     CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
     addOptions(app, options);
     CLI::App* const keygen = app.add_subcommand("keygen", "make the keys of the server and of a client");

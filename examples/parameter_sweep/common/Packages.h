@@ -1,0 +1,34 @@
+#pragma once
+
+#include <examples/parameter_sweep/common/Messages.h>
+
+#include <string>
+#include <vector>
+
+/// The packages, as the schema has them. Every reader validates what it reads, whoever wrote it; a failure is a
+/// `SweepFailure` that keeps the parser's exception. Threads: any, once the schema is registered.
+namespace ParameterSweep {
+
+/// A `DV_RequestPackage` from this program.
+std::string writeRequestPackage(const Request& request);
+/// Fails with `MalformedPackage`, with `UnknownRequest` for a valid package that holds no request of this service, and
+/// with `UnknownJob` for the id of another service's job.
+Request readRequestPackage(const std::string& package);
+
+/// A `DV_ReplyPackage`. It begins with `replyPackageStart(origin)`.
+std::string writeReplyPackage(const Reply& reply, const std::string& origin);
+/// The first characters of every reply package with this origin. The publisher's packages have the job's text form as
+/// their origin, so this is the subscription to one job.
+std::string replyPackageStart(const std::string& origin);
+/// Fails with `MalformedPackage`, also for a reply that this service does not know.
+Reply readReplyPackage(const std::string& package);
+
+/// One line for a job's log file: a `LogMessage` element and a line end.
+std::string writeLogLine(const LogMessage& message);
+/// The messages in the whole lines of such a file.
+std::vector<LogMessage> readLogLines(const std::string& lines);
+
+/// The shortest text that reads back as the same number, in the form of the schema's `xs:double`.
+std::string toText(double number);
+
+}  // namespace ParameterSweep
