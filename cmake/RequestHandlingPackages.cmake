@@ -5,6 +5,9 @@ if(NOT REQUESTHANDLING_INSTALL OR NOT REQUESTHANDLING_SERVICE_LAYER STREQUAL emb
   message(FATAL_ERROR "The packages hold what is installed, with the embedded service layer.")
 endif()
 
+# The libraries name their source files in log entries; nothing else tells where they were built.
+target_compile_options(requesthandling_build INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(source_name service-requesthandlingbase)
 # The name of the runtime package changes with that of its libraries, so that both versions can be installed.
