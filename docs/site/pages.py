@@ -20,12 +20,13 @@ PAGES = [
     ("docs/getting-started.md", "getting-started", "Getting started"),
     ("docs/package-format.md", "package-format", "Package format"),
     ("docs/writing-a-program.md", "writing-a-program", "Writing a program"),
+    ("examples/parameter_sweep/README.md", "parameter-sweep", "Parameter sweep"),
     ("docs/service-layer.md", "service-layer", "Service layer"),
     ("docs/operating.md", "operating", "Operating"),
-    ("docs/packages.md", "packages", "Debian packages"),
+    ("docs/packages.md", "packages", "Debian"),
     ("docs/benchmarks.md", "benchmarks", "Benchmarks"),
     ("SECURITY.md", "security", "Security"),
-    ("docs/api-reference.md", "api-reference", "API reference"),
+    ("docs/api-reference.md", "api-reference", "Reference"),
 ]
 IDS = {path: identifier for path, identifier, _ in PAGES}
 HEADERS = ["Platform/RemoteComputation/Service/RequestHandlingBase", "service"]
@@ -142,7 +143,8 @@ class Page:
 
         if line.startswith("|"):
             self.linked = set()
-        return LINK_OR_CODE.sub(replace, line)
+        # Doxygen takes no code marks within marks of emphasis.
+        return LINK_OR_CODE.sub(replace, re.sub(r"\*\*(`[^`]+`)\*\*", r"<b>\1</b>", line))
 
     def heading(self, level, text):
         self.linked = set()
@@ -186,7 +188,7 @@ def prepare(root, build):
     files = set()
     for path, _, _ in PAGES:
         page = Page(root, path, names)
-        write(os.path.join(build, "pages", os.path.basename(path)), page.prepared())
+        write(os.path.join(build, "pages", f"{page.identifier}.md"), page.prepared())
         files |= page.files
     write(os.path.join(build, "files.txt"), "".join(f"{path}\n" for path in sorted(files)))
 
