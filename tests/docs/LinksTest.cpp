@@ -1,0 +1,39 @@
+#include <gtest/gtest.h>
+#include <tests/docs/Pages.h>
+#include <tests/support/TemporaryFolder.h>
+
+#include <filesystem>
+#include <regex>
+#include <string>
+
+namespace {
+
+/// Calls `action` with each target of a link or picture of a page that lies in the repository.
+template <typename Action>
+void forEachLink(const std::string& page, Action action) {
+  const std::string text = std::regex_replace(TestSupport::TemporaryFolder::read(ManualTests::pagePath(page)),
+                                              std::regex("`[^`\n]*`"), "code");
+  const std::regex link("\\]\\(([^)#:]+)(#[^)]*)?\\)");
+  for (auto match = std::sregex_iterator(text.begin(), text.end(), link); match != std::sregex_iterator(); ++match) {
+    action((*match)[1].str());
+  }
+}
+
+TEST(ManualLinks, LeadToFilesOfTheRepository) {
+  for (const std::string& page : ManualTests::pages()) {
+    forEachLink(page, [&](const std::string& target) {
+      EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(ManualTests::pagePath(page)).parent_path() / target))
+          << page << ": " << target;
+    });
+  }
+}
+
+TEST(ManualLinks, OfTheFirstPageReachEveryPage) {
+  std::string reached;
+  forEachLink("README.md", [&](const std::string& target) { reached += target + "\n"; });
+  for (const std::string& page : ManualTests::pages()) {
+    EXPECT_TRUE(page == "README.md" || reached.find(page + "\n") != std::string::npos) << page;
+  }
+}
+
+}  // namespace
