@@ -150,13 +150,15 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
     if (++m_lookups > c_maxNamespacesOfElement) {
       m_onExcess(c_maxNamespacesOfElement, "namespaces named by an element");
     }
-    if (XMLString::stringLen(uri) > c_maxNamespaceCharacters) {
+    const unsigned int known = XMLStringPool::getStringCount();
+    const unsigned int id = XMLStringPool::addOrFind(uri);
+    if (id > known && XMLString::stringLen(uri) > c_maxNamespaceCharacters) {
       m_onExcess(c_maxNamespaceCharacters, "characters of a namespace name");
     }
-    if (XMLString::equals(uri, SchemaSymbols::fgURI_XSI)) {
+    if (id == m_xsi) {
       m_onXsi();
     }
-    return XMLStringPool::addOrFind(uri);
+    return id;
   }
 
   void flushAll() override {
@@ -164,18 +166,22 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
     takeSchema();
   }
 
-  unsigned int ownCount() const { return getStringCount() - m_schema.getStringCount(); }
+  unsigned int ownCount() const { return getStringCount() - m_given; }
 
  private:
   void takeSchema() {
     for (unsigned int id = 1; id <= m_schema.getStringCount(); ++id) {
       XMLStringPool::addOrFind(m_schema.getValueForId(id));
     }
+    m_xsi = XMLStringPool::addOrFind(SchemaSymbols::fgURI_XSI);
+    m_given = XMLStringPool::getStringCount();
   }
 
   const XMLStringPool& m_schema;
   const OnExcess m_onExcess;
   const std::function<void()> m_onXsi;
+  unsigned int m_xsi = 0;
+  unsigned int m_given = 0;  ///< how many names no document has brought
   std::size_t m_lookups = 0;
 };
 
