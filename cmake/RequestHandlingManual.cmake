@@ -23,7 +23,7 @@ set(manual_site ${PROJECT_SOURCE_DIR}/docs/site)
 file(GLOB headers
   ${PROJECT_SOURCE_DIR}/Platform/RemoteComputation/Service/RequestHandlingBase/*.h ${PROJECT_SOURCE_DIR}/service/*.h)
 list(FILTER headers EXCLUDE REGEX "/RequestNamespace\\.h$")
-list(JOIN headers " " manual_headers)
+list(JOIN headers "\" \"" manual_headers)
 set(manual_macros SERVICE_REQUESTHANDLINGBASE_EXPORT=)
 foreach(service IN LISTS REQUESTHANDLING_SERVICES)
   string(TOUPPER ${service} macro)
