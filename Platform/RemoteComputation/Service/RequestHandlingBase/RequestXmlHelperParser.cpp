@@ -150,9 +150,8 @@ class DocumentUris final : public xercesc_3_1::XMLStringPool {
     if (++m_lookups > c_maxNamespacesOfElement) {
       m_onExcess(c_maxNamespacesOfElement, "namespaces named by an element");
     }
-    const unsigned int known = XMLStringPool::getStringCount();
     const unsigned int id = XMLStringPool::addOrFind(uri);
-    if (id > known && XMLString::stringLen(uri) > c_maxNamespaceCharacters) {
+    if (id > m_given && XMLString::stringLen(uri) > c_maxNamespaceCharacters) {
       m_onExcess(c_maxNamespaceCharacters, "characters of a namespace name");
     }
     if (id == m_xsi) {
