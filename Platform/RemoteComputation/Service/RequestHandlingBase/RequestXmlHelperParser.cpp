@@ -86,10 +86,11 @@ std::string shownName(const XMLCh* name) {
   return length > c_maxShownName ? shown + "..." : shown;
 }
 
-// Two members that the parser library keeps to itself, and that its scanner gets wrong: whether it has seen the
-// namespace of xsi:type declared, which it tells from the text before references are resolved; and the undeclared
-// elements it has met, which change how it validates later elements of the same names, in later documents too. An
-// explicit instantiation may name private members.
+// Three members that the parser library keeps to itself. Two its scanner gets wrong: whether it has seen the namespace
+// of xsi:type declared, which it tells from the text before references are resolved; and the undeclared elements it has
+// met, which change how it validates later elements of the same names, in later documents too. In the third the
+// validator looks up namespaces, which must be those of the documents as well. An explicit instantiation may name
+// private members.
 struct SeenXsi {
   using Member = bool IGXMLScanner::*;
   friend Member memberOf(SeenXsi);
