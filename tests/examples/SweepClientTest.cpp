@@ -1,5 +1,6 @@
 #include <tests/examples/SweepPrograms.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -60,8 +61,8 @@ TEST_F(SweepClientTest, FaultInAnExpressionIsNamedWithItsPosition) {
     const char* expression;
     const char* start;
   } c_cases[] = {
-      {"x+*2", "sweep-client: bad expression at position 3: "},
-      {"x+unknown", "sweep-client: bad expression at position 3: "},
+      {"x+*2", "sweep-client: bad expression at position 3: Unexpected operator \"*\" found"},
+      {"x+unknown", "sweep-client: bad expression at position 3: Unexpected token \"unknown\" found"},
       {"sin(x", "sweep-client: bad expression at position "},
       {"1,2", "sweep-client: bad expression: it has several results"},
   };
@@ -117,6 +118,8 @@ TEST_F(SweepClientTest, ResultThatCannotBeWrittenIsNamed) {
   const Outcome outcome = server.client({"result", job, "--output", m_folder.file("nowhere/out.csv")});
   EXPECT_EQ(outcome.exitCode, 14);
   EXPECT_NE(outcome.errors.find("No such file or directory"), std::string::npos) << outcome.errors;
+  EXPECT_EQ(server.client({"result", job, "--output", "/dev/full"}).exitCode, 14);
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
 
 }  // namespace

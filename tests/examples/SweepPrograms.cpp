@@ -1,6 +1,5 @@
-#include <examples/parameter_sweep/common/JobFolder.h>
 #include <examples/parameter_sweep/common/Packages.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <tests/examples/SweepPrograms.h>
 
 #include <algorithm>

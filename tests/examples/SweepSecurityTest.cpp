@@ -87,6 +87,16 @@ TEST_F(SweepSecurityTest, ClientWithTheKeyOfAnotherServerIsNotServed) {
   EXPECT_TRUE(outcome.exitCode == 3 || outcome.exitCode == 4) << outcome.exitCode << outcome.errors;
 }
 
+TEST_F(SweepSecurityTest, ClientAtThePublishersPortIsToldToCheckThePort) {
+  const Server server(m_folder.file("spool"));
+  const Outcome outcome =
+      SweepTest::run(SweepTest::clientProgram(), {"--server", server.publisherAddress(), "--timeout", "5", "status",
+                                                  "0123456789abcdef-0123456789abcdef-"
+                                                  "0123456789abcdef"});
+  EXPECT_EQ(outcome.exitCode, 4);
+  EXPECT_NE(outcome.errors.find("check the port"), std::string::npos) << outcome.errors;
+}
+
 TEST_F(SweepSecurityTest, SecretKeysAreForTheirOwnerOnly) {
   for (const std::string& file : {keys() + "/server.key", aliceKeys()}) {
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write) << file;

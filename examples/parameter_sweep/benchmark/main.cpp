@@ -77,7 +77,7 @@ class Server {
     fs::remove_all(m_spool, ignored);
   }
 
-  ConnectionSettings getConnection() const { return {"127.0.0.1:" + m_port, std::chrono::milliseconds(60000), {}}; }
+  ConnectionSettings getConnection() const { return {"127.0.0.1:" + m_port, 60}; }
 
  private:
   fs::path m_spool;

@@ -1,7 +1,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
 #include <examples/parameter_sweep/client/Output.h>
 #include <examples/parameter_sweep/common/Packages.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/process.hpp>
@@ -19,6 +19,12 @@ namespace {
 namespace bp = boost::process;
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
+
+void write(std::ostream& stream, const std::string& text) {
+  if (!(stream << text << std::flush)) {
+    throw SweepFailure(FailureKind::LocalTrouble, "the answer cannot be written whole; check where it goes");
+  }
+}
 
 /// A file that is gone with this object.
 class TemporaryFile {
@@ -38,7 +44,8 @@ class TemporaryFile {
     constexpr unsigned long c_waitMilliseconds = 100;
     constexpr int c_tries = 5;
     if (fs::exists(file) && !fs::is_regular_file(file)) {  // a pipe or a device is written to, never replaced
-      std::ofstream(file, std::ios::binary) << readStoredFile(m_path);
+      std::ofstream stream(file, std::ios::binary);
+      write(stream, readStoredFile(m_path));
     } else {
       Drelvan::WaitingFileUtilities::waitingCopy(name(), file, c_waitMilliseconds, c_tries);
     }
@@ -126,7 +133,7 @@ std::string toLines(const JobMessages& log) {
 
 void writeOutput(const std::string& file, const std::string& text) {
   if (file.empty()) {
-    std::cout << text << std::flush;
+    write(std::cout, text);
     return;
   }
   const TemporaryFile temporary;

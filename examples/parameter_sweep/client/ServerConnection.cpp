@@ -9,6 +9,7 @@ namespace ParameterSweep {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
 
 constexpr const char* c_eventsEndpoint = "inproc://connection-events";
 constexpr int c_events = ZMQ_EVENT_DISCONNECTED | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH |
@@ -62,7 +63,7 @@ ReplyContent ServerConnection::exchange(const Request& request) {
 
 std::string ServerConnection::receive() {
   const std::string& server = m_settings.server;
-  const auto deadline = Clock::now() + m_settings.timeOut;
+  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(m_settings.timeOutSeconds));
   while (until(deadline).count() > 0) {
     std::array<zmq::pollitem_t, 2> items{{{m_requests, 0, ZMQ_POLLIN, 0}, {m_events, 0, ZMQ_POLLIN, 0}}};
     zmq::poll(items, until(deadline));
@@ -75,8 +76,12 @@ std::string ServerConnection::receive() {
       throw SweepFailure(FailureKind::Unreachable,
                          "the server at " + server + " closed the connection: it ended, or the package is too large");
     }
-    if (event) {
+    if (event == ZMQ_EVENT_HANDSHAKE_FAILED_AUTH) {
       throw SweepFailure(FailureKind::AccessRefused, "the server at " + server + " refuses these keys; check --keys");
+    }
+    if (event) {
+      throw SweepFailure(FailureKind::AccessRefused,
+                         "the server at " + server + " does not take this client; check the port and --keys");
     }
   }
   throw SweepFailure(FailureKind::Unreachable,

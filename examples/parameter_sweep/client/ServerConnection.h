@@ -12,7 +12,7 @@ namespace ParameterSweep {
 
 struct ConnectionSettings {
   std::string server = "127.0.0.1:5701";  ///< host name or address, ":", request port
-  std::chrono::milliseconds timeOut{10000};
+  double timeOutSeconds = 10;
   std::optional<ClientKeys> keys = {};
 };
 

@@ -2,9 +2,9 @@
 
 #include <examples/parameter_sweep/client/Output.h>
 #include <examples/parameter_sweep/client/ParameterTable.h>
-#include <examples/parameter_sweep/client/ProgressDisplay.h>
 #include <examples/parameter_sweep/client/RemoteJob.h>
 #include <examples/parameter_sweep/client/ServerConnection.h>
+#include <examples/parameter_sweep/client/ShowProgress.h>
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <spdlog/spdlog.h>
@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <optional>
 #include <string>
 
 namespace ParameterSweep {
@@ -26,7 +25,6 @@ constexpr int c_usageExitCode = 2;
 struct Options {
   ConnectionSettings connection;
   std::string keys;
-  double timeOut = 10;
   bool json = false;
   bool quiet = false;
   bool wait = false;
@@ -92,9 +90,8 @@ class Client {
   /// Waits for the job's end; throws its failure.
   void follow(const JobStatus& status) {
     RemoteJob job(m_connection, status);
-    std::optional<ProgressDisplay> display;
     if (!m_options.quiet) {
-      display.emplace(job, std::cerr, ::isatty(STDERR_FILENO) != 0);
+      showProgress(job, std::cerr, ::isatty(STDERR_FILENO) != 0);
     }
     job.follow();
     if (job.getStatus().failure) {
@@ -130,7 +127,7 @@ void addOptions(CLI::App& app, Options& options, Command& chosen) {
   app.fallthrough();
   app.add_option("--server", options.connection.server, "HOST:PORT of the server")->capture_default_str();
   app.add_option("--keys", options.keys, "the client's key file");
-  app.add_option("--timeout", options.timeOut, "seconds to wait for an answer")
+  app.add_option("--timeout", options.connection.timeOutSeconds, "seconds to wait for an answer")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
   app.add_flag("--json", options.json, "answers and failures as JSON, one object a line");
@@ -159,7 +156,6 @@ int run(Options& options, Command command) {
     if (!options.keys.empty()) {
       options.connection.keys = readClientKeys(options.keys);
     }
-    options.connection.timeOut = std::chrono::milliseconds(static_cast<std::int64_t>(options.timeOut * 1000));
     const ParserSession parser;
     Client client(options);
     (client.*command)();

@@ -1,6 +1,6 @@
 #include <examples/parameter_sweep/common/FileJobLog.h>
 #include <examples/parameter_sweep/common/Packages.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 
 #include <chrono>
 #include <fstream>

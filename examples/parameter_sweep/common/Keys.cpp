@@ -1,5 +1,5 @@
 #include <examples/parameter_sweep/common/Keys.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
 #include <sys/stat.h>
 #include <zmq.h>

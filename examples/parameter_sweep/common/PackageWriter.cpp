@@ -7,7 +7,6 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <charconv>
 #include <cmath>
-#include <exception>
 
 namespace ParameterSweep {
 
@@ -34,24 +33,12 @@ std::string envelope() {
          attribute("timestamp", "UTC/ISO_" + boost::posix_time::to_iso_extended_string(now));
 }
 
-/// The `DVException` form of a failure; what was being handled when it was made becomes the inner exception.
-std::string writeException(const std::string& tag, const Drelvan::DvException& failure) {
-  const auto* own = dynamic_cast<const SweepFailure*>(&failure);
-  const auto* nesting = dynamic_cast<const Drelvan::DvExceptionNested*>(&failure);
-  std::string xml = "<" + tag + ">\n" + element("type", own != nullptr ? toText(own->getKind()) : failure.getGroup()) +
-                    element("message", failure.getMessage()) + element("source", failure.getGroup()) +
-                    element("file", failure.getFile()) + element("function", failure.getFunction()) +
-                    element("line", std::to_string(failure.getLine())) + element("severity", "Error");
-  try {
-    if (nesting != nullptr && nesting->getNested() != nullptr) {
-      std::rethrow_exception(nesting->getNested());
-    }
-  } catch (const Drelvan::DvException& inner) {
-    xml += writeException("innerException", inner);
-  } catch (...) {
-    // A foreign exception has no place in a package; its text, where it matters, is part of the failure's message.
-  }
-  return xml + "</" + tag + ">\n";
+/// The `DVException` form of a failure.
+std::string writeException(const SweepFailure& failure) {
+  return "<exception>" + element("type", toText(failure.getKind())) + element("message", failure.getMessage()) +
+         element("source", failure.getGroup()) + element("file", failure.getFile()) +
+         element("function", failure.getFunction()) + element("line", std::to_string(failure.getLine())) +
+         element("severity", "Error") + "</exception>\n";
 }
 
 std::string writeJobId(const SweepJobId& jobId) { return jobId.toXml("", " ") + "\n"; }
@@ -68,7 +55,7 @@ std::string writeContent(const JobStatus& status) {
   return writeJobId(status.jobId) + element("state", toText(status.state)) +
          element("progress", toText(status.progress)) + HostInfo(status.host).toXmlString("host", "", " ") +
          HostInfo(status.server).toXmlString("server", "", " ") +
-         (status.failure ? writeException("exception", *status.failure) : std::string());
+         (status.failure ? writeException(*status.failure) : std::string());
 }
 
 std::string writeContent(const SweepResult& result) {
@@ -88,7 +75,7 @@ std::string writeContent(const JobMessages& log) {
   return xml;
 }
 
-std::string writeContent(const SweepFailure& failure) { return writeException("exception", failure); }
+std::string writeContent(const SweepFailure& failure) { return writeException(failure); }
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
 #include <muParser.h>
 
+#include <boost/algorithm/string/erase.hpp>
 #include <string>
 
 namespace ParameterSweep {
@@ -40,9 +41,11 @@ double evaluateOnce(const mu::Parser& parser) {
       return value;
     }
   } catch (const mu::ParserError& error) {
-    // The expression parser counts from 0 and gives -1 where there is no one place.
+    // The expression parser counts from 0, also in its message, and gives -1 where there is no one place.
     const std::string place = error.GetPos() < 0 ? "" : " at position " + std::to_string(error.GetPos() + 1);
-    throw SweepFailure(FailureKind::BadExpression, "bad expression" + place + ": " + error.GetMsg());
+    const std::string theirPlace = " at position " + std::to_string(error.GetPos());
+    throw SweepFailure(FailureKind::BadExpression, "bad expression" + place + ": " +
+                                                       boost::algorithm::erase_first_copy(error.GetMsg(), theirPlace));
   }
   throw SweepFailure(FailureKind::BadExpression, "bad expression: it has several results, separated by ','");
 }

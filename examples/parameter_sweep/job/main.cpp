@@ -4,9 +4,8 @@
 // All it needs and all it leaves is in the job's folder.
 
 #include <examples/parameter_sweep/common/FileJobLog.h>
-#include <examples/parameter_sweep/common/JobFolder.h>
 #include <examples/parameter_sweep/common/Packages.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 

@@ -1,4 +1,4 @@
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
 #include <examples/parameter_sweep/server/JobProcess.h>
 #include <poll.h>

@@ -1,6 +1,6 @@
 #include <examples/parameter_sweep/common/FileJobLog.h>
 #include <examples/parameter_sweep/common/Packages.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/server/JobTable.h>
 #include <service/Logging.h>
 #include <sys/wait.h>
@@ -16,6 +16,7 @@ namespace ParameterSweep {
 namespace {
 
 namespace fs = std::filesystem;
+using Seconds = std::chrono::duration<double>;
 
 Drelvan::Logging s_logger(__FILE__);
 
@@ -226,8 +227,8 @@ void JobTable::attendRun(JobStatus& job, Run& run) {
     conclude(job, run.process.reap());
   } else if (isEnd(job.state)) {
     run.process.terminate();
-  } else if (m_settings.timeOut.count() > 0 && run.process.getAge() > m_settings.timeOut) {
-    const auto seconds = std::to_string(static_cast<long>(m_settings.timeOut.count()));
+  } else if (m_settings.timeOutSeconds > 0 && run.process.getAge() > Seconds(m_settings.timeOutSeconds)) {
+    const auto seconds = toText(m_settings.timeOutSeconds);
     end(job, SweepFailure(FailureKind::JobTimedOut,
                           "the job ran longer than the " + seconds + " s that this server allows; split the sweep"));
   }
@@ -241,14 +242,10 @@ void JobTable::readProgress(JobStatus& job, Run& run) {
     return;
   }
   run.progressRead = written;
-  try {
-    const auto reported = std::get<JobStatus>(read(file));
-    job.progress = reported.progress;
-    job.host = reported.host;
-    m_statusChanged(job);
-  } catch (const std::exception& exception) {
-    note(job.jobId, LogMessage::Type::Warning, std::string("unreadable progress: ") + exception.what());
-  }
+  const auto reported = std::get<JobStatus>(read(file));
+  job.progress = reported.progress;
+  job.host = reported.host;
+  m_statusChanged(job);
 }
 
 /// Says what became of a job whose process is gone.

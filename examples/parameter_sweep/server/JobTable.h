@@ -1,12 +1,11 @@
 #pragma once
 
-#include <examples/parameter_sweep/common/JobFolder.h>
 #include <examples/parameter_sweep/common/Messages.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/server/JobProcess.h>
 #include <service/Signals.h>
 
 #include <boost/interprocess/sync/file_lock.hpp>
-#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <filesystem>
@@ -21,7 +20,7 @@ struct JobSettings {
   std::string launcher;  ///< stands before the job program, in the shell's words; empty to start it here
   std::filesystem::path jobProgram;
   std::size_t jobsAtOnce = 1;
-  std::chrono::duration<double> timeOut{3600};  ///< 0 for none
+  double timeOutSeconds = 3600;  ///< 0 for none
 };
 
 /// All jobs of the spool: takes them, runs them, and says what became of them.

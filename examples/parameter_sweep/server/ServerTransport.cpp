@@ -3,6 +3,7 @@
 #include <service/Logging.h>
 
 #include <array>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/asio/ip/host_name.hpp>
 #include <cerrno>
 #include <chrono>
@@ -68,21 +69,16 @@ void ServerTransport::publish(const std::string& package) {
   m_publisher.send(zmq::buffer(package), zmq::send_flags::dontwait);
 }
 
-void ServerTransport::run(SweepServer& server, int stopDescriptor) {
-  for (;;) {
+void ServerTransport::run(SweepServer& server, const volatile std::sig_atomic_t& stop) {
+  while (stop == 0) {
     server.getJobs().attend();
-    std::vector<zmq::pollitem_t> items{{nullptr, stopDescriptor, ZMQ_POLLIN, 0},
-                                       {m_requests, 0, ZMQ_POLLIN, 0},
-                                       {m_publisher, 0, ZMQ_POLLIN, 0},
-                                       {m_authentication, 0, ZMQ_POLLIN, 0}};
+    std::vector<zmq::pollitem_t> items{
+        {m_requests, 0, ZMQ_POLLIN, 0}, {m_publisher, 0, ZMQ_POLLIN, 0}, {m_authentication, 0, ZMQ_POLLIN, 0}};
     for (const int descriptor : server.getJobs().getDescriptors()) {
       items.push_back({nullptr, descriptor, ZMQ_POLLIN, 0});
     }
     try {
       zmq::poll(items, c_attendInterval);
-      if (items.front().revents != 0) {
-        return;
-      }
       answerAuthentication();
       answerRequests();
       greetSubscribers(server);
@@ -112,16 +108,16 @@ void ServerTransport::answerRequests() {
 /// Whoever subscribes to a job gets its present state at once.
 void ServerTransport::greetSubscribers(const SweepServer& server) {
   // The first byte is 1; the beginning of the job's packages follows, of which the quote at the end is left out here.
-  const std::string start = "\1" + replyPackageStart("");
-  const std::size_t length = start.size() - 1;
+  std::string start = "\1" + replyPackageStart("");
+  start.pop_back();
   zmq::message_t message;
   while (m_publisher.recv(message, zmq::recv_flags::dontwait)) {
     const std::string subscription = message.to_string();
-    if (subscription.size() <= length || subscription.compare(0, length, start, 0, length) != 0) {
+    if (!boost::algorithm::starts_with(subscription, start)) {
       continue;
     }
     try {
-      const std::string job = subscription.substr(length, subscription.size() - length - 1);
+      const std::string job = subscription.substr(start.size(), subscription.size() - start.size() - 1);
       publish(server.getStatusPackage(SweepJobId::fromText(job)));
     } catch (const SweepFailure& failure) {
       s_logger.logWARN(std::string("subscription: ") + failure.what(), __FILE__, __func__, __LINE__);

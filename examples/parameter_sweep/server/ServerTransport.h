@@ -4,6 +4,7 @@
 #include <examples/parameter_sweep/common/Keys.h>
 #include <examples/parameter_sweep/server/SweepServer.h>
 
+#include <csignal>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -33,8 +34,8 @@ class ServerTransport {
   /// Sends a package to those who subscribed to its beginning.
   void publish(const std::string& package);
 
-  /// Answers, publishes and has `server` attend to its jobs until `stopDescriptor` becomes readable.
-  void run(SweepServer& server, int stopDescriptor);
+  /// Answers, publishes and has `server` attend to its jobs until a signal handler sets `stop`.
+  void run(SweepServer& server, const volatile std::sig_atomic_t& stop);
 
  private:
   void secure(zmq::socket_t& socket);

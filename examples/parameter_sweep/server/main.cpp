@@ -3,18 +3,13 @@
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/ServerTransport.h>
 #include <examples/parameter_sweep/server/SweepServer.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <string>
-#include <vector>
 
 namespace ParameterSweep {
 
@@ -22,18 +17,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int s_stopDescriptor = -1;
+volatile std::sig_atomic_t s_stop = 0;
 
-void requestStop(int) {
-  const int error = errno;
-  const std::uint64_t one = 1;
-  [[maybe_unused]] const ssize_t written = ::write(s_stopDescriptor, &one, sizeof one);
-  errno = error;
-}
+void requestStop(int) { s_stop = 1; }
 
-/// Has the signals that end a server make a descriptor readable instead.
 void installStop() {
-  s_stopDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   struct sigaction action {};
   action.sa_handler = requestStop;
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
@@ -44,7 +32,6 @@ void installStop() {
 struct Options {
   TransportSettings transport;
   JobSettings jobs;
-  double jobTimeOut = 3600;
   std::string keys;
   std::string client;
 };
@@ -63,21 +50,18 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--jobs", options.jobs.jobsAtOnce, "jobs that run at once")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
-  app.add_option("--job-timeout", options.jobTimeOut, "seconds that a job may run, 0 for any time")
+  app.add_option("--job-timeout", options.jobs.timeOutSeconds, "seconds that a job may run, 0 for any time")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   app.add_option("--max-package", options.transport.maxPackage, "bytes of the largest package taken")
       ->check(CLI::Range(std::size_t{1024}, std::size_t{1} << 31U))
       ->capture_default_str();
   app.add_option("--launch-with", options.jobs.launcher, "command that starts a job, such as 'srun --ntasks=1'");
-  app.add_option("--job-program", options.jobs.jobProgram, "the program that computes a job")->capture_default_str();
 }
 
 int serve(Options& options) {
-  // Jobs run with names that hold wherever a launcher starts them.
   options.jobs.spool = fs::absolute(options.jobs.spool);
-  options.jobs.jobProgram = fs::absolute(options.jobs.jobProgram);
-  options.jobs.timeOut = std::chrono::duration<double>(options.jobTimeOut);
+  options.jobs.jobProgram = fs::read_symlink("/proc/self/exe").replace_filename("sweep-job");
   if (!options.keys.empty()) {
     options.transport.keys = readServerKeys(options.keys);
   }
@@ -89,7 +73,7 @@ int serve(Options& options) {
       [&](const JobStatus& status) { transport.publish(server.getStatusPackage(status.jobId)); });
   server.start();
   std::cout << "sweep-server: ready, " << server.getHostInfo().toString() << std::endl;
-  transport.run(server, s_stopDescriptor);
+  transport.run(server, s_stop);
   server.stop();
   return 0;
 }
@@ -104,7 +88,6 @@ int makeKeys(const Options& options) {
 int runProgram(int argc, char* argv[]) {
   try {
     Options options;
-    options.jobs.jobProgram = fs::read_symlink("/proc/self/exe").replace_filename("sweep-job");
     CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
     addOptions(app, options);
     CLI::App* const keygen = app.add_subcommand("keygen", "make the keys of the server and of a client");

@@ -3,6 +3,7 @@
 #include <examples/parameter_sweep/common/SweepJobId.h>
 
 #include <filesystem>
+#include <string>
 
 namespace ParameterSweep {
 
@@ -27,5 +28,16 @@ struct JobFolder {
   std::filesystem::path output = path / "output";          ///< standard output and error of the job and its launcher
   std::filesystem::path result = path / "result.xml";      ///< the result or a refusal: the job has ended
 };
+
+/// The content of a file; empty when there is none.
+std::string readStoredFile(const std::filesystem::path& file);
+
+/// Gives a file its whole content at once: writes a sibling, flushes it to the disk and moves it into place, waiting
+/// while the file is busy. Who reads the file sees the old content or the new one, also after a kill or a loss of
+/// power. Throws `DvException` with nothing changed.
+void writeStoredFile(const std::filesystem::path& file, const std::string& content);
+
+/// Removes a file if there is one, waiting while it is busy.
+void removeStoredFile(const std::filesystem::path& file);
 
 }  // namespace ParameterSweep

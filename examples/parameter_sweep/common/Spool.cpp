@@ -1,5 +1,5 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
-#include <examples/parameter_sweep/common/StoredFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <fcntl.h>
 #include <unistd.h>
 
