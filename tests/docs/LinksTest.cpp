@@ -36,4 +36,24 @@ TEST(ManualLinks, OfTheFirstPageReachEveryPage) {
   }
 }
 
+/// Whether the page names each public header of the folder as "`NAME`", with or without its ending.
+void expectHeadersOn(const std::string& page, const std::string& folder, bool hasEnding) {
+  const std::string text = TestSupport::TemporaryFolder::read(ManualTests::pagePath(page));
+  for (const auto& entry : std::filesystem::directory_iterator(REPOSITORY "/" + folder)) {
+    const std::filesystem::path& file = entry.path();
+    if (file.extension() == ".h" && file.filename() != "RequestNamespace.h") {
+      const std::string name = (hasEnding ? file.filename() : file.stem()).string();
+      EXPECT_NE(text.find("| `" + name + "` |"), std::string::npos) << page << ": " << name;
+    }
+  }
+}
+
+TEST(ManualReference, ListsTheClassOfEveryHeaderOfTheLibrary) {
+  expectHeadersOn("api-reference.md", "Platform/RemoteComputation/Service/RequestHandlingBase", false);
+}
+
+TEST(ManualReference, TellsTheDutiesOfEveryHeaderOfTheContract) {
+  expectHeadersOn("service-layer.md", "service", true);
+}
+
 }  // namespace
