@@ -143,6 +143,7 @@ TEST_F(SweepRestartTest, SubmissionThatNeverReachedItsPlaceIsNoJob) {
   std::filesystem::create_directories(folder);
   m_folder.write("spool/jobs/" + jobId.getUniqueId() + "/request.xml.1.new", "<DV_Requ");
   std::filesystem::create_directories(std::filesystem::path(spool()) / "jobs" / "something else");
+  m_folder.write("spool/jobs/something else/request.xml", "no job");
   Server server(spool());
   EXPECT_EQ(server.client({"status", jobId.toString()}).exitCode, 5);
 }

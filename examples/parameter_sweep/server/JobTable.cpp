@@ -65,8 +65,13 @@ void JobTable::load() {
   std::multimap<fs::file_time_type, SweepJobId> accepted;
   for (const auto& entry : fs::directory_iterator(m_settings.spool / "jobs")) {
     // A folder without a request is a submission that was never accepted.
-    if (const fs::path request = entry.path() / "request.xml"; fs::exists(request)) {
-      accepted.emplace(fs::last_write_time(request), SweepJobId::fromText(entry.path().filename().string()));
+    const fs::path request = entry.path() / "request.xml";
+    try {
+      if (fs::exists(request)) {
+        accepted.emplace(fs::last_write_time(request), SweepJobId::fromText(entry.path().filename().string()));
+      }
+    } catch (const SweepFailure& failure) {
+      s_logger.logWARN("left alone: " + entry.path().string() + ": " + failure.what(), __FILE__, __func__, __LINE__);
     }
   }
   for (const auto& [time, jobId] : accepted) {

@@ -71,7 +71,6 @@ void ServerTransport::publish(const std::string& package) {
 
 void ServerTransport::run(SweepServer& server, const volatile std::sig_atomic_t& stop) {
   while (stop == 0) {
-    server.getJobs().attend();
     std::vector<zmq::pollitem_t> items{
         {m_requests, 0, ZMQ_POLLIN, 0}, {m_publisher, 0, ZMQ_POLLIN, 0}, {m_authentication, 0, ZMQ_POLLIN, 0}};
     for (const int descriptor : server.getJobs().getDescriptors()) {
@@ -82,6 +81,7 @@ void ServerTransport::run(SweepServer& server, const volatile std::sig_atomic_t&
       answerAuthentication();
       answerRequests();
       greetSubscribers(server);
+      server.getJobs().attend();
     } catch (const zmq::error_t& error) {
       // A signal interrupts whatever waits.
       if (error.num() != EINTR) {
