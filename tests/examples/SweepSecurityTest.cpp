@@ -93,7 +93,8 @@ TEST_F(SweepSecurityTest, ClientAtThePublishersPortIsToldToCheckThePort) {
       SweepTest::run(SweepTest::clientProgram(), {"--server", server.publisherAddress(), "--timeout", "5", "status",
                                                   "0123456789abcdef-0123456789abcdef-"
                                                   "0123456789abcdef"});
-  EXPECT_EQ(outcome.exitCode, 4);
+  // Either side may notice first.
+  EXPECT_TRUE(outcome.exitCode == 3 || outcome.exitCode == 4) << outcome.exitCode;
   EXPECT_NE(outcome.errors.find("check the port"), std::string::npos) << outcome.errors;
 }
 

@@ -74,7 +74,8 @@ std::string ServerConnection::receive() {
     const auto event = receiveEvent();
     if (event == ZMQ_EVENT_DISCONNECTED) {
       throw SweepFailure(FailureKind::Unreachable,
-                         "the server at " + server + " closed the connection: it ended, or the package is too large");
+                         "the server at " + server +
+                             " closed the connection: it ended, or the package is too large; or check the port");
     }
     if (event == ZMQ_EVENT_HANDSHAKE_FAILED_AUTH) {
       throw SweepFailure(FailureKind::AccessRefused, "the server at " + server + " refuses these keys; check --keys");
