@@ -190,4 +190,11 @@ int runProgram(int argc, char* argv[]) {
 
 }  // namespace ParameterSweep
 
-int main(int argc, char* argv[]) { return ParameterSweep::runProgram(argc, argv); }
+int main(int argc, char* argv[]) {
+  try {
+    return ParameterSweep::runProgram(argc, argv);
+  } catch (const std::exception& exception) {
+    std::cerr << "sweep-client: " << exception.what() << "\n";
+    return ParameterSweep::exitCode(ParameterSweep::FailureKind::Internal);
+  }
+}

@@ -49,7 +49,7 @@ fs::path makeClientKeys(const fs::path& folder, const std::string& name) {
   if (name == "server" || !std::regex_match(name, s_names)) {
     fail("'" + name + "' cannot name a client; use letters, digits, '-' and '_'");
   }
-  const fs::path clientFile = folder / (name + ".key");
+  fs::path clientFile = folder / (name + ".key");
   if (fs::exists(clientFile)) {
     fail("'" + clientFile.string() + "' exists; remove it to make new keys for this client");
   }

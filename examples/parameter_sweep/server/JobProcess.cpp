@@ -81,7 +81,7 @@ bool JobProcess::hasEnded() const {
   return ::poll(&item, 1, 0) > 0;
 }
 
-std::optional<int> JobProcess::reap() {
+std::optional<int> JobProcess::reap() const {
   siginfo_t ignored{};
   if (::waitid(P_PID, static_cast<id_t>(m_process), &ignored, WEXITED | WNOWAIT) != 0) {
     return std::nullopt;

@@ -35,7 +35,7 @@ class JobProcess {
 
   /// After the end: how the process ended, as `waitpid` tells it, and nothing of its group is left. Empty, and the
   /// group left alone, when another server started it, since only a parent may know.
-  std::optional<int> reap();
+  std::optional<int> reap() const;
 
   /// Asks the process group to end; a later call ends it by force once it had its time. Returns at once.
   void terminate();
