@@ -5,12 +5,12 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 
+#include "support/Memory.h"
 #include "support/Packages.h"
 #include "support/Peers.h"
 
@@ -56,16 +56,6 @@ std::unique_ptr<benchmarks::Peer> peerNamed(const std::string& name) {
   return makers.at(name)();
 }
 
-long statusKib(const std::string& field) {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.compare(0, field.size(), field) == 0) {
-      return std::atol(line.c_str() + field.size());
-    }
-  }
-  return -1;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -78,7 +68,7 @@ int main(int argc, char** argv) {
   const Fault fault = std::string(argv[3]) == "valid" ? Fault::none : Fault::element;
   peer->accepts(benchmarks::script(benchmarks::c_small, Fault::none));
   const std::string package = benchmarks::script(size, fault);
-  const long before = statusKib("VmRSS:");
+  const long before = benchmarks::statusKib("VmRSS:");
   const unsigned long allocationsBefore = s_allocations;
   if (peer->accepts(package) != (fault == Fault::none)) {
     std::fprintf(stderr, "a wrong verdict\n");
@@ -86,6 +76,6 @@ int main(int argc, char** argv) {
   }
   const unsigned long allocations = s_allocations - allocationsBefore;
   std::printf("{\"parser\": \"%s\", \"size\": %zu, \"package\": \"%s\", \"peak_kib\": %ld, \"allocations\": %lu}\n",
-              argv[1], size, argv[3], statusKib("VmHWM:") - before, allocations);
+              argv[1], size, argv[3], benchmarks::statusKib("VmHWM:") - before, allocations);
   return EXIT_SUCCESS;
 }

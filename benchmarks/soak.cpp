@@ -10,12 +10,12 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/Memory.h"
 #include "support/Packages.h"
 #include "support/Peers.h"
 
@@ -43,14 +43,7 @@ class CountingSink final : public spdlog::sinks::base_sink<spdlog::details::null
 
 long residentKib() {
   malloc_trim(0);
-  std::ifstream status("/proc/self/status");
-  const std::string field = "VmRSS:";
-  for (std::string line; std::getline(status, line);) {
-    if (line.compare(0, field.size(), field) == 0) {
-      return std::atol(line.c_str() + field.size());
-    }
-  }
-  return -1;
+  return benchmarks::statusKib("VmRSS:");
 }
 
 struct Outcome {

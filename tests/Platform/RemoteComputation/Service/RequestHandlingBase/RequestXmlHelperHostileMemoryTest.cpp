@@ -1,8 +1,7 @@
 // What documents leave behind, and what one costs at most: resident memory of the whole process.
 
-#include <malloc.h>
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperHostileFixture.h>
-#include <unistd.h>
+#include <tests/support/ResidentMemory.h>
 
 #include <fstream>
 #include <iostream>
@@ -19,15 +18,6 @@ using RequestXmlHelperTests::numbered;
 using RequestXmlHelperTests::repeated;
 
 constexpr long c_kibPerMib = 1024;
-
-/// The resident memory of this process, after what is free has been given back.
-long residentKib() {
-  malloc_trim(0);
-  long total = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> total >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
 
 /// The most that was resident since the last `forgetPeak`.
 long peakKib() {
@@ -121,11 +111,11 @@ TEST_P(RequestXmlHelperHostileNames, AreNotKept) {
   for (int index = 0; index < warmUp; ++index) {
     parseAny(GetParam().document(std::to_string(index)), GetParam().validate);
   }
-  const long before = residentKib();
+  const long before = TestSupport::residentKib();
   for (int index = warmUp; index < warmUp + documents; ++index) {
     parseAny(GetParam().document(std::to_string(index)), GetParam().validate);
   }
-  const long growth = residentKib() - before;
+  const long growth = TestSupport::residentKib() - before;
   record("growth", growth);
   if (!c_sanitized) {
     EXPECT_LT(growth, c_kibPerMib);
@@ -191,11 +181,11 @@ TEST_P(RequestXmlHelperHostileCost, IsBoundedByTheLengthOfTheDocument) {
   }
   const std::string document = GetParam().document(std::size_t{8} << 20U);
   const long lengthKib = static_cast<long>(document.size()) / 1024;
-  const long before = residentKib();
+  const long before = TestSupport::residentKib();
   forgetPeak();
   parseAny(document, GetParam().validate);
   const long peak = peakKib() - before;
-  const long after = residentKib() - before;
+  const long after = TestSupport::residentKib() - before;
   parseValid();
   TestSupport::RecordingLog::clear();
   record("peak_kib", peak);
@@ -216,7 +206,7 @@ TEST_F(RequestXmlHelperHostileMemory, BombsCostLittleWhenValidated) {
   for (const std::string& subset : {entities, attributes, choice}) {
     const std::string document =
         "<!DOCTYPE r [" + subset + "]><r>" + repeated("&a;", 100000) + repeated("<a/>", 100000) + "</r>";
-    const long before = residentKib();
+    const long before = TestSupport::residentKib();
     forgetPeak();
     parseAny(document, true);
     record("validated_kib", peakKib() - before);

@@ -1,16 +1,14 @@
 // Good and bad packages of every kind from eight threads at once: the same answer for the same package, no entry lost,
 // and memory as small as at the start.
 
-#include <malloc.h>
 #include <service/Logging.h>
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperHostileFixture.h>
-#include <unistd.h>
+#include <tests/support/ResidentMemory.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <numeric>
 #include <string>
@@ -41,14 +39,6 @@ struct Package {
 std::size_t packageCount() {
   const char* wanted = std::getenv("DV_TEST_SOAK_PACKAGES");
   return wanted != nullptr ? std::stoul(wanted) : c_sanitized ? 4000 : 20000;
-}
-
-long residentKib() {
-  malloc_trim(0);
-  long total = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> total >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
 /// The name of the root, or the message of the refusal.
@@ -129,9 +119,9 @@ TEST_F(RequestXmlHelperSoakMixed, SameAnswersNoLostEntryAndFlatMemory) {
   ASSERT_EQ(std::gcd(packages.size(), std::size_t{7919}), 1U) << "every package has its turn";
   const std::size_t entriesBefore = s_entries;
   parseAll(packages, packageCount() / 5);
-  const long before = residentKib();
+  const long before = TestSupport::residentKib();
   parseAll(packages, packageCount());
-  const long growth = residentKib() - before;
+  const long growth = TestSupport::residentKib() - before;
   std::cout << packageCount() << " packages, " << s_entries << " entries, growth " << growth << " KiB\n";
   RecordProperty("growth_kib", static_cast<int>(growth));
   EXPECT_EQ(m_wrongAnswers, 0U);

@@ -1,12 +1,10 @@
 // A hundred thousand failing and as many good parses leave the process as small as it was.
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
 #include <tests/support/InputSources.h>
-#include <unistd.h>
+#include <tests/support/ResidentMemory.h>
 
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <string>
@@ -39,15 +37,6 @@ constexpr int c_parses = 100000;
 #endif
 constexpr long c_allowedKib = 1024;
 
-/// The resident memory of this process, after what is free has been given back.
-long residentKib() {
-  malloc_trim(0);
-  long total = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> total >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
 class RequestXmlHelperSoak : public HelperTest {
  protected:
   /// Runs `parse` with as many numbers, after a tenth of them to warm up, and holds the growth against the limit.
@@ -57,13 +46,13 @@ class RequestXmlHelperSoak : public HelperTest {
       parse(index);
       TestSupport::RecordingLog::clear();
     }
-    const long before = residentKib();
+    const long before = TestSupport::residentKib();
     ASSERT_GT(before, 0);
     for (int index = 0; index < parses; ++index) {
       parse(index);
       TestSupport::RecordingLog::clear();
     }
-    const long growth = residentKib() - before;
+    const long growth = TestSupport::residentKib() - before;
     std::cout << "growth over " << parses << " parses: " << growth << " KiB\n";
     RecordProperty("growth_kib", std::to_string(growth));
     if (c_measured) {
