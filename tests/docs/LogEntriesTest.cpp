@@ -4,6 +4,7 @@
 #include <service/ExceptionHandling.h>
 #include <tests/docs/Pages.h>
 #include <tests/support/Documents.h>
+#include <tests/support/InputSources.h>
 #include <tests/support/Packages.h>
 #include <tests/support/RecordingLogging.h>
 #include <tests/support/ScriptedFiles.h>
@@ -15,15 +16,13 @@
 #include <string>
 #include <system_error>
 #include <vector>
-#include <xercesc/sax/InputSource.hpp>
-#include <xercesc/sax/SAXParseException.hpp>
-#include <xercesc/util/XMLException.hpp>
 
 namespace {
 
 using Drelvan::RequestXmlHelper;
 using Drelvan::WaitingFileUtilities;
 using TestSupport::LogEntry;
+using TestSupport::NoStreamSource;
 using TestSupport::RecordingLog;
 using TestSupport::ScriptedFiles;
 
@@ -54,27 +53,14 @@ std::vector<Row> rows() {
 
 void expectFailure(const std::function<void()>& parse) { EXPECT_THROW(parse(), Drelvan::DvException); }
 
-/// A source whose stream cannot be had.
-class ThrowingSource : public xercesc_3_1::InputSource {
- public:
-  explicit ThrowingSource(std::function<void()> fail) : m_fail(std::move(fail)) {}
-  xercesc_3_1::BinInputStream* makeStream() const override {
-    m_fail();
-    return nullptr;
-  }
-
- private:
-  std::function<void()> m_fail;
-};
-
 void parseEverything() {
   RequestXmlHelper& helper = RequestXmlHelper::getInstance();
   TestSupport::Document(helper.parse(TestSupport::requestPackage().text()));
   expectFailure([&] { helper.parse(TestSupport::undeclaredDocument()); });
   expectFailure([&] { helper.parse(TestSupport::brokenDocument()); });
   expectFailure([&] { helper.parse(std::string("<?xml version='1.2'?><DV_Request/>")); });
-  expectFailure([&] { helper.parse(ThrowingSource([] { throw std::runtime_error("no stream"); }), true); });
-  expectFailure([&] { helper.parse(ThrowingSource([] { throw 1; }), true); });
+  expectFailure([&] { helper.parse(NoStreamSource([] { throw std::runtime_error("no stream"); }), true); });
+  expectFailure([&] { helper.parse(NoStreamSource([] { throw 1; }), true); });
   ScriptedFiles::setExists(false);
   expectFailure([&] { helper.parseFile("missing.xml", true); });
   helper.addSchema(Drelvan::BaseRequestHandlingSchema());
