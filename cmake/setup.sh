@@ -1,13 +1,20 @@
-# Set-up shared by ./run, ./test and .ci/run; sourced by them, with `root` set to the repository's folder.
+# Set-up shared by the scripts of this repository; sourced by them, with `root` set to its folder.
 #
 # Whatever keeps the work from starting ends the script with exit code 10.
 
 say() { printf '== %s\n' "$*"; }
 
-fail() {
-  printf '%s: %s\n' "${0##*/}" "$1" >&2
-  exit 10
+# end_with CODE TEXT: says why, and ends the script.
+end_with() {
+  printf '%s: %s\n' "${0##*/}" "$2" >&2
+  exit "$1"
 }
+
+# fail TEXT: what keeps the work from starting.
+fail() { end_with 10 "$1"; }
+
+# refuse TEXT: what a check found wrong.
+refuse() { end_with 1 "$1"; }
 
 # listed_packages SECTION...: the packages of these sections of packages.txt.
 listed_packages() {
