@@ -113,6 +113,25 @@ class NamedFileInputSource final : public xercesc_3_1::LocalFileInputSource {
   const std::string& m_name;
 };
 
+/// The outcome of `attempt`, with `log` called for its failure. One that was raised beside the parse, by the set-up or
+/// a log entry, is logged too and goes on.
+template <typename Attempt, typename Log>
+auto tryLogged(Attempt attempt, Log log) {
+  const auto guarded = [&] {
+    try {
+      return attempt();
+    } catch (const DvExceptionNested& exception) {
+      log(exception);
+      throw;
+    }
+  };
+  auto outcome = guarded();
+  if (outcome.failure) {
+    log(*outcome.failure);
+  }
+  return outcome;
+}
+
 DvExceptionNested parseFailure(const std::string& logText, const char* message, int line) {
   s_logger.logDEBUG(logText, __FILE__, c_parseSourceSignature, line);
   return {message, c_group, c_parse, __FILE__, line};
@@ -266,7 +285,7 @@ RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const xercesc_3_1::InputSou
   if (!outcome.failure && m_errorHandler->hasErrors()) {
     m_parser.resetDocumentPool();
     const std::string message = "Errors occurred while parsing input: " + m_errorHandler->getErrorMessage();
-    outcome.failure = parseFailure(message, message.c_str(), __LINE__);
+    outcome.failure.emplace(parseFailure(message, message.c_str(), __LINE__));
   }
   if (!outcome.failure) {
     outcome.document = m_parser.adoptDocument();
@@ -287,20 +306,21 @@ void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool va
     m_parser.setValidationScheme(scheme);
   } catch (const xercesc_3_1::XMLException& exception) {
     recover();
-    outcome.failure = parseFailure("XMLException parsing input: " + toText(exception.getMessage()),
-                                   "XMLException parsing input", __LINE__);
+    outcome.failure.emplace(parseFailure("XMLException parsing input: " + toText(exception.getMessage()),
+                                         "XMLException parsing input", __LINE__));
   } catch (const xercesc_3_1::DOMException& exception) {
     recover();
-    outcome.failure = parseFailure("DOMException parsing input: " + toText(exception.getMessage()),
-                                   "DOMException parsing input", __LINE__);
+    outcome.failure.emplace(parseFailure("DOMException parsing input: " + toText(exception.getMessage()),
+                                         "DOMException parsing input", __LINE__));
   } catch (const std::exception& exception) {
     recover();
     // Callers know only the two parser library's texts: this one shares the second.
-    outcome.failure = parseFailure(std::string("Exception parsing input: ") + exception.what(),
-                                   "DOMException parsing input", __LINE__);
+    outcome.failure.emplace(parseFailure(std::string("Exception parsing input: ") + exception.what(),
+                                         "DOMException parsing input", __LINE__));
   } catch (...) {
     recover();
-    outcome.failure = parseFailure("Unknown exception parsing input.", "Unknown exception parsing input.", __LINE__);
+    outcome.failure.emplace(
+        parseFailure("Unknown exception parsing input.", "Unknown exception parsing input.", __LINE__));
   }
 }
 
@@ -308,21 +328,10 @@ RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const char* text) {
   const auto length = static_cast<std::uint32_t>(std::strlen(text));
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text), length, c_memorySystemId, false,
                                               XMLPlatformUtils::fgMemoryManager);
-  const auto logInput = [&] {
+  const auto logInput = [&](const DvExceptionNested&) {
     s_logger.logTRACE(joined("Input string:\n", text), __FILE__, c_parseBufferSignature, __LINE__);
   };
-  Outcome outcome;
-  try {
-    outcome = tryParse(source, true);
-  } catch (const DvExceptionNested&) {
-    // Raised beside the parse, by the set-up or a log entry.
-    logInput();
-    throw;
-  }
-  if (outcome.failure) {
-    logInput();
-  }
-  return outcome;
+  return tryLogged([&] { return tryParse(source, true); }, logInput);
 }
 
 DOMDocument* RequestXmlHelper::parse(const xercesc_3_1::InputSource& source, bool validate) {
