@@ -349,25 +349,15 @@ DOMDocument* RequestXmlHelper::parse(const std::string& input) {
     s_logger.logERROR(joined(std::string("Input parsing error: ") + failure.what() + "\nInput:\n", input), __FILE__,
                       c_parseStringSignature, __LINE__);
   };
-  Outcome outcome;
-  try {
-    outcome = tryParse(copy.c_str() + logged.size());
-  } catch (const DvExceptionNested& exception) {
-    logFailure(exception);
-    throw;
-  }
-  if (outcome.failure) {
-    logFailure(*outcome.failure);
-  }
-  return outcome.documentOrThrow();
+  return tryLogged([&] { return tryParse(copy.c_str() + logged.size()); }, logFailure).documentOrThrow();
 }
 
 DOMDocument* RequestXmlHelper::parseFile(const FileName& file, bool validate) {
-  const std::string name = file.toString();
   if (!FileUtilities::exists(file, false)) {
-    s_logger.logWARN("File dosn't exist: " + name, __FILE__, c_parseFileSignature, __LINE__);
+    s_logger.logWARN("File dosn't exist: " + file.toString(), __FILE__, c_parseFileSignature, __LINE__);
     throw DvExceptionNested("File doesn't exist.", c_group, c_parseFile, __FILE__, __LINE__);
   }
+  const std::string name = file.toString();
   const std::u16string shownName = boost::locale::conv::utf_to_utf<char16_t>(name);
   const NamedFileInputSource source(shownName.c_str(), name);
   return parse(source, validate);
