@@ -5,6 +5,7 @@
 #include <boost/chrono/duration.hpp>
 #include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/thread.hpp>
+#include <cstdint>
 #include <string>
 
 namespace Drelvan {
@@ -20,10 +21,15 @@ struct Texts {
   const char* signature;
   const char* verb;         ///< "copy"
   const char* progressive;  ///< "copying"
-  std::string files;        ///< the file names in quotes
-};
+  const FileName& source;
+  const FileName* target;  ///< null for an operation on one file
 
-std::string quoted(const FileName& file) { return "'" + file.toString() + "'"; }
+  /// The file names in quotes. Composed when a message needs them: a try that succeeds asks for no name.
+  std::string files() const {
+    const std::string first = "'" + source.toString() + "'";
+    return target == nullptr ? first : first + " to '" + target->toString() + "'";
+  }
+};
 
 /// Sleeps at an interruption point; a wait beyond the clock's range lasts as long as the clock can tell.
 void waitFor(unsigned long waitMilliseconds) {
@@ -31,13 +37,14 @@ void waitFor(unsigned long waitMilliseconds) {
   using boost::chrono::milliseconds;
   using Clock = boost::chrono::steady_clock;
   const auto longest = duration_cast<milliseconds>(Clock::time_point::max() - Clock::now()).count() - 1000;
-  const auto clamped = std::min(waitMilliseconds, static_cast<unsigned long>(longest));
+  // An unsigned long may be narrower than the clock's range, or reach beyond it.
+  const auto clamped = std::min<std::uintmax_t>(waitMilliseconds, static_cast<std::uintmax_t>(longest));
   boost::this_thread::sleep_for(milliseconds(static_cast<milliseconds::rep>(clamped)));
 }
 
 void logFailedTry(const Texts& texts, const std::string& kind, const std::string& reason,
                   unsigned long waitMilliseconds, long long index, int tries) {
-  s_logger.logDEBUG(kind + " " + texts.progressive + " " + texts.files + reason + "\nWaiting " +
+  s_logger.logDEBUG(kind + " " + texts.progressive + " " + texts.files() + reason + "\nWaiting " +
                         std::to_string(waitMilliseconds) + "ms to retry (" + std::to_string(index) + "/" +
                         std::to_string(tries) + ")...",
                     __FILE__, texts.signature, __LINE__);
@@ -66,7 +73,7 @@ void tryRepeatedly(const Texts& texts, Operation operation, unsigned long waitMi
     }
     waitFor(waitMilliseconds);
   }
-  s_logger.logINFO(std::string("Could not ") + texts.verb + " " + texts.files + "! Doing one last try...", __FILE__,
+  s_logger.logINFO(std::string("Could not ") + texts.verb + " " + texts.files() + "! Doing one last try...", __FILE__,
                    texts.signature, __LINE__);
   operation();
 }
@@ -82,7 +89,7 @@ void WaitingFileUtilities::waitingCopy(const FileName& source, const FileName& t
   const Texts texts{
       "void __cdecl Drelvan::WaitingFileUtilities::waitingCopy(const class Drelvan::FileName &,"
       "const class Drelvan::FileName &,unsigned long,int)",
-      "copy", "copying", quoted(source) + " to " + quoted(target)};
+      "copy", "copying", source, &target};
   tryRepeatedly(
       texts, [&] { FileUtilities::copyFile(source, target); }, waitMilliseconds, tries);
 }
@@ -92,7 +99,7 @@ void WaitingFileUtilities::waitingRename(const FileName& oldName, const FileName
   const Texts texts{
       "void __cdecl Drelvan::WaitingFileUtilities::waitingRename(const class Drelvan::FileName &,"
       "const class Drelvan::FileName &,unsigned long,int)",
-      "rename", "renaming", quoted(oldName) + " to " + quoted(newName)};
+      "rename", "renaming", oldName, &newName};
   tryRepeatedly(
       texts, [&] { FileUtilities::rename(oldName, newName); }, waitMilliseconds, tries);
 }
@@ -101,7 +108,7 @@ void WaitingFileUtilities::waitingRemove(const FileName& file, unsigned long wai
   const Texts texts{
       "void __cdecl Drelvan::WaitingFileUtilities::waitingRemove(const class Drelvan::FileName &,"
       "unsigned long,int)",
-      "remove", "removing", quoted(file)};
+      "remove", "removing", file, nullptr};
   tryRepeatedly(
       texts, [&] { FileUtilities::remove(file); }, waitMilliseconds, tries);
 }

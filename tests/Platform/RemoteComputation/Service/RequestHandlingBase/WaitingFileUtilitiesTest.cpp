@@ -4,6 +4,7 @@
 #include <tests/support/ScriptedFiles.h>
 
 #include <boost/chrono/duration.hpp>
+#include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/thread.hpp>
 #include <climits>
 #include <cstddef>
@@ -390,6 +391,15 @@ TEST_P(WaitingFileUtilitiesCalls, LongWaitsAreNotShortAndEndWithAnInterruption) 
     EXPECT_EQ(ScriptedFiles::calls().size(), 1U) << wait;
     EXPECT_EQ(RecordingLog::entries().size(), 1U) << wait;
   }
+}
+
+TEST_P(WaitingFileUtilitiesCalls, WaitMilliseconds) {
+  using boost::chrono::milliseconds;
+  onCall([](int) { throw fileFailure(); });
+  const auto start = boost::chrono::steady_clock::now();
+  EXPECT_THROW(run(30, 3), FileNameException);
+  // Two waits; how much later a busy machine goes on is no matter of the library.
+  EXPECT_GE(boost::chrono::steady_clock::now() - start, milliseconds(60));
 }
 
 TEST_P(WaitingFileUtilitiesCalls, KeepNothingBetweenThreads) {
