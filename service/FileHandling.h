@@ -36,7 +36,8 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileName {
 
 /// The failure of a file operation: which files, the system's reason and its error code.
 ///
-/// The message reads "cannot VERB 'source' to 'target': reason (error N)", without the target where there is none.
+/// The message reads "cannot VERB 'source' to 'target': reason (error N)", without the target where there is none, and
+/// with "\0" for a NUL byte in a name.
 /// Threads and copies: as for `DvException`.
 class DVMSERVICE_FILEHANDLING_EXPORT FileNameException : public DvException {
  public:
@@ -67,7 +68,8 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileNameException : public DvException {
 
 /// File operations that either do the whole thing or leave everything as it was.
 ///
-/// Threads: every operation may be called from any thread. Each failure is a `FileNameException`.
+/// Threads: every operation may be called from any thread. Each failure is a `FileNameException`. A name that holds a
+/// NUL byte is refused, since the system would take it for a shorter one.
 class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
  public:
   /// Whether `file` exists. With `flag` false any file, directory or other entry counts, with `flag` true only a

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
@@ -28,10 +29,18 @@ constexpr const char* c_remove = "Drelvan::FileUtilities::remove";
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
+/// The system would act on another file: to it the name ends there.
+bool holdsNul(const FileName& file) { return file.toString().find('\0') != std::string::npos; }
+
+/// The name as messages have it, which end at a NUL too.
+std::string shown(const FileName& file) {
+  return "'" + boost::algorithm::replace_all_copy(file.toString(), std::string(1, '\0'), "\\0") + "'";
+}
+
 std::string composeMessage(const char* verb, const FileName& source, const FileName& target, std::error_code error) {
-  std::string text = std::string("cannot ") + verb + " '" + source.toString() + "'";
+  std::string text = std::string("cannot ") + verb + " " + shown(source);
   if (!target.toString().empty()) {
-    text += " to '" + target.toString() + "'";
+    text += " to " + shown(target);
   }
   return text + ": " + error.message() + " (error " + std::to_string(error.value()) + ")";
 }
@@ -106,6 +115,9 @@ class Copy {
   }
 
   Descriptor openSource() {
+    if (holdsNul(m_source) || holdsNul(m_target)) {
+      fail(std::make_error_code(std::errc::invalid_argument), __LINE__);
+    }
     Descriptor from(::open(m_source.toString().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     check(from.number() >= 0, __LINE__);
     check(::fstat(from.number(), &m_status) == 0, __LINE__);
@@ -246,12 +258,16 @@ std::error_code FileNameException::getErrorCode() const noexcept { return m_file
 bool FileUtilities::exists(const FileName& file, bool flag) {
   std::error_code ignored;
   const fs::file_status status = fs::status(file.toString(), ignored);
-  return flag ? fs::is_regular_file(status) : fs::exists(status);
+  return !holdsNul(file) && (flag ? fs::is_regular_file(status) : fs::exists(status));
 }
 
 void FileUtilities::copyFile(const FileName& source, const FileName& target) { Copy(source, target).run(); }
 
 void FileUtilities::rename(const FileName& source, const FileName& target) {
+  if (holdsNul(source) || holdsNul(target)) {
+    throw FileNameException("rename", source, target, std::make_error_code(std::errc::invalid_argument), c_rename,
+                            __FILE__, __LINE__);
+  }
   if (::rename(source.toString().c_str(), target.toString().c_str()) == 0) {
     return;
   }
@@ -265,6 +281,10 @@ void FileUtilities::rename(const FileName& source, const FileName& target) {
 }
 
 void FileUtilities::remove(const FileName& file) {
+  if (holdsNul(file)) {
+    throw FileNameException("remove", file, FileName(""), std::make_error_code(std::errc::invalid_argument), c_remove,
+                            __FILE__, __LINE__);
+  }
   if (::unlink(file.toString().c_str()) != 0) {
     throw FileNameException("remove", file, FileName(""), lastError(), c_remove, __FILE__, __LINE__);
   }
