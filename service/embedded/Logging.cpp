@@ -40,6 +40,11 @@ const char* endOfLine(const char* begin, const char* end, bool hasReturns) {
   return feed == nullptr ? end : static_cast<const char*>(feed);
 }
 
+/// The characters that end a line there; a return and the feed after it are one end.
+std::size_t lengthOfLineEnd(const char* begin, const char* end) {
+  return *begin == '\r' && begin + 1 != end && begin[1] == '\n' ? 2 : 1;
+}
+
 /// Goes by whole lines and seldom allocates twice: entries with rejected inputs are many megabytes long.
 std::string indentFurtherLines(spdlog::string_view_t text) {
   const bool hasReturns = contains(text, '\r');
@@ -51,7 +56,7 @@ std::string indentFurtherLines(spdlog::string_view_t text) {
     result.append(place, end);
     if (end != text.end()) {
       result.append(1, '\n').append(c_indentation);
-      ++end;
+      end += lengthOfLineEnd(end, text.end());
     }
     place = end;
   }

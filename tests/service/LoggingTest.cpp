@@ -129,6 +129,8 @@ TEST(LoggingText, IndentsFurtherLines) {
               {"", {"I unit.cpp:3 "}},
               {"one\n" + forged, {"I unit.cpp:3 one", "    " + forged}},
               {"one\r" + forged, {"I unit.cpp:3 one", "    " + forged}},
+              {"one\r\ntwo\r\n", {"I unit.cpp:3 one", "    two", "    "}},
+              {"one\r\rtwo\n\rthree\r", {"I unit.cpp:3 one", "    ", "    two", "    ", "    three", "    "}},
               {"one\n\ntwo\n", {"I unit.cpp:3 one", "    ", "    two", "    "}},
               {"\n" + forged, {"I unit.cpp:3 ", "    " + forged}},
               {"one\n  two", {"I unit.cpp:3 one", "      two"}}};
