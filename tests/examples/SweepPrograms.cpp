@@ -111,7 +111,11 @@ Server::Server(const std::string& spool, const Arguments& arguments) {
   m_publisherPort = wordAfter(greeting, "publisherPort:");
 }
 
-Server::~Server() { stop(); }
+Server::~Server() {
+  if (!m_wasEnded) {
+    EXPECT_EQ(stop(), 0) << TemporaryFolder::read(m_folder.file("err"));
+  }
+}
 
 Outcome Server::client(Arguments arguments) const {
   arguments.insert(arguments.begin(), {"--server", address()});
@@ -136,11 +140,13 @@ std::string Server::waitForState(const std::string& job, const std::string& want
 }
 
 void Server::kill() {
+  m_wasEnded = true;
   ::kill(m_child.id(), SIGKILL);
   m_child.wait();
 }
 
 int Server::stop() {
+  m_wasEnded = true;
   if (m_child.running()) {
     ::kill(m_child.id(), SIGTERM);
   }

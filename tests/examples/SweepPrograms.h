@@ -43,7 +43,8 @@ class RunningClient {
   boost::process::child m_child;
 };
 
-/// A sweep-server, with free ports unless the arguments name some, as long as the object exists.
+/// A sweep-server, with free ports unless the arguments name some, as long as the object exists. The test fails when it
+/// does not end in order.
 class Server {
  public:
   /// Starts it and waits until it is ready. Fails the test when it does not get so far.
@@ -78,6 +79,7 @@ class Server {
   boost::process::child m_child;
   std::string m_requestPort;
   std::string m_publisherPort;
+  bool m_wasEnded = false;
 };
 
 /// Whether `condition` becomes true within a minute.
