@@ -4,11 +4,11 @@
 #include <tools/dvrequest/LibraryLog.h>
 #include <tools/dvrequest/Text.h>
 
+#include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <string>
 
@@ -44,9 +44,9 @@ int run(const FileOptions& options, const Action& action) {
 }
 
 std::string checkTries(const std::string& text) {
-  constexpr int most = std::numeric_limits<int>::max();
-  const bool isEndless = text == "-1";
-  return isEndless ? std::string() : CLI::Range(1, most)(text).empty() ? "" : "use a number from 1, or -1 for no end";
+  int tries = 0;
+  const bool isNumber = boost::conversion::try_lexical_convert(text, tries);
+  return isNumber && (tries >= 1 || tries == -1) ? "" : "use a number from 1, or -1 for no end";
 }
 
 CLI::App& addCommand(CLI::App& program, int& exitCode, const std::string& name, const std::string& description,

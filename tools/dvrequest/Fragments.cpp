@@ -19,9 +19,7 @@ Fragment::Fragment(const std::string& file) : m_file(file) { m_schema = readAll(
 
 const std::string& Fragment::getFile() const { return m_file; }
 
-std::vector<Fragment> readFragments(const std::vector<std::string>& files) {
-  return std::vector<Fragment>(files.begin(), files.end());
-}
+std::vector<Fragment> readFragments(const std::vector<std::string>& files) { return {files.begin(), files.end()}; }
 
 std::string combinedSchema(const std::vector<Fragment>& fragments) {
   CombinedSchema combined;

@@ -33,16 +33,16 @@ Json portOrNull(int port) { return port < 0 ? Json() : Json(port); }
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
-Json toJson(const Allowed& value);
-Json toJson(const Diagnostic& value);
-Json toJson(const Job& value);
-Json toJson(const Host& value);
-Json toJson(const Parameter& value);
-Json toJson(const ParameterVector& value);
-Json toJson(const Data& value);
-Json toJson(const Failure& value);
-Json toJson(const LogText& value);
-Json toJson(const Entry& value);
+Json toJson(const Allowed& allowed);
+Json toJson(const Diagnostic& diagnostic);
+Json toJson(const Job& job);
+Json toJson(const Host& host);
+Json toJson(const Parameter& parameter);
+Json toJson(const ParameterVector& vector);
+Json toJson(const Data& data);
+Json toJson(const Failure& failure);
+Json toJson(const LogText& entry);
+Json toJson(const Entry& entry);
 
 template <typename Value>
 Json toArray(const std::vector<Value>& values) {

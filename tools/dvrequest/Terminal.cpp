@@ -13,7 +13,7 @@ constexpr std::chrono::milliseconds c_patience(400);
 constexpr std::size_t c_barWidth = 30;
 
 std::string environment(const char* name) {
-  const char* value = std::getenv(name);
+  const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing here sets variables
   return value == nullptr ? std::string() : std::string(value);
 }
 
