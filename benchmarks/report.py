@@ -94,7 +94,8 @@ def memory_gib():
 
 
 def machine_section(load):
-    packages = ["libxerces-c-dev", "libxml2-dev", "xsdcxx", "libbenchmark-dev", "libspdlog-dev", "libboost1.81-dev", "uuid-dev"]
+    packages = ["libxerces-c-dev", "libxml2-dev", "xsdcxx", "libbenchmark-dev", "libspdlog-dev", "libboost1.81-dev", "libzmq3-dev",
+                "uuid-dev"]
     rows = [
         ["processor", f"{processor()}, {os.cpu_count()} cores"],
         ["memory", f"{memory_gib():.0f} GiB"],
@@ -227,6 +228,22 @@ def soak_section(entries):
     return "## Long runs\n\nGrowth of the resident size after a fiftieth of the run.\n\n" + table(head, rows)
 
 
+def sweep_section(path):
+    """From the lines that sweep-benchmark printed."""
+    rows = []
+    with open(path, encoding="utf-8") as file:
+        for line in file:
+            what, count, rate, median, slowest = re.match(
+                r"(.+?) +(\d+) times +([\d.]+)/s +([\d.]+) us median +([\d.]+) us 99th percentile", line
+            ).groups()
+            rows.append([what, count, f"{float(rate):,.0f}/s", shown(1e3 * float(median)), shown(1e3 * float(slowest))])
+    text = (
+        "## A whole service\n\nThe programs of `examples/parameter_sweep`, by the clock: one client and one server over "
+        "loopback, beside the parsing of the same packages alone and the bare start of a process.\n\n"
+    )
+    return text + table(["what", "times", "rate", "median", "99th percentile"], rows)
+
+
 def plot(path, title, axes, series, logarithmic):
     script = f"set terminal svg size 720,420 background 'white'\nset output '{path}'\nset title '{title}'\n"
     script += f"set xlabel '{axes[0]}'\nset ylabel '{axes[1]}'\nset key outside right\nset grid\n{logarithmic}\n"
@@ -277,6 +294,7 @@ def main(results, docs):
     text += fragments_section(processor_times) + "![fragments](benchmarks/fragments.svg)\n\n"
     text += threads_section(clock_times) + values_section(value_times)
     text += copy_section(lines(f"{results}/copy.jsonl")) + soak_section(lines(f"{results}/soak.jsonl"))
+    text += sweep_section(f"{results}/sweep.txt")
     os.makedirs(f"{docs}/benchmarks", exist_ok=True)
     load = " ".join(f"{value:.1f}" for value in os.getloadavg())
     text += machine_section(load)
