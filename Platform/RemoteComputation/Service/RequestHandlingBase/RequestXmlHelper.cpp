@@ -9,6 +9,8 @@
 #include <exception>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <xercesc/dom/DOMException.hpp>
@@ -135,6 +137,16 @@ auto tryLogged(Attempt attempt, Log log) {
 DvExceptionNested parseFailure(const std::string& logText, const char* message, int line) {
   s_logger.logDEBUG(logText, __FILE__, c_parseSourceSignature, line);
   return {message, c_group, c_parse, __FILE__, line};
+}
+
+/// The failure for an exception of the parser library. It keeps the text alone: programs keep failures, while that
+/// exception must be gone before the platform is.
+DvExceptionNested libraryFailure(const char* message, const std::string& text, int line) {
+  try {
+    throw std::runtime_error(text);
+  } catch (const std::runtime_error&) {
+    return parseFailure(message + (": " + text), message, line);
+  }
 }
 
 }  // namespace
@@ -306,12 +318,10 @@ void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool va
     m_parser.setValidationScheme(scheme);
   } catch (const xercesc_3_1::XMLException& exception) {
     recover();
-    outcome.failure.emplace(parseFailure("XMLException parsing input: " + toText(exception.getMessage()),
-                                         "XMLException parsing input", __LINE__));
+    outcome.failure.emplace(libraryFailure("XMLException parsing input", toText(exception.getMessage()), __LINE__));
   } catch (const xercesc_3_1::DOMException& exception) {
     recover();
-    outcome.failure.emplace(parseFailure("DOMException parsing input: " + toText(exception.getMessage()),
-                                         "DOMException parsing input", __LINE__));
+    outcome.failure.emplace(libraryFailure("DOMException parsing input", toText(exception.getMessage()), __LINE__));
   } catch (const std::exception& exception) {
     recover();
     // Callers know only the two parser library's texts: this one shares the second.

@@ -28,8 +28,9 @@ namespace Drelvan {
 /// start-up.
 ///
 /// Every failed parse throws `DvExceptionNested` with the group "RequestHandling"; the instance is usable afterwards,
-/// and nothing of the failed document is kept. What comes from outside a parse (the set-up, locks, exhausted memory)
-/// passes through as it is.
+/// and nothing of the failed document is kept. The failure may outlive the instance: of the parser library's own
+/// exceptions it nests the text, as a `std::runtime_error`; any other exception of an input source it nests as it is.
+/// What comes from outside a parse (the set-up, locks, exhausted memory) passes through as it is.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
  public:
   /// Records the problems that the parser reports; each is logged at ERROR with its position.

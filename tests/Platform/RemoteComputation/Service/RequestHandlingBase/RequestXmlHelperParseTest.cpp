@@ -8,6 +8,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -577,6 +578,23 @@ TEST_F(RequestXmlHelperParse, ExceptionOfTheInputEntryStopsTheParse) {
   EXPECT_THROW(helper().parse(requestPackage().text()), std::runtime_error);
   EXPECT_THAT(takeEntries(), IsEmpty());
   expectUsable();
+}
+
+TEST_F(RequestXmlHelperParse, FailureOfTheParserLibraryKeepsItsTextBeyondThePlatform) {
+  std::optional<DvExceptionNested> kept;
+  std::string text;
+  try {
+    helper().parse(std::string("<?xml version='1.2'?><a/>"));
+  } catch (const DvExceptionNested& exception) {
+    kept.emplace(exception);
+    text = takeEntries().at(1).message;
+    RequestXmlHelper::reset(true);
+  }
+  ASSERT_TRUE(kept.has_value());
+  EXPECT_STREQ(kept->what(), "DOMException parsing input");
+  ASSERT_THAT(text, StartsWith("DOMException parsing input: "));
+  EXPECT_THROW(std::rethrow_exception(kept->getNested()), std::runtime_error);
+  EXPECT_EQ(kept->describe().substr(kept->describe().find('\n') + 1), text.substr(text.find(": ") + 2));
 }
 
 TEST_F(RequestXmlHelperParse, CaughtExceptionIsTheOneThatWasThrown) {
