@@ -117,9 +117,29 @@ TEST_F(SweepClientTest, ResultThatCannotBeWrittenIsNamed) {
   server.client({"wait", job});
   const Outcome outcome = server.client({"result", job, "--output", m_folder.file("nowhere/out.csv")});
   EXPECT_EQ(outcome.exitCode, 14);
-  EXPECT_NE(outcome.errors.find("No such file or directory"), std::string::npos) << outcome.errors;
+  EXPECT_NE(outcome.errors.find("'" + m_folder.file("nowhere/out.csv") + "': No such file"), std::string::npos)
+      << outcome.errors;
   EXPECT_EQ(server.client({"result", job, "--output", "/dev/full"}).exitCode, 14);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+}
+
+TEST_F(SweepClientTest, DrawingNeedsAGnuplotThatWorks) {
+  const SweepTest::Server server(m_folder.file("spool"));
+  const std::string job = server.submit("amplitude", SWEEP_MODEL);
+  server.client({"wait", job});
+  const std::string drawing = m_folder.write("result.svg", "old");
+  const auto plotWithPath = [&](const std::string& path) {
+    return SweepTest::run("/usr/bin/env", {"PATH=" + path, SweepTest::clientProgram(), "--server", server.address(),
+                                           "result", job, "--plot", drawing});
+  };
+  const Outcome missing = plotWithPath(m_folder.file("nowhere"));
+  EXPECT_EQ(missing.exitCode, 14);
+  EXPECT_EQ(missing.errors, "sweep-client: gnuplot cannot be found; install it, or leave --plot out\n");
+  std::filesystem::permissions(m_folder.write("gnuplot", "#!/bin/sh\nexit 1\n"), std::filesystem::perms::owner_all);
+  const Outcome failing = plotWithPath(std::filesystem::path(drawing).parent_path().string());
+  EXPECT_EQ(failing.exitCode, 14);
+  EXPECT_EQ(failing.errors, "sweep-client: gnuplot could not draw the result\n");
+  EXPECT_EQ(TestSupport::TemporaryFolder::read(drawing), "old");
 }
 
 }  // namespace

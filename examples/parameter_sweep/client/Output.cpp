@@ -1,4 +1,3 @@
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
 #include <examples/parameter_sweep/client/Output.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/Spool.h>
@@ -6,9 +5,11 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/process.hpp>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <sstream>
 
@@ -25,35 +26,6 @@ void write(std::ostream& stream, const std::string& text) {
     throw SweepFailure(FailureKind::LocalTrouble, "the answer cannot be written whole; check where it goes");
   }
 }
-
-/// A file that is gone with this object.
-class TemporaryFile {
- public:
-  TemporaryFile() : m_path(fs::temp_directory_path() / ("sweep-" + Drelvan::UniqueID::generateId())) {}
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    std::error_code ignored;
-    fs::remove(m_path, ignored);
-  }
-
-  std::string name() const { return m_path.string(); }
-
-  /// Puts a copy where the user wants it, waiting while that file is busy.
-  void copyTo(const std::string& file) const {
-    constexpr unsigned long c_waitMilliseconds = 100;
-    constexpr int c_tries = 5;
-    if (fs::exists(file) && !fs::is_regular_file(file)) {  // a pipe or a device is written to, never replaced
-      std::ofstream stream(file, std::ios::binary);
-      write(stream, readStoredFile(m_path));
-    } else {
-      Drelvan::WaitingFileUtilities::waitingCopy(name(), file, c_waitMilliseconds, c_tries);
-    }
-  }
-
- private:
-  fs::path m_path;
-};
 
 std::string toTime(std::int64_t milliseconds) {
   return boost::posix_time::to_iso_extended_string(boost::posix_time::from_time_t(milliseconds / 1000)) + "Z";
@@ -134,31 +106,33 @@ std::string toLines(const JobMessages& log) {
 void writeOutput(const std::string& file, const std::string& text) {
   if (file.empty()) {
     write(std::cout, text);
-    return;
+  } else if (fs::exists(file) && !fs::is_regular_file(file)) {  // a pipe or a device is written to, never replaced
+    std::ofstream stream(file, std::ios::binary);
+    write(stream, text);
+  } else {
+    writeStoredFile(fs::absolute(file), text);
   }
-  const TemporaryFile temporary;
-  writeStoredFile(temporary.name(), text);
-  temporary.copyTo(file);
 }
 
 void plot(const SweepResult& result, const std::string& file) {
-  const TemporaryFile temporary;
-  // Made here, so that the drawing gets the permissions of the user's other files.
-  writeStoredFile(temporary.name(), "");
-  bp::opstream script;
-  try {
-    bp::child gnuplot(bp::search_path("gnuplot"), bp::std_in<script, bp::std_out> temporary.name(),
-                      bp::std_err > bp::null);
-    script << plotScript(result) << std::flush;
-    script.pipe().close();
-    gnuplot.wait();
-    if (gnuplot.exit_code() != 0) {
-      throw SweepFailure(FailureKind::LocalTrouble, "gnuplot could not draw the result");
-    }
-  } catch (const bp::process_error&) {
-    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot cannot be started; install it, or leave --plot out");
+  const auto program = bp::search_path("gnuplot");
+  if (program.empty()) {
+    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot cannot be found; install it, or leave --plot out");
   }
-  temporary.copyTo(file);
+  // The exit code tells of a gnuplot that ends before it has read everything.
+  const auto onBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
+  bp::opstream script;
+  bp::ipstream drawing;
+  bp::child gnuplot(program, bp::std_in<script, bp::std_out> drawing, bp::std_err > bp::null);
+  script << plotScript(result) << std::flush;
+  script.pipe().close();
+  const std::string svg{std::istreambuf_iterator<char>(drawing), {}};
+  gnuplot.wait();
+  std::signal(SIGPIPE, onBrokenPipe);
+  if (gnuplot.exit_code() != 0) {
+    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot could not draw the result");
+  }
+  writeOutput(file, svg);
 }
 
 int exitCode(FailureKind kind) {

@@ -50,7 +50,7 @@ void writeStoredFile(const fs::path& file, const std::string& content) {
     stream << content;
     stream.close();
     if (!stream) {
-      fail(sibling);
+      fail(file);
     }
     flush(sibling);
     WaitingFileUtilities::waitingRename(sibling, file.string(), c_waitMilliseconds, c_tries);
