@@ -128,7 +128,7 @@ void plot(const SweepResult& result, const std::string& file) {
   script.pipe().close();
   const std::string svg{std::istreambuf_iterator<char>(drawing), {}};
   gnuplot.wait();
-  std::signal(SIGPIPE, onBrokenPipe);
+  static_cast<void>(std::signal(SIGPIPE, onBrokenPipe));
   if (gnuplot.exit_code() != 0) {
     throw SweepFailure(FailureKind::LocalTrouble, "gnuplot could not draw the result");
   }
