@@ -69,7 +69,10 @@ class Descriptor {
 class Copy {
  public:
   Copy(const FileName& source, const FileName& target)
-      : m_source(source), m_target(target), m_temporary(temporaryName(target.toString())) {}
+      : m_source(source),
+        m_target(target),
+        m_temporary(temporaryName(target.toString())),
+        m_folder(m_temporary.has_parent_path() ? m_temporary.parent_path() : fs::path(".")) {}
 
   void run() {
     const Descriptor from = openSource();
@@ -208,10 +211,10 @@ class Copy {
     }
   }
 
-  /// Makes the new name durable; a file system that cannot flush a folder is no reason to fail.
-  void flushFolder() const {
-    const fs::path folder = m_temporary.has_parent_path() ? m_temporary.parent_path() : fs::path(".");
-    const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY));
+  /// Makes the new name durable; a file system that cannot flush a folder is no reason to fail. Never throws: the
+  /// target is in place.
+  void flushFolder() const noexcept {
+    const Descriptor opened(::open(m_folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY));
     if (opened.number() >= 0) {
       ::fsync(opened.number());
     }
@@ -220,6 +223,7 @@ class Copy {
   const FileName& m_source;
   const FileName& m_target;
   const fs::path m_temporary;
+  const fs::path m_folder;
   struct stat m_status {};
 };
 
