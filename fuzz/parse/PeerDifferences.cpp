@@ -2,6 +2,7 @@
 #include <fuzz/parse/PeerDifferences.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 namespace Fuzz {
@@ -53,13 +54,25 @@ bool hasReservedPrefix(const std::string& document, const Objection&) {
   return contains(decoded(document, encodingOf(document)), "<xmlns:");
 }
 
+/// How many bytes the parser library takes a character to have in UTF-8, by its first byte.
+std::size_t lengthByFirstByte(unsigned char byte) {
+  return byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF8 ? 4 : byte < 0xFC ? 5 : 6;
+}
+
+bool endsWithinCharacter(const std::string& document, const Objection& objection) {
+  const std::string_view tail = std::string_view(document).substr(document.rfind('>') + 1);
+  const std::size_t first = tail.find_first_not_of(" \t\r\n");
+  return contains(objection.message, "Extra content at the end of the document") && first != std::string_view::npos &&
+         tail.size() - first < lengthByFirstByte(static_cast<unsigned char>(tail[first]));
+}
+
 }  // namespace
 
 bool isExplained(const std::string& document, const Objection& objection) {
   using Explanation = bool (*)(const std::string&, const Objection&);
   // In the order of README.md.
-  static constexpr Explanation explanations[] = {hasSpaceAround, isSignedUnsigned,  hasNoDigit,
-                                                 isVersion11,    hasReservedPrefix, isUnassessed};
+  static constexpr Explanation explanations[] = {hasSpaceAround,    isSignedUnsigned, hasNoDigit,         isVersion11,
+                                                 hasReservedPrefix, isUnassessed,     endsWithinCharacter};
   return std::any_of(std::begin(explanations), std::end(explanations),
                      [&](Explanation explains) { return explains(document, objection); });
 }
