@@ -115,7 +115,7 @@ TEST_F(SweepOutcomeTest, JobThatFailsNamesItsExitCodeAndItsLastWords) {
   EXPECT_EQ(outcome.exitCode, 9);
   const auto failure = nlohmann::json::parse(outcome.errors);
   EXPECT_EQ(failure["kind"], "JobFailed");
-  EXPECT_EQ(failure["message"], "the job program ended with exit code 7 and no result: no licence\n");
+  EXPECT_EQ(failure["message"], "the job program ended with exit code 7 and no result: no licence");
   EXPECT_EQ(failure["exitCode"], 9);
 }
 

@@ -1,10 +1,12 @@
 #include <examples/parameter_sweep/common/Packages.h>
+#include <sys/stat.h>
 #include <tests/examples/RawClient.h>
 #include <tests/examples/SweepPrograms.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
@@ -159,6 +161,68 @@ TEST_F(SweepRestartTest, DamagedResultIsNeverReportedAsFinished) {
   std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
   Server server(spool());
   EXPECT_EQ(server.state(job), "Failed");
+}
+
+TEST_F(SweepRestartTest, ResultOfAnotherJobIsNotTakenForOnesOwn) {
+  std::string one;
+  std::string other;
+  {
+    Server server(spool());
+    one = server.submit("2*x", table());
+    other = server.submit("3*x", table());
+    ASSERT_EQ(server.waitForState(one, "Finished"), "Finished");
+    ASSERT_EQ(server.waitForState(other, "Finished"), "Finished");
+  }
+  std::filesystem::copy_file(jobFolder(one) + "/result.xml", jobFolder(other) + "/result.xml",
+                             std::filesystem::copy_options::overwrite_existing);
+  Server server(spool());
+  EXPECT_EQ(server.state(one), "Finished");
+  EXPECT_EQ(server.state(other), "Failed");
+  std::filesystem::remove(jobFolder(one) + "/result.xml");
+  const SweepTest::Outcome outcome = server.client({"result", one});
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_NE(outcome.errors.find("the result cannot be read any more"), std::string::npos) << outcome.errors;
+}
+
+TEST_F(SweepRestartTest, LogIsReadAroundALineThatWasNeverFinished) {
+  std::string job;
+  {
+    Server server(spool());
+    job = server.submit("2*x", table());
+    ASSERT_EQ(server.waitForState(job, "Finished"), "Finished");
+  }
+  const std::string file = jobFolder(job) + "/job.log";
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 20);
+  std::filesystem::remove(jobFolder(job) + "/result.xml");
+  Server server(spool());
+  ASSERT_EQ(server.waitForState(job, "Finished"), "Finished");
+  const std::string log = server.client({"log", job}).output;
+  EXPECT_NE(log.find("sweep-job: finished\n"), std::string::npos) << log;
+  EXPECT_EQ(log.find("sweep-job: finished\n"), log.rfind("sweep-job: finished\n")) << "the first one was cut";
+}
+
+TEST_F(SweepRestartTest, StrangeFilesInTheSpoolKeepNobodyElseWaiting) {
+  const Request request = SweepTest::makeSubmission("2*x");
+  const std::filesystem::path jobs = std::filesystem::path(spool()) / "jobs";
+  const std::string folder = (jobs / request.jobId.getUniqueId()).string();
+  std::filesystem::create_directories(folder + "/process");
+  std::ofstream(folder + "/request.xml") << writeRequestPackage(request);
+  ASSERT_EQ(::mkfifo((folder + "/result.xml").c_str(), S_IRUSR | S_IWUSR), 0);
+  std::filesystem::create_symlink("loop", jobs / "loop");
+  Server server(spool());
+  EXPECT_EQ(server.waitForState(request.jobId.toString(), "Finished"), "Finished");
+  EXPECT_EQ(server.waitForState(server.submit("x", table()), "Finished"), "Finished");
+}
+
+TEST_F(SweepRestartTest, RecordThatCannotBeRemovedHindersNothing) {
+  Server server(spool(), {"--launch-with", notingLauncher()});
+  const std::string job = server.submit("2*x", table());
+  const std::string record = jobFolder(job) + "/process";
+  ASSERT_TRUE(SweepTest::eventually([&] { return std::filesystem::is_regular_file(record); }));
+  std::filesystem::remove(record);
+  std::filesystem::create_directories(record + "/full");
+  letJobsGo();
+  EXPECT_EQ(server.waitForState(job, "Finished"), "Finished");
 }
 
 /// Submits while a server is killed at random moments, again and again.

@@ -7,8 +7,19 @@
 
 namespace ParameterSweep {
 
+namespace {
+
+/// Whether a writer was ended in the middle of a line.
+bool endsWithinLine(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return stream.seekg(-1, std::ios::end) && stream.get() != '\n';
+}
+
+}  // namespace
+
 void FileJobLog::append(const Message& message) {
-  std::ofstream(m_file, std::ios::binary | std::ios::app) << writeLogLine(message) << std::flush;
+  const std::string lineEnd = endsWithinLine(m_file) ? "\n" : "";
+  std::ofstream(m_file, std::ios::binary | std::ios::app) << lineEnd + writeLogLine(message) << std::flush;
   m_messageAppended(message);
 }
 

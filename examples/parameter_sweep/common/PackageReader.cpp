@@ -4,10 +4,12 @@
 #include <service/Xerces.h>
 
 #include <boost/algorithm/string/erase.hpp>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/locale/encoding_utf.hpp>
 #include <cstdlib>
 #include <memory>
+#include <sstream>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/util/XMLString.hpp>
 
@@ -175,8 +177,13 @@ Reply readReplyPackage(const std::string& package) {
 
 std::vector<LogMessage> readLogLines(const std::string& lines) {
   std::string package = writeReplyPackage({JobMessages()}, "");
-  // An unfinished last line is what a job was writing when it ended.
-  package.insert(package.find("</reply>"), lines, 0, lines.rfind('\n') + 1);
+  std::istringstream stream(lines);
+  for (std::string line; std::getline(stream, line);) {
+    // An unfinished line is what a job was writing when it ended.
+    if (boost::algorithm::starts_with(line, "<logMessage ") && boost::algorithm::ends_with(line, "</logMessage>")) {
+      package.insert(package.find("</reply>"), line);
+    }
+  }
   return std::get<JobMessages>(readReplyPackage(package).content).messages;
 }
 

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <system_error>
 
 namespace ParameterSweep {
@@ -26,20 +26,40 @@ constexpr int c_tries = 10;
 /// Has what the system holds of a file or folder written to the disk.
 void flush(const fs::path& name) {
   const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  const int result = ::fsync(descriptor);
-  if (descriptor >= 0) {
-    ::close(descriptor);
+  if (descriptor < 0) {
+    if (errno == EACCES) {
+      return;  // a folder that may be written to but not listed
+    }
+    fail(name);
   }
+  const int result = ::fsync(descriptor);
+  ::close(descriptor);
   if (result != 0) {
     fail(name);
   }
 }
 
+/// Gives the sibling the permissions of the file that it replaces.
+void keepPermissions(const fs::path& file, const fs::path& sibling) {
+  std::error_code ignored;
+  if (const fs::file_status old = fs::status(file, ignored); fs::exists(old)) {
+    fs::permissions(sibling, old.permissions(), ignored);
+  }
+}
+
 }  // namespace
 
+bool isStored(const fs::path& file) {
+  std::error_code ignored;
+  return fs::is_regular_file(file, ignored);
+}
+
 std::string readStoredFile(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  std::ostringstream content;
+  if (isStored(file)) {
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+  }
+  return content.str();
 }
 
 void writeStoredFile(const fs::path& file, const std::string& content) {
@@ -52,6 +72,7 @@ void writeStoredFile(const fs::path& file, const std::string& content) {
     if (!stream) {
       fail(file);
     }
+    keepPermissions(file, sibling);
     flush(sibling);
     WaitingFileUtilities::waitingRename(sibling, file.string(), c_waitMilliseconds, c_tries);
   } catch (...) {
@@ -63,7 +84,7 @@ void writeStoredFile(const fs::path& file, const std::string& content) {
 }
 
 void removeStoredFile(const fs::path& file) {
-  if (fs::exists(file)) {
+  if (isStored(file)) {
     WaitingFileUtilities::waitingRemove(file.string(), c_waitMilliseconds, c_tries);
   }
 }

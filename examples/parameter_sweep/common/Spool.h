@@ -29,12 +29,15 @@ struct JobFolder {
   std::filesystem::path result = path / "result.xml";      ///< the result or a refusal: the job has ended
 };
 
+/// Whether there is such a file; what is no regular file does not count.
+bool isStored(const std::filesystem::path& file);
+
 /// The content of a file; empty when there is none.
 std::string readStoredFile(const std::filesystem::path& file);
 
 /// Gives a file its whole content at once: writes a sibling, flushes it to the disk and moves it into place, waiting
-/// while the file is busy. Who reads the file sees the old content or the new one, also after a kill or a loss of
-/// power. Throws `DvException` with nothing changed.
+/// while the file is busy. An old file's permissions are kept. Who reads the file sees the old content or the new one,
+/// also after a kill or a loss of power. Throws `DvException` with nothing changed.
 void writeStoredFile(const std::filesystem::path& file, const std::string& content);
 
 /// Removes a file if there is one, waiting while it is busy.

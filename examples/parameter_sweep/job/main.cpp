@@ -8,9 +8,11 @@
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
+#include <spdlog/spdlog.h>
 
 #include <boost/asio/ip/host_name.hpp>
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -62,9 +64,13 @@ int run(const std::filesystem::path& spool, const SweepJobId& jobId) {
 }
 
 int runProgram(int argc, char* argv[]) {
-  if (argc < 2) {
+  if (argc < 2 || argv[1][0] == '-') {
     std::cerr << "usage: sweep-job SPOOL -jobId ID\n";
     return 2;
+  }
+  // What is written here ends in the failure of a job; the normal course of the library does not belong there.
+  if (std::getenv("DV_LOG_LEVEL") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread
+    spdlog::set_level(spdlog::level::warn);
   }
   try {
     const ParserSession parser;

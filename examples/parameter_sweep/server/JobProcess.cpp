@@ -7,8 +7,12 @@
 #include <unistd.h>
 
 #include <boost/process.hpp>
+#include <boost/process/extend.hpp>
+#include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 namespace ParameterSweep {
@@ -34,6 +38,15 @@ std::string readStartTime(pid_t process) {
   return fields ? field : std::string();
 }
 
+[[noreturn]] void fail(const std::string& message, const std::error_code& error) {
+  for (const int shortage : {EMFILE, ENFILE, EAGAIN, ENOMEM, ENOSPC, EDQUOT}) {
+    if (error.value() == shortage) {
+      throw std::system_error(error, message);
+    }
+  }
+  throw SweepFailure(FailureKind::LaunchFailed, message + ": " + error.message());
+}
+
 }  // namespace
 
 JobProcess::JobProcess(pid_t process, std::string startTime, Clock::time_point started)
@@ -44,16 +57,21 @@ JobProcess::JobProcess(pid_t process, std::string startTime, Clock::time_point s
       m_closing(nullptr, [descriptor = m_descriptor](void*) { ::close(descriptor); }) {}
 
 JobProcess JobProcess::start(const std::vector<std::string>& command, const std::filesystem::path& output) {
+  if (!std::ofstream(output)) {
+    fail("cannot write '" + output.string() + "'", {errno, std::generic_category()});
+  }
   try {
     bp::group group;
-    bp::child child(bp::exe = command.front(), bp::args = std::vector<std::string>(command.begin() + 1, command.end()),
-                    bp::std_in<bp::null, (bp::std_out & bp::std_err)> output.string(), group);
+    bp::child child(
+        bp::exe = command.front(), bp::args = std::vector<std::string>(command.begin() + 1, command.end()),
+        bp::std_in<bp::null, (bp::std_out & bp::std_err)> output.string(), group,
+        bp::extend::on_exec_setup = [](auto&) { static_cast<void>(std::signal(SIGPIPE, SIG_DFL)); });
     const pid_t process = child.id();
     child.detach();
     group.detach();
     return {process, readStartTime(process), Clock::now()};
   } catch (const bp::process_error& error) {
-    throw SweepFailure(FailureKind::LaunchFailed, "cannot start '" + command.front() + "': " + error.code().message());
+    fail("cannot start '" + command.front() + "'", error.code());
   }
 }
 

@@ -17,8 +17,9 @@ namespace ParameterSweep {
 /// Threads: the server's one thread. Destroying the object leaves the process alone.
 class JobProcess {
  public:
-  /// Starts `command` with standard output and error in the file `output` and no input. Throws `SweepFailure`
-  /// (`LaunchFailed`).
+  /// Starts `command` with standard output and error in the file `output`, made anew, and no input. Throws
+  /// `SweepFailure` (`LaunchFailed`), or `std::system_error` when the machine is short of something and a later start
+  /// may succeed.
   static JobProcess start(const std::vector<std::string>& command, const std::filesystem::path& output);
 
   /// The process that a record names, if it still runs.

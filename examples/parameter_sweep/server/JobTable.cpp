@@ -6,9 +6,13 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/trim.hpp>
 #include <exception>
 #include <fstream>
 #include <iterator>
+#include <sstream>
+#include <system_error>
 #include <thread>
 
 namespace ParameterSweep {
@@ -16,6 +20,7 @@ namespace ParameterSweep {
 namespace {
 
 namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 Drelvan::Logging s_logger(__FILE__);
@@ -28,10 +33,18 @@ void store(const fs::path& file, const JobStatus& status) {
   writeStoredFile(file, writeReplyPackage({status}, c_group));
 }
 
-SweepFailure withoutResult(int ending, const std::string& output) {
-  constexpr std::size_t c_lastWords = 500;
-  const std::string tail = output.substr(output.size() - std::min(output.size(), c_lastWords));
-  const std::string said = tail.empty() ? tail : ": " + tail;
+/// What a job and its launcher wrote last, in one line.
+std::string lastWords(const fs::path& output) {
+  constexpr std::streamoff c_length = 500;
+  std::ifstream stream(output, std::ios::binary | std::ios::ate);
+  stream.seekg(std::max<std::streamoff>(stream.tellg() - c_length, 0));
+  std::ostringstream words;
+  words << stream.rdbuf();
+  return boost::algorithm::replace_all_copy(boost::algorithm::trim_copy(words.str()), "\n", "; ");
+}
+
+SweepFailure withoutResult(int ending, const std::string& words) {
+  const std::string said = words.empty() ? words : ": " + words;
   if (WIFSIGNALED(ending)) {
     return {FailureKind::JobCrashed, "the job program was ended by signal " + std::to_string(WTERMSIG(ending)) + said};
   }
@@ -41,6 +54,12 @@ SweepFailure withoutResult(int ending, const std::string& output) {
             "the job program could not be started (" + code + "); check --launch-with" + said};
   }
   return {FailureKind::JobFailed, "the job program ended with " + code + " and no result" + said};
+}
+
+void checkBelongs(const JobStatus& job, const SweepJobId& found) {
+  if (found.getUniqueId() != job.jobId.getUniqueId()) {
+    throw SweepFailure(FailureKind::Internal, "what is stored belongs to " + found.toString());
+  }
 }
 
 }  // namespace
@@ -70,8 +89,8 @@ void JobTable::load() {
       if (fs::exists(request)) {
         accepted.emplace(fs::last_write_time(request), SweepJobId::fromText(entry.path().filename().string()));
       }
-    } catch (const SweepFailure& failure) {
-      s_logger.logWARN("left alone: " + entry.path().string() + ": " + failure.what(), __FILE__, __func__, __LINE__);
+    } catch (const std::exception& exception) {
+      s_logger.logWARN("left alone: " + entry.path().string() + ": " + exception.what(), __FILE__, __func__, __LINE__);
     }
   }
   for (const auto& [time, jobId] : accepted) {
@@ -90,7 +109,7 @@ void JobTable::loadJob(const SweepJobId& jobId) {
     job.state = JobState::Running;
   }
   // A process may still be there after the end of its job, but not the other way round.
-  if (m_runs.count(id) == 0 || fs::exists(folder(jobId).outcome)) {
+  if (m_runs.count(id) == 0 || isStored(folder(jobId).outcome)) {
     if (!settle(job)) {
       m_queue.push_back(id);
     }
@@ -145,7 +164,11 @@ SweepResult JobTable::getResult(const SweepJobId& jobId) const {
   if (job.state != JobState::Finished) {
     throw SweepFailure(FailureKind::NotFinished, "the job is not finished; wait for it first");
   }
-  return std::get<SweepResult>(read(folder(jobId).result));
+  try {
+    return std::get<SweepResult>(read(folder(jobId).result));
+  } catch (const std::exception& exception) {
+    throw SweepFailure(FailureKind::Internal, std::string("the result cannot be read any more: ") + exception.what());
+  }
 }
 
 JobMessages JobTable::getMessages(const SweepJobId& jobId) const {
@@ -161,7 +184,7 @@ JobMessages JobTable::getMessages(const SweepJobId& jobId) const {
 const JobStatus& JobTable::cancel(const SweepJobId& jobId) {
   JobStatus& job = m_jobs.at(getStatus(jobId).jobId.getUniqueId());
   if (job.state != JobState::Cancelled) {
-    if (isEnd(job.state) || fs::exists(folder(jobId).result)) {
+    if (isEnd(job.state) || isStored(folder(jobId).result)) {
       throw SweepFailure(FailureKind::JobEnded, "the job has ended already; ask for its status or result");
     }
     end(job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"));
@@ -171,7 +194,8 @@ const JobStatus& JobTable::cancel(const SweepJobId& jobId) {
 
 void JobTable::attend() {
   for (auto next = m_runs.begin(); next != m_runs.end();) {
-    auto& [id, run] = *next++;
+    const std::string id = next->first;  // the run may be gone when something is thrown
+    Run& run = next++->second;
     try {
       attendRun(m_jobs.at(id), run);
     } catch (const std::exception& exception) {
@@ -191,11 +215,17 @@ std::vector<int> JobTable::getDescriptors() const {
 }
 
 void JobTable::startQueued() {
-  while (!m_queue.empty() && m_runs.size() < m_settings.jobsAtOnce) {
+  constexpr std::chrono::seconds c_pause{1};
+  while (!m_queue.empty() && m_runs.size() < m_settings.jobsAtOnce && Clock::now() >= m_nextStart) {
     JobStatus& job = m_jobs.at(m_queue.front());
-    m_queue.pop_front();
-    if (job.state == JobState::Queued) {
-      start(job);
+    try {
+      if (job.state == JobState::Queued) {
+        start(job);
+      }
+      m_queue.pop_front();
+    } catch (const std::system_error& shortage) {
+      s_logger.logWARN(std::string("starts later: ") + shortage.what(), __FILE__, __func__, __LINE__);
+      m_nextStart = Clock::now() + c_pause;
     }
   }
 }
@@ -257,12 +287,13 @@ void JobTable::readProgress(JobStatus& job, Run& run) {
 void JobTable::conclude(JobStatus& job, std::optional<int> ending) {
   const JobFolder files = folder(job.jobId);
   m_runs.erase(job.jobId.getUniqueId());
-  removeStoredFile(files.process);
+  std::error_code ignored;
+  fs::remove(files.process, ignored);  // what stays names a process that is gone
   if (isEnd(job.state) || settle(job)) {
     return;
   }
   if (ending) {
-    end(job, withoutResult(*ending, readStoredFile(files.output)));
+    end(job, withoutResult(*ending, lastWords(files.output)));
     return;
   }
   note(job.jobId, LogMessage::Type::Warning, "the job ended unseen and without a result; it starts again");
@@ -276,21 +307,25 @@ void JobTable::conclude(JobStatus& job, std::optional<int> ending) {
 bool JobTable::settle(JobStatus& job) {
   const JobFolder files = folder(job.jobId);
   try {
-    if (fs::exists(files.outcome)) {
-      job = std::get<JobStatus>(read(files.outcome));
+    if (isStored(files.outcome)) {
+      const auto outcome = std::get<JobStatus>(read(files.outcome));
+      if (!isEnd(outcome.state)) {
+        throw SweepFailure(FailureKind::Internal, "the outcome is none");
+      }
+      checkBelongs(job, outcome.jobId);
+      job = outcome;
       return true;
     }
-    if (!fs::exists(files.result)) {
+    if (!isStored(files.result)) {
       return false;
     }
     const ReplyContent content = read(files.result);
     if (const auto* failure = std::get_if<SweepFailure>(&content)) {
       end(job, *failure);
-    } else if (std::holds_alternative<SweepResult>(content)) {
+    } else {
+      checkBelongs(job, std::get<SweepResult>(content).jobId);
       job.progress = 1;
       change(job, JobState::Finished);
-    } else {
-      throw SweepFailure(FailureKind::Internal, "neither a result nor a refusal");
     }
   } catch (const std::exception& exception) {
     end(job, SweepFailure(FailureKind::Internal, std::string("the job left nothing usable: ") + exception.what()));

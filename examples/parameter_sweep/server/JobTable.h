@@ -6,6 +6,7 @@
 #include <service/Signals.h>
 
 #include <boost/interprocess/sync/file_lock.hpp>
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <filesystem>
@@ -70,10 +71,11 @@ class JobTable {
   void note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const;
 
   const JobSettings m_settings;
-  boost::interprocess::file_lock m_lock;    ///< held as long as this process uses the spool
-  std::map<std::string, JobStatus> m_jobs;  ///< by unique id
-  std::map<std::string, Run> m_runs;        ///< by unique id; also of ended jobs whose process must still go
-  std::deque<std::string> m_queue;          ///< unique ids; those that are not queued any more are skipped
+  boost::interprocess::file_lock m_lock;              ///< held as long as this process uses the spool
+  std::map<std::string, JobStatus> m_jobs;            ///< by unique id
+  std::map<std::string, Run> m_runs;                  ///< by unique id; also of ended jobs whose process must still go
+  std::deque<std::string> m_queue;                    ///< unique ids; those that are not queued any more are skipped
+  std::chrono::steady_clock::time_point m_nextStart;  ///< later than now while the machine is short of something
 };
 
 }  // namespace ParameterSweep

@@ -28,7 +28,7 @@ constexpr std::chrono::milliseconds c_attendInterval{100};
 
 ServerTransport::ServerTransport(const TransportSettings& settings) : m_settings(settings) {
   if (!Drelvan::HostInfo::isLocalIp(settings.bind) && !settings.keys) {
-    throw SweepFailure(FailureKind::LocalTrouble, "others could reach this server at " + settings.bind +
+    throw SweepFailure(FailureKind::LocalTrouble, "others may reach this server at " + settings.bind +
                                                       "; give --keys, or leave --bind at 127.0.0.1");
   }
   m_authentication.bind(c_authenticationEndpoint);
@@ -59,7 +59,8 @@ int ServerTransport::bind(zmq::socket_t& socket, int port) {
     socket.bind(address + (port == 0 ? "*" : std::to_string(port)));
   } catch (const zmq::error_t& error) {
     throw SweepFailure(FailureKind::LocalTrouble, "cannot listen at " + address + std::to_string(port) + ": " +
-                                                      error.what() + "; choose another port or address");
+                                                      error.what() +
+                                                      "; choose another port, or an IPv4 address of this machine");
   }
   const std::string endpoint = socket.get(zmq::sockopt::last_endpoint);
   return std::stoi(endpoint.substr(endpoint.rfind(':') + 1));

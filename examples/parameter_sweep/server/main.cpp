@@ -17,6 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr int c_usageExitCode = 2;
+
 volatile std::sig_atomic_t s_stop = 0;
 
 void requestStop(int) { s_stop = 1; }
@@ -25,9 +27,17 @@ void installStop() {
   struct sigaction action {};
   action.sa_handler = requestStop;
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    ::sigaction(number, &action, nullptr);
+    struct sigaction old {};
+    ::sigaction(number, nullptr, &old);
+    if (old.sa_handler != SIG_IGN) {  // as nohup has it
+      ::sigaction(number, &action, nullptr);
+    }
   }
+  // Whoever reads the log may go away.
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
+
+std::string refuseEmpty(const std::string& text) { return text.empty() ? "give a name" : ""; }
 
 struct Options {
   TransportSettings transport;
@@ -45,8 +55,8 @@ void addOptions(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--bind", options.transport.bind, "address to listen at; any other needs --keys")
       ->capture_default_str();
-  app.add_option("--keys", options.keys, "folder of keys; without it there is no encryption");
-  app.add_option("--spool", options.jobs.spool, "folder of the jobs")->capture_default_str();
+  app.add_option("--keys", options.keys, "folder of keys; without it there is no encryption")->check(refuseEmpty);
+  app.add_option("--spool", options.jobs.spool, "folder of the jobs")->check(refuseEmpty)->capture_default_str();
   app.add_option("--jobs", options.jobs.jobsAtOnce, "jobs that run at once")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
@@ -91,9 +101,13 @@ int runProgram(int argc, char* argv[]) {
     CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
     addOptions(app, options);
     CLI::App* const keygen = app.add_subcommand("keygen", "make the keys of the server and of a client");
-    keygen->add_option("--keys", options.keys, "folder of keys")->required();
+    keygen->add_option("--keys", options.keys, "folder of keys")->check(refuseEmpty)->required();
     keygen->add_option("--client", options.client, "name of the client")->required();
-    CLI11_PARSE(app, argc, argv);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? 0 : c_usageExitCode;
+    }
     return keygen->parsed() ? makeKeys(options) : serve(options);
   } catch (const std::exception& exception) {
     std::cerr << "sweep-server: " << exception.what() << "\n";
