@@ -42,6 +42,9 @@ TEST_F(SweepClientTest, FaultInATableIsNamedWithLineAndColumn) {
       {"realizationId,x\n-1,2\n",
        "line 2, column 1: '-1' is not a realization id, which is a whole number from 0 to 4294967295"},
       {"realizationId,x\n1,2\n1,3\n", "line 3, column 1: realization 1 stands there twice"},
+      {"x,realizationId\n1,2\n1,2\n", "line 3, column 2: realization 2 stands there twice"},
+      {"x,1y\n1,2\n", "line 1, column 2: '1y' cannot name a parameter; use letters, digits and '_'"},
+      {"x\n1\x01\t2\n", "line 2, column 1: '1??2' is not a number; write it as 1.5 or 15e-1"},
   };
   for (const auto& [table, message] : c_cases) {
     const Outcome outcome = submit("x", table);
@@ -65,6 +68,7 @@ TEST_F(SweepClientTest, FaultInAnExpressionIsNamedWithItsPosition) {
       {"x+unknown", "sweep-client: bad expression at position 3: Unexpected token \"unknown\" found"},
       {"sin(x", "sweep-client: bad expression at position "},
       {"1,2", "sweep-client: bad expression: it has several results"},
+      {"sin()", "sweep-client: bad expression at position 5: Too few parameters for function \"sin\"\n"},
   };
   for (const auto& [expression, start] : c_cases) {
     const Outcome outcome = submit(expression, "x\n1\n");
@@ -74,11 +78,26 @@ TEST_F(SweepClientTest, FaultInAnExpressionIsNamedWithItsPosition) {
   }
 }
 
+TEST_F(SweepClientTest, ExpressionIsAsLongAsTheSchemaAllows) {
+  std::string longest = "x";
+  while (longest.size() < 4095) {
+    longest += "+x";
+  }
+  EXPECT_EQ(submit(longest + " ", "x\n1\n").exitCode, 3);
+  for (const std::size_t length : {std::size_t{4097}, std::size_t{30000}}) {
+    const Outcome outcome = submit(std::string(length, 'x'), "x\n1\n");
+    EXPECT_EQ(outcome.exitCode, 7);
+    EXPECT_EQ(outcome.errors, "sweep-client: bad expression: it is longer than 4096 characters\n");
+  }
+}
+
 TEST_F(SweepClientTest, ServerThatDoesNotAnswerIsUnreachable) {
   const Outcome outcome = submit("x", "x\n1\n");
   EXPECT_EQ(outcome.exitCode, 3);
-  EXPECT_EQ(outcome.errors,
-            "sweep-client: no answer from 127.0.0.1:1; check that sweep-server runs there, and the keys\n");
+  const std::string start =
+      "sweep-client: no answer from 127.0.0.1:1; check that sweep-server runs there, and the keys; if it was accepted, "
+      "the job is Sweep_";
+  EXPECT_EQ(outcome.errors.rfind(start, 0), 0U) << outcome.errors;
 }
 
 TEST_F(SweepClientTest, TextThatIsNoJobIdIsAnUnknownJob) {
@@ -94,6 +113,12 @@ TEST_F(SweepClientTest, WrongUseHasItsOwnExitCode) {
   EXPECT_EQ(client({"dance"}).exitCode, 2);
   EXPECT_EQ(client({"status"}).exitCode, 2);
   EXPECT_EQ(client({"--help"}).exitCode, 0);
+  EXPECT_EQ(client({"--keys", "", "status", "x"}).exitCode, 2);
+  for (const char* time : {"0", "-1", "soon", "nan", "1e300"}) {
+    const Outcome outcome = client({"--json", "--timeout", time, "status", "x"});
+    EXPECT_EQ(outcome.exitCode, 2) << time;
+    EXPECT_EQ(nlohmann::json::parse(outcome.errors)["message"], "--timeout: use seconds above 0, such as 2.5");
+  }
 }
 
 TEST_F(SweepClientTest, TroubleWithLocalFilesIsNamed) {
@@ -102,6 +127,18 @@ TEST_F(SweepClientTest, TroubleWithLocalFilesIsNamed) {
   EXPECT_EQ(missing.errors, "sweep-client: cannot read '" + m_folder.file("missing.csv") + "'\n");
   const Outcome keys = client({"--keys", m_folder.file("missing.key"), "status", "x"});
   EXPECT_EQ(keys.exitCode, 14);
+}
+
+TEST_F(SweepClientTest, TableThatCannotBeReadToItsEndIsNotCutShort) {
+  const Outcome outcome = client({"submit", "--expression", "x", "--parameters", "/proc/self/mem"});
+  EXPECT_EQ(outcome.exitCode, 14);
+  EXPECT_EQ(outcome.errors, "sweep-client: /proc/self/mem: it cannot be read to its end\n");
+}
+
+TEST_F(SweepClientTest, FailureIsJsonWhateverTheUserWrote) {
+  const Outcome outcome = client({"--json", "submit", "--expression", "x", "--parameters", "\xFF.csv"});
+  EXPECT_EQ(outcome.exitCode, 14);
+  EXPECT_EQ(nlohmann::json::parse(outcome.errors)["message"], "cannot read '\xEF\xBF\xBD.csv'");
 }
 
 TEST_F(SweepClientTest, FailuresAreJsonWhereAskedFor) {
@@ -120,7 +157,29 @@ TEST_F(SweepClientTest, ResultThatCannotBeWrittenIsNamed) {
   EXPECT_NE(outcome.errors.find("'" + m_folder.file("nowhere/out.csv") + "': No such file"), std::string::npos)
       << outcome.errors;
   EXPECT_EQ(server.client({"result", job, "--output", "/dev/full"}).exitCode, 14);
+  const Outcome accepted = server.client({"submit", "--expression", "x", "--parameters", m_folder.file("table.csv"),
+                                          "--output", m_folder.file("nowhere/out.csv")});
+  EXPECT_EQ(accepted.exitCode, 14);
+  const std::size_t named = accepted.errors.find("; if it was accepted, the job is Sweep_");
+  ASSERT_NE(named, std::string::npos) << accepted.errors;
+  const std::string unseen = accepted.errors.substr(accepted.errors.find("Sweep_", named));
+  EXPECT_EQ(server.client({"--quiet", "wait", unseen.substr(0, unseen.find('\n'))}).exitCode, 0);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+}
+
+TEST_F(SweepClientTest, OutputKeepsThePermissionsOfTheFileAndFollowsLinks) {
+  const SweepTest::Server server(m_folder.file("spool"));
+  const std::string job = server.submit("x", m_folder.write("table.csv", "x\n1\n"));
+  server.client({"wait", job});
+  const std::string file = m_folder.write("out.csv", "old");
+  const std::string link = m_folder.file("link.csv");
+  std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  std::filesystem::create_symlink(file, link);
+  ASSERT_EQ(server.client({"result", job, "--output", link}).exitCode, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_EQ(TestSupport::TemporaryFolder::read(file), "realizationId,result\n1,1\n");
+  EXPECT_EQ(std::filesystem::status(file).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 TEST_F(SweepClientTest, DrawingNeedsAGnuplotThatWorks) {

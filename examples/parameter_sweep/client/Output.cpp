@@ -63,7 +63,9 @@ Json toJson(const JobStatus& status) {
 Json toJson(const SweepResult& result) {
   Json json{{"job", result.jobId.toString()}, {"results", Json::array()}};
   for (const Realization& realization : result.realizations) {
-    json["results"].push_back({{"realizationId", realization.realizationId}, {"result", realization.value}});
+    const bool isNumber = std::isfinite(realization.value);
+    json["results"].push_back({{"realizationId", realization.realizationId},
+                               {"result", isNumber ? Json(realization.value) : Json(toText(realization.value))}});
   }
   return json;
 }
@@ -78,6 +80,8 @@ Json toJson(const JobMessages& log) {
   }
   return json;
 }
+
+std::string toLine(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"; }
 
 std::string toLines(const JobStatus& status) {
   std::ostringstream line;
@@ -110,7 +114,7 @@ void writeOutput(const std::string& file, const std::string& text) {
     std::ofstream stream(file, std::ios::binary);
     write(stream, text);
   } else {
-    writeStoredFile(fs::absolute(file), text);
+    writeStoredFile(fs::weakly_canonical(file), text);
   }
 }
 
@@ -129,7 +133,7 @@ void plot(const SweepResult& result, const std::string& file) {
   const std::string svg{std::istreambuf_iterator<char>(drawing), {}};
   gnuplot.wait();
   static_cast<void>(std::signal(SIGPIPE, onBrokenPipe));
-  if (gnuplot.exit_code() != 0) {
+  if (gnuplot.exit_code() != 0 || svg.empty()) {
     throw SweepFailure(FailureKind::LocalTrouble, "gnuplot could not draw the result");
   }
   writeOutput(file, svg);

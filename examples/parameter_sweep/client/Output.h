@@ -13,6 +13,9 @@ nlohmann::ordered_json toJson(const SweepResult& result);
 nlohmann::ordered_json toJson(const JobMessages& log);
 nlohmann::ordered_json toJson(const SweepFailure& failure);
 
+/// One line; bytes that are not UTF-8 become U+FFFD.
+std::string toLine(const nlohmann::ordered_json& json);
+
 /// One line: name, state, progress, host and failure.
 std::string toLines(const JobStatus& status);
 /// CSV: a line of names, then one line for each realization.

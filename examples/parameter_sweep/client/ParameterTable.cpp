@@ -4,11 +4,13 @@
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <boost/tokenizer.hpp>
+#include <cctype>
 #include <cmath>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <regex>
 #include <set>
 
 namespace ParameterSweep {
@@ -21,7 +23,9 @@ constexpr const char* c_byteOrderMark = "\xEF\xBB\xBF";
 using Cells = std::vector<std::string>;
 
 /// Lines and columns count from 1.
-[[noreturn]] void fail(std::size_t line, std::size_t column, const std::string& message) {
+[[noreturn]] void fail(std::size_t line, std::size_t column, std::string message) {
+  const auto isControl = [](char character) { return std::iscntrl(static_cast<unsigned char>(character)) != 0; };
+  std::replace_if(message.begin(), message.end(), isControl, '?');
   throw SweepFailure(FailureKind::BadParameters,
                      "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + message);
 }
@@ -37,10 +41,14 @@ Cells splitCells(const std::string& line) {
 }
 
 void checkHeader(const Cells& names, std::size_t line) {
+  static const std::regex s_names("[A-Za-z_][A-Za-z0-9_]*");
   for (auto name = names.begin(); name != names.end(); ++name) {
     const auto column = static_cast<std::size_t>(name - names.begin()) + 1;
     if (name->empty()) {
       fail(line, column, "a parameter name is missing");
+    }
+    if (!std::regex_match(*name, s_names)) {
+      fail(line, column, "'" + *name + "' cannot name a parameter; use letters, digits and '_'");
     }
     if (std::find(names.begin(), name, *name) != name) {
       fail(line, column, "the name '" + *name + "' stands there twice");
@@ -103,8 +111,13 @@ std::vector<ParameterVector> readTable(std::istream& stream) {
     }
     vectors.push_back(readVector(names, cells, number, vectors.size() + 1));
     if (!seen.insert(vectors.back().realizationId).second) {
-      fail(number, 1, "realization " + std::to_string(vectors.back().realizationId) + " stands there twice");
+      const auto column = std::find(names.begin(), names.end(), c_realizationColumn) - names.begin() + 1;
+      fail(number, static_cast<std::size_t>(column),
+           "realization " + std::to_string(vectors.back().realizationId) + " stands there twice");
     }
+  }
+  if (stream.bad()) {
+    throw SweepFailure(FailureKind::LocalTrouble, "it cannot be read to its end");
   }
   if (vectors.empty()) {
     fail(1, 1, "there is no realization; give a line of names and at least one of numbers");

@@ -11,10 +11,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <system_error>
 
 namespace ParameterSweep {
 
@@ -35,6 +38,16 @@ struct Options {
   std::string plot;
 };
 
+/// What went wrong, as the user is told. What the system refuses is trouble on this machine.
+SweepFailure toFailure(const std::exception& exception) {
+  if (const auto* failure = dynamic_cast<const SweepFailure*>(&exception)) {
+    return *failure;
+  }
+  const bool isLocal = dynamic_cast<const Drelvan::DvException*>(&exception) != nullptr ||
+                       dynamic_cast<const std::system_error*>(&exception) != nullptr;
+  return {isLocal ? FailureKind::LocalTrouble : FailureKind::Internal, exception.what()};
+}
+
 /// The commands of the program. Whatever fails throws.
 class Client {
  public:
@@ -44,16 +57,28 @@ class Client {
     const Sweep sweep{m_options.expression, readParameterFile(m_options.parameters)};
     // Says what is wrong with the expression before anybody is asked to compute it.
     evaluate({sweep.expression, {sweep.vectors.front()}}, [](std::size_t) {});
-    const auto status = m_connection.ask<JobStatus>({RequestKind::Submit, SweepJobId(), sweep});
-    if (!m_options.wait) {
-      show(status, status.jobId.toString() + "\n");
-      return;
+    const Request request{RequestKind::Submit, SweepJobId(), sweep};
+    const std::string job = request.jobId.toString();
+    bool isTold = false;
+    try {
+      const auto status = m_connection.ask<JobStatus>(request);
+      if (!m_options.wait) {
+        show(status, job + "\n");
+        return;
+      }
+      if (!m_options.quiet) {
+        std::cerr << job << std::endl;
+        isTold = true;
+      }
+      follow(status);
+      fetch(status.jobId);
+    } catch (const std::exception& exception) {
+      // Nobody else knows the id of a job that was accepted, or may have been.
+      const SweepFailure failure = toFailure(exception);
+      const bool isRefused = exitCode(failure.getKind()) == exitCode(FailureKind::UnknownRequest);
+      throw SweepFailure(failure.getKind(),
+                         failure.getMessage() + (isTold || isRefused ? "" : "; if it was accepted, the job is " + job));
     }
-    if (!m_options.quiet) {
-      std::cerr << status.jobId.toString() << std::endl;
-    }
-    follow(status);
-    fetch(status.jobId);
   }
 
   void status() {
@@ -84,7 +109,7 @@ class Client {
   /// Shows an answer in the form that the user chose.
   template <typename Answer>
   void show(const Answer& answer, const std::string& text) const {
-    writeOutput(m_options.output, m_options.json ? toJson(answer).dump() + "\n" : text);
+    writeOutput(m_options.output, m_options.json ? toLine(toJson(answer)) : text);
   }
 
   /// Waits for the job's end; throws its failure.
@@ -101,11 +126,11 @@ class Client {
 
   void fetch(const SweepJobId& jobId) {
     const auto result = m_connection.ask<SweepResult>({RequestKind::Result, jobId});
-    if (!m_options.plot.empty()) {
-      plot(result, m_options.plot);
-    }
     if (m_options.plot.empty() || !m_options.output.empty() || m_options.json) {
       show(result, toLines(result));
+    }
+    if (!m_options.plot.empty()) {
+      plot(result, m_options.plot);
     }
   }
 
@@ -122,13 +147,22 @@ void addJobCommand(CLI::App& app, Options& options, Command& chosen, const char*
   subcommand->callback([&chosen, command] { chosen = command; });
 }
 
+std::string refuseNoTime(const std::string& text) {
+  constexpr double c_most = 1e9;
+  double seconds = 0;
+  const bool isTime = boost::conversion::try_lexical_convert(text, seconds) && seconds > 0 && seconds <= c_most;
+  return isTime ? "" : "use seconds above 0, such as 2.5";
+}
+
 void addOptions(CLI::App& app, Options& options, Command& chosen) {
   app.require_subcommand(1);
   app.fallthrough();
   app.add_option("--server", options.connection.server, "HOST:PORT of the server")->capture_default_str();
-  app.add_option("--keys", options.keys, "the client's key file");
+  app.add_option("--keys", options.keys, "the client's key file")->check([](const std::string& text) {
+    return text.empty() ? "give a file" : "";
+  });
   app.add_option("--timeout", options.connection.timeOutSeconds, "seconds to wait for an answer")
-      ->check(CLI::PositiveNumber)
+      ->check(refuseNoTime)
       ->capture_default_str();
   app.add_flag("--json", options.json, "answers and failures as JSON, one object a line");
   app.add_flag("--quiet", options.quiet, "no progress");
@@ -146,8 +180,16 @@ void addOptions(CLI::App& app, Options& options, Command& chosen) {
   addJobCommand(app, options, chosen, "log", "print the messages of a job", &Client::log);
 }
 
+int reportUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
+  if (error.get_exit_code() == 0 || !json) {
+    return app.exit(error) == 0 ? 0 : c_usageExitCode;
+  }
+  std::cerr << toLine({{"kind", "WrongUse"}, {"message", error.what()}, {"exitCode", c_usageExitCode}});
+  return c_usageExitCode;
+}
+
 int report(const Options& options, const SweepFailure& failure) {
-  std::cerr << (options.json ? toJson(failure).dump() : std::string("sweep-client: ") + failure.what()) << std::endl;
+  std::cerr << (options.json ? toLine(toJson(failure)) : std::string("sweep-client: ") + failure.what() + "\n");
   return exitCode(failure.getKind());
 }
 
@@ -160,12 +202,8 @@ int run(Options& options, Command command) {
     Client client(options);
     (client.*command)();
     return 0;
-  } catch (const SweepFailure& failure) {
-    return report(options, failure);
-  } catch (const Drelvan::DvException& exception) {
-    return report(options, SweepFailure(FailureKind::LocalTrouble, exception.what()));
   } catch (const std::exception& exception) {
-    return report(options, SweepFailure(FailureKind::Internal, exception.what()));
+    return report(options, toFailure(exception));
   }
 }
 
@@ -181,7 +219,7 @@ int runProgram(int argc, char* argv[]) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : c_usageExitCode;
+    return reportUsage(app, error, std::find(argv, argv + argc, std::string("--json")) != argv + argc);
   }
   return run(options, command);
 }

@@ -8,6 +8,8 @@ namespace ParameterSweep {
 
 namespace {
 
+constexpr std::size_t c_maxExpression = 4096;  // as the schema has it
+
 /// Makes the parameters variables of the expression, which take their values from `values`.
 void define(mu::Parser& parser, const std::vector<Parameter>& parameters, std::vector<double>& values) {
   for (std::size_t index = 0; index < parameters.size(); ++index) {
@@ -33,6 +35,28 @@ void assign(std::vector<double>& values, const ParameterVector& vector, const Pa
   }
 }
 
+[[noreturn]] void fail(const mu::ParserError& error) {
+  // The expression parser counts from 0, also in its message, and gives -1 where there is no one place.
+  const std::string place = error.GetPos() < 0 ? "" : " at position " + std::to_string(error.GetPos() + 1);
+  std::string message = error.GetMsg();
+  for (const char* theirs : {" at position ", " at expression position "}) {
+    boost::algorithm::erase_first(message, theirs + std::to_string(error.GetPos()));
+  }
+  throw SweepFailure(FailureKind::BadExpression, "bad expression" + place + ": " + message);
+}
+
+void setExpression(mu::Parser& parser, const std::string& expression) {
+  if (expression.size() > c_maxExpression) {
+    throw SweepFailure(FailureKind::BadExpression,
+                       "bad expression: it is longer than " + std::to_string(c_maxExpression) + " characters");
+  }
+  try {
+    parser.SetExpr(expression);
+  } catch (const mu::ParserError& error) {
+    fail(error);
+  }
+}
+
 double evaluateOnce(const mu::Parser& parser) {
   try {
     int count = 0;
@@ -41,11 +65,7 @@ double evaluateOnce(const mu::Parser& parser) {
       return value;
     }
   } catch (const mu::ParserError& error) {
-    // The expression parser counts from 0, also in its message, and gives -1 where there is no one place.
-    const std::string place = error.GetPos() < 0 ? "" : " at position " + std::to_string(error.GetPos() + 1);
-    const std::string theirPlace = " at position " + std::to_string(error.GetPos());
-    throw SweepFailure(FailureKind::BadExpression, "bad expression" + place + ": " +
-                                                       boost::algorithm::erase_first_copy(error.GetMsg(), theirPlace));
+    fail(error);
   }
   throw SweepFailure(FailureKind::BadExpression, "bad expression: it has several results, separated by ','");
 }
@@ -57,7 +77,7 @@ std::vector<Realization> evaluate(const Sweep& sweep, const std::function<void(s
   std::vector<double> values(first.parameters.size());
   mu::Parser parser;
   define(parser, first.parameters, values);
-  parser.SetExpr(sweep.expression);
+  setExpression(parser, sweep.expression);
   std::vector<Realization> realizations;
   for (const ParameterVector& vector : sweep.vectors) {
     assign(values, vector, first);
