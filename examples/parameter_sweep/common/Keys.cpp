@@ -1,13 +1,17 @@
 #include <examples/parameter_sweep/common/Keys.h>
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
+#include <service/Identifier.h>
 #include <sys/stat.h>
 #include <zmq.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <fstream>
 #include <regex>
-#include <sstream>
+#include <system_error>
 #include <vector>
 
 namespace ParameterSweep {
@@ -17,13 +21,22 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t c_keyLength = 40;
+constexpr std::size_t c_keyBytes = 32;
 
 [[noreturn]] void fail(const std::string& message) { throw SweepFailure(FailureKind::LocalTrouble, message); }
 
+bool isKey(const std::string& text) {
+  std::array<std::uint8_t, c_keyBytes> bytes{};
+  return text.size() == c_keyLength && zmq_z85_decode(bytes.data(), text.c_str()) != nullptr;
+}
+
 std::vector<std::string> readKeys(const fs::path& file, std::size_t count) {
-  std::istringstream stream(readStoredFile(file));
+  std::ifstream stream(file);
+  if (!stream) {
+    fail("cannot read '" + file.string() + "': " + std::generic_category().message(errno));
+  }
   std::vector<std::string> keys;
-  for (std::string key; stream >> key && key.size() == c_keyLength;) {
+  for (std::string key; stream >> key && isKey(key);) {
     keys.push_back(key);
   }
   if (keys.size() != count) {
@@ -56,8 +69,13 @@ fs::path makeClientKeys(const fs::path& folder, const std::string& name) {
   ::umask(S_IRWXG | S_IRWXO);
   fs::create_directories(folder / "clients");
   if (!fs::exists(folder / "server.key")) {
+    // Others may be at it too: the first to link its keys made them.
     const KeyPair server = makeKeyPair();
-    writeStoredFile(folder / "server.key", server.publicKey + "\n" + server.secretKey + "\n");
+    const fs::path made = folder / ("server.key." + Drelvan::UniqueID::generateId());
+    writeStoredFile(made, server.publicKey + "\n" + server.secretKey + "\n");
+    std::error_code ignored;
+    fs::create_hard_link(made, folder / "server.key", ignored);
+    fs::remove(made);
   }
   const std::string serverKey = readKeys(folder / "server.key", 2).front();
   const KeyPair client = makeKeyPair();
