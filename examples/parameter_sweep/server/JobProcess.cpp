@@ -69,7 +69,14 @@ JobProcess JobProcess::start(const std::vector<std::string>& command, const std:
     const pid_t process = child.id();
     child.detach();
     group.detach();
-    return {process, readStartTime(process), Clock::now()};
+    JobProcess started(process, readStartTime(process), Clock::now());
+    if (started.m_descriptor < 0) {
+      const std::error_code error(errno, std::generic_category());
+      ::kill(-process, SIGKILL);  // nobody would see its end
+      ::waitpid(process, nullptr, 0);
+      fail("cannot watch '" + command.front() + "'", error);
+    }
+    return started;
   } catch (const bp::process_error& error) {
     fail("cannot start '" + command.front() + "'", error.code());
   }
