@@ -32,6 +32,13 @@ std::error_code lastError() { return {errno, std::generic_category()}; }
 /// The system would act on another file: to it the name ends there.
 bool holdsNul(const FileName& file) { return file.toString().find('\0') != std::string::npos; }
 
+void refuseNul(const char* verb, const FileName& source, const FileName& target, const char* function, int line) {
+  if (holdsNul(source) || holdsNul(target)) {
+    throw FileNameException(verb, source, target, std::make_error_code(std::errc::invalid_argument), function, __FILE__,
+                            line);
+  }
+}
+
 /// The name as messages have it, which end at a NUL too.
 std::string shown(const FileName& file) {
   return "'" + boost::algorithm::replace_all_copy(file.toString(), std::string(1, '\0'), "\\0") + "'";
@@ -118,9 +125,6 @@ class Copy {
   }
 
   Descriptor openSource() {
-    if (holdsNul(m_source) || holdsNul(m_target)) {
-      fail(std::make_error_code(std::errc::invalid_argument), __LINE__);
-    }
     Descriptor from(::open(m_source.toString().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     check(from.number() >= 0, __LINE__);
     check(::fstat(from.number(), &m_status) == 0, __LINE__);
@@ -265,13 +269,13 @@ bool FileUtilities::exists(const FileName& file, bool flag) {
   return !holdsNul(file) && (flag ? fs::is_regular_file(status) : fs::exists(status));
 }
 
-void FileUtilities::copyFile(const FileName& source, const FileName& target) { Copy(source, target).run(); }
+void FileUtilities::copyFile(const FileName& source, const FileName& target) {
+  refuseNul("copy", source, target, c_copyFile, __LINE__);
+  Copy(source, target).run();
+}
 
 void FileUtilities::rename(const FileName& source, const FileName& target) {
-  if (holdsNul(source) || holdsNul(target)) {
-    throw FileNameException("rename", source, target, std::make_error_code(std::errc::invalid_argument), c_rename,
-                            __FILE__, __LINE__);
-  }
+  refuseNul("rename", source, target, c_rename, __LINE__);
   if (::rename(source.toString().c_str(), target.toString().c_str()) == 0) {
     return;
   }
@@ -285,10 +289,7 @@ void FileUtilities::rename(const FileName& source, const FileName& target) {
 }
 
 void FileUtilities::remove(const FileName& file) {
-  if (holdsNul(file)) {
-    throw FileNameException("remove", file, FileName(""), std::make_error_code(std::errc::invalid_argument), c_remove,
-                            __FILE__, __LINE__);
-  }
+  refuseNul("remove", file, FileName(""), c_remove, __LINE__);
   if (::unlink(file.toString().c_str()) != 0) {
     throw FileNameException("remove", file, FileName(""), lastError(), c_remove, __FILE__, __LINE__);
   }
