@@ -40,6 +40,14 @@ class SweepRestartTest : public SweepTest::RawTest {
   }
   std::string jobFolder(const std::string& job) const { return spool() + "/jobs/" + job.substr(job.find('#') + 1); }
 
+  /// A job that finished with a server that has ended since.
+  std::string finishedJob(const std::string& expression) const {
+    Server server(spool());
+    const std::string job = server.submit(expression, table());
+    EXPECT_EQ(server.waitForState(job, "Finished"), "Finished");
+    return job;
+  }
+
   TemporaryFolder m_folder;
 };
 
@@ -151,12 +159,7 @@ TEST_F(SweepRestartTest, SubmissionThatNeverReachedItsPlaceIsNoJob) {
 }
 
 TEST_F(SweepRestartTest, DamagedResultIsNeverReportedAsFinished) {
-  std::string job;
-  {
-    Server server(spool());
-    job = server.submit("2*x", table());
-    ASSERT_EQ(server.waitForState(job, "Finished"), "Finished");
-  }
+  const std::string job = finishedJob("2*x");
   const std::string file = jobFolder(job) + "/result.xml";
   std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
   Server server(spool());
@@ -164,15 +167,8 @@ TEST_F(SweepRestartTest, DamagedResultIsNeverReportedAsFinished) {
 }
 
 TEST_F(SweepRestartTest, ResultOfAnotherJobIsNotTakenForOnesOwn) {
-  std::string one;
-  std::string other;
-  {
-    Server server(spool());
-    one = server.submit("2*x", table());
-    other = server.submit("3*x", table());
-    ASSERT_EQ(server.waitForState(one, "Finished"), "Finished");
-    ASSERT_EQ(server.waitForState(other, "Finished"), "Finished");
-  }
+  const std::string one = finishedJob("2*x");
+  const std::string other = finishedJob("3*x");
   std::filesystem::copy_file(jobFolder(one) + "/result.xml", jobFolder(other) + "/result.xml",
                              std::filesystem::copy_options::overwrite_existing);
   Server server(spool());
@@ -185,12 +181,7 @@ TEST_F(SweepRestartTest, ResultOfAnotherJobIsNotTakenForOnesOwn) {
 }
 
 TEST_F(SweepRestartTest, LogIsReadAroundALineThatWasNeverFinished) {
-  std::string job;
-  {
-    Server server(spool());
-    job = server.submit("2*x", table());
-    ASSERT_EQ(server.waitForState(job, "Finished"), "Finished");
-  }
+  const std::string job = finishedJob("2*x");
   const std::string file = jobFolder(job) + "/job.log";
   std::filesystem::resize_file(file, std::filesystem::file_size(file) - 20);
   std::filesystem::remove(jobFolder(job) + "/result.xml");
