@@ -41,24 +41,6 @@ std::vector<std::string> cellsOf(const std::string& row) {
   return cells;
 }
 
-std::vector<Block> blocksOfPage(const std::string& page) {
-  std::vector<Block> result;
-  bool isInside = false;
-  std::size_t number = 0;
-  for (const std::string& line : linesOfPage(page)) {
-    ++number;
-    if (startsWith(line, c_fence)) {
-      isInside = !isInside;
-      if (isInside) {
-        result.push_back({page, number, line.substr(3), {}});
-      }
-    } else if (isInside) {
-      result.back().lines.push_back(line);
-    }
-  }
-  return result;
-}
-
 }  // namespace
 
 std::vector<std::string> pages() {
@@ -78,6 +60,24 @@ std::string pagePath(const std::string& page) { return REPOSITORY "/docs/" + pag
 
 std::vector<std::string> linesOfPage(const std::string& page) {
   return TestSupport::linesOf(TestSupport::TemporaryFolder::read(pagePath(page)));
+}
+
+std::vector<Block> blocksOfPage(const std::string& page) {
+  std::vector<Block> result;
+  bool isInside = false;
+  std::size_t number = 0;
+  for (const std::string& line : linesOfPage(page)) {
+    ++number;
+    if (startsWith(line, c_fence)) {
+      isInside = !isInside;
+      if (isInside) {
+        result.push_back({page, number, line.substr(3), {}});
+      }
+    } else if (isInside) {
+      result.back().lines.push_back(line);
+    }
+  }
+  return result;
 }
 
 std::vector<Block> blocks(const std::string& language) {

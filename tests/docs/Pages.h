@@ -28,6 +28,9 @@ std::vector<std::string> pages();
 std::string pagePath(const std::string& page);
 std::vector<std::string> linesOfPage(const std::string& page);
 
+/// All fenced blocks of a page.
+std::vector<Block> blocksOfPage(const std::string& page);
+
 /// The fenced blocks of this language on all pages.
 std::vector<Block> blocks(const std::string& language);
 

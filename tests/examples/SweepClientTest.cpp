@@ -182,6 +182,16 @@ TEST_F(SweepClientTest, OutputKeepsThePermissionsOfTheFileAndFollowsLinks) {
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
+TEST_F(SweepClientTest, OutputWithABareNameIsMadeInTheFolderOfTheUser) {
+  const SweepTest::Server server(m_folder.file("spool"));
+  const Outcome outcome =
+      SweepTest::run("/usr/bin/env", {"-C", m_folder.path().string(), SweepTest::clientProgram(), "--server",
+                                      server.address(), "submit", "--wait", "--expression", "x", "--parameters",
+                                      m_folder.write("table.csv", "x\n1\n"), "--output", "result.csv"});
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+  EXPECT_EQ(TestSupport::TemporaryFolder::read(m_folder.file("result.csv")), "realizationId,result\n1,1\n");
+}
+
 TEST_F(SweepClientTest, DrawingNeedsAGnuplotThatWorks) {
   const SweepTest::Server server(m_folder.file("spool"));
   const std::string job = server.submit("amplitude", SWEEP_MODEL);

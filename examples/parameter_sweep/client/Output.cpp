@@ -114,7 +114,8 @@ void writeOutput(const std::string& file, const std::string& text) {
     std::ofstream stream(file, std::ios::binary);
     write(stream, text);
   } else {
-    writeStoredFile(fs::weakly_canonical(file), text);
+    // Absolute first: the canonical form of a bare name that is new would have no folder to flush.
+    writeStoredFile(fs::weakly_canonical(fs::absolute(file)), text);
   }
 }
 
