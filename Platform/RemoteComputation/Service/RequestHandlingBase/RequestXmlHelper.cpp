@@ -268,7 +268,7 @@ void RequestXmlHelper::initParser() {
     m_errorHandler = new XmlErrorHandler();
   }
   m_parser.setErrorHandler(m_errorHandler);
-  m_parser.protect();
+  m_parser.enableLimits();
   m_parserInitialized = true;
   s_logger.logTRACE("Parser initialized.", __FILE__, c_initParserSignature, __LINE__);
 }

@@ -1,16 +1,15 @@
 #pragma once
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/PackageParser.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/Service_RequestHandlingBase_export.h>
 #include <service/FileHandling.h>
 #include <service/Xerces.h>
 
 #include <boost/thread/mutex.hpp>
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
@@ -93,72 +92,6 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   xercesc_3_1::DOMDocument* parseFile(const FileName& file, bool validate);
 
  private:
-  /// The parser with limits on what one document may cost and on what documents leave behind. A document that exceeds
-  /// one is reported to the error handler like any other problem.
-  class Parser final : public xercesc_3_1::XercesDOMParser {
-   public:
-    Parser();
-    ~Parser() override;
-
-    /// Loads and caches the schema. When this or what follows of the set-up fails, it can be called again.
-    void loadSchema(const xercesc_3_1::InputSource& source);
-    /// Begins to enforce the limits; called once the schema is loaded.
-    void protect();
-    /// As the base does, within the limits.
-    void parse(const xercesc_3_1::InputSource& source);
-
-    void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh* systemId,
-               const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) override;
-    void startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
-                      const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
-                      bool isEmpty, bool isRoot) override;
-    void endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
-                    const XMLCh* prefix) override;
-    void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
-                     bool hasInternalSubset, bool hasExternalSubset) override;
-    void attDef(const xercesc_3_1::DTDElementDecl& element, const xercesc_3_1::DTDAttDef& attribute,
-                bool ignoring) override;
-    void entityDecl(const xercesc_3_1::DTDEntityDecl& entity, bool isParameterEntity, bool isIgnored) override;
-
-   private:
-    struct State;
-    class CountedSource;
-    class CountedStream;
-    class Muted;
-
-    void forgetFailedSetUp();
-    void useUris(xercesc_3_1::XMLStringPool& uris);
-    /// Frees what the scanner has kept of the documents so far.
-    void renewScanner();
-    void renewScannerOrLater();
-    void growElementStates();
-    /// Has the scanner read `document` without telling anyone of it.
-    void scanUnheard(const std::string& document);
-    /// As the base's startElement, within the limits.
-    void startChecked(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
-                      const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
-                      bool isEmpty, bool isRoot);
-    void checkNamespaces(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
-    void checkUndeclared(const xercesc_3_1::XMLElementDecl& declaration, bool isRoot);
-    void checkNamedType(const xercesc_3_1::XMLElementDecl& declaration,
-                        const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count);
-    bool namesType(const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t count) const;
-    void forgetUndeclaredElements();
-    /// Refuses the document when `count` is above `most`.
-    void limit(std::size_t count, std::size_t most, const char* what);
-    void refuseCutOff();
-    [[noreturn]] void refuseExcess(std::size_t most, const char* what);
-    /// Reports `message` at the place that the parser has reached, and leaves the parse.
-    [[noreturn]] void refuse(const std::string& message);
-
-    std::unique_ptr<State> m_state;
-    /// The number of open elements.
-    std::size_t m_depth = 0;
-    /// Elements are looked at down to this depth. Deeper ones only where something of their own calls for it, since
-    /// every element pays for this.
-    std::size_t m_checkedDepth = 0;
-  };
-
   RequestXmlHelper();
 
   void initParser();
@@ -173,7 +106,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
 
   std::string m_schemas;
   boost::mutex m_parseMutex;
-  Parser m_parser;
+  PackageParser m_parser;
   bool m_parserInitialized = false;
   XmlErrorHandler* m_errorHandler = nullptr;
 };

@@ -54,7 +54,8 @@ const std::string c_broken = TestSupport::brokenDocument();
 
 /// Operations of the parser library that lose memory when an allocation in them fails: they build without a guard.
 const Places c_losingPlaces = {"AbstractDOMParser::initialize",
-                               "AbstractDOMParser::useScanner",       // makes the scanner and the grammar pool
+                               "AbstractDOMParser::useScanner",  // makes the scanner
+                               "XMLGrammarPoolImpl::XMLGrammarPoolImpl",
                                "IGXMLScanner::loadXMLSchemaGrammar",  // compiles the schema
                                "IGXMLScanner::scanReset",             // begins a document; loses its stream too
                                "IGXMLScanner::scanStartTagNS",  // meets an element or attribute for the first time

@@ -1,0 +1,220 @@
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/PackageParser.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentChecks.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/GrammarPool.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NoResources.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/SilencedScanner.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
+
+#include <boost/locale/encoding_utf.hpp>
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <xercesc/sax/ErrorHandler.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XMLUni.hpp>
+#include <xercesc/validators/DTD/DTDEntityDecl.hpp>
+#include <xercesc/validators/schema/SchemaElementDecl.hpp>
+
+namespace Drelvan {
+
+namespace {
+
+using xercesc_3_1::XMLPlatformUtils;
+
+/// Elements of the schema's namespace, one in the other.
+std::string nestedElements(std::size_t depth) {
+  // The scanner looks for the default namespace through all open elements up to the one that declares it.
+  constexpr std::size_t declareEvery = 32;
+  const std::string declaring = std::string("<d xmlns='") + c_requestNamespace + "'>";
+  std::string text;
+  for (std::size_t level = 0; level < depth; ++level) {
+    text += level % declareEvery == 0 ? declaring : "<d>";
+  }
+  for (std::size_t level = 0; level < depth; ++level) {
+    text += "</d>";
+  }
+  return text;
+}
+
+/// Reports `message` at the place that the scanner has reached.
+void reportFatalError(const xercesc_3_1::XMLScanner& scanner, xercesc_3_1::ErrorHandler& handler,
+                      const std::string& message) {
+  xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
+  scanner.getReaderMgr()->getLastExtEntityInfo(place);
+  const std::u16string text = boost::locale::conv::utf_to_utf<char16_t>(message);
+  handler.fatalError(xercesc_3_1::SAXParseException(text.c_str(), place.publicId, place.systemId, place.lineNumber,
+                                                    place.colNumber, XMLPlatformUtils::fgMemoryManager));
+}
+
+}  // namespace
+
+/// What the parser consists of besides Xerces-C's.
+struct PackageParser::Parts {
+  Parts(Parsing::Refusal::Report report, Parsing::NamespaceTable& namespaces)
+      : refusal(std::move(report)), source(input), checks(refusal, input, namespaces) {}
+
+  Parsing::NoResources resources;
+  xercesc_3_1::SecurityManager expansions;
+  Parsing::Refusal refusal;
+  Parsing::InputCounts input;
+  Parsing::CountedInput source;
+  Parsing::DocumentChecks checks;
+  bool isScannerStale = false;  ///< it must be renewed before its next use
+};
+
+PackageParserPool::PackageParserPool() : m_grammarPool(std::make_unique<Parsing::GrammarPool>()) {}
+
+PackageParserPool::~PackageParserPool() = default;
+
+PackageParser::PackageParser()
+    : XercesDOMParser(nullptr, XMLPlatformUtils::fgMemoryManager, m_grammarPool.get()),
+      m_parts(std::make_unique<Parts>(
+          [this](const std::string& message) { reportFatalError(*fScanner, *getErrorHandler(), message); },
+          m_grammarPool->namespaces())) {}
+
+PackageParser::~PackageParser() = default;
+
+// Setting up.
+
+void PackageParser::loadSchema(const xercesc_3_1::InputSource& source) {
+  if (m_parts->isScannerStale) {
+    undoSetUp();
+  }
+  m_parts->isScannerStale = true;
+  loadGrammar(source, xercesc_3_1::Grammar::SchemaGrammarType, true);
+}
+
+void PackageParser::undoSetUp() {
+  setParseInProgress(false);
+  setErrorHandler(nullptr);
+  setXMLEntityResolver(nullptr);
+  setSecurityManager(nullptr);
+  resetCachedGrammarPool();
+  m_grammarPool->namespaces().flushAll();
+  useScanner(xercesc_3_1::XMLUni::fgIGXMLScanner);
+}
+
+void PackageParser::enableLimits() {
+  setXMLEntityResolver(&m_parts->resources);
+  m_parts->expansions.setEntityExpansionLimit(Parsing::Limits::entityExpansions);
+  setSecurityManager(&m_parts->expansions);
+  m_grammarPool->namespaces().endSchema(m_parts->refusal, [this] {
+    m_parts->checks.noteXsi();
+    Parsing::XercesAccess::lookForXsiType(*fScanner);
+  });
+  renewScanner();
+}
+
+// Parsing one document.
+
+void PackageParser::parse(const xercesc_3_1::InputSource& source) {
+  prepareScanner();
+  const bool validating = getValidationScheme() != Val_Never;
+  m_parts->refusal.beginDocument();
+  m_parts->input.beginDocument(validating);
+  m_parts->checks.beginDocument(validating);
+  try {
+    m_parts->source.readFrom(source);
+    XercesDOMParser::parse(m_parts->source);
+    m_parts->checks.endDocument();
+  } catch (const Parsing::Refused&) {
+    // The error handler has the reason.
+  } catch (const xercesc_3_1::OutOfMemoryException&) {
+    // The one exception after which Xerces-C does not clean up.
+    setParseInProgress(false);
+    m_parts->isScannerStale = true;
+    throw;
+  }
+  renewScannerIfLarge();
+}
+
+void PackageParser::prepareScanner() {
+  if (m_parts->isScannerStale) {
+    renewScanner();
+  }
+  if (fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0) {
+    // The scanner reads documents without a declaration as the last one that had one.
+    Parsing::SilencedScanner(*fScanner, *this).scan("<?xml version='1.0'?><d/>");
+  }
+  if (m_parts->checks.hasUndeclaredElements()) {
+    Parsing::XercesAccess::forgetUndeclaredElements(*fScanner);
+    m_parts->checks.forgetUndeclaredElements();
+  }
+}
+
+void PackageParser::renewScannerIfLarge() {
+  namespace Renewal = Parsing::Renewal;
+  const std::size_t names = m_parts->checks.prefixes() + m_grammarPool->namespaces().documentNames();
+  const std::size_t bytesOfFailures =
+      m_parts->refusal.isExcess() ? Renewal::bytesAfterExcess : Renewal::bytesAfterFailure;
+  const bool hasFailed = m_parts->refusal.isExcess() || m_parts->checks.hasErrors();
+  if (names <= Renewal::names && m_parts->input.bytes() <= (hasFailed ? bytesOfFailures : Renewal::bytes)) {
+    return;
+  }
+  try {
+    renewScanner();
+  } catch (...) {
+    // The document just parsed is none the worse; the scanner stays stale, and the next parse tries again.
+  }
+}
+
+void PackageParser::renewScanner() {
+  m_parts->isScannerStale = true;
+  setParseInProgress(false);
+  m_grammarPool->namespaces().beginElement();
+  useScanner(xercesc_3_1::XMLUni::fgIGXMLScanner);
+  m_grammarPool->namespaces().dropDocuments();
+  m_parts->checks.forgetPrefixes();
+  m_parts->input.forgetBytes();
+  // The scanner doubles its array of element states once per element of the schema, however far the depth has jumped
+  // since the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
+  Parsing::SilencedScanner(*fScanner, *this).scan(nestedElements(Parsing::Limits::depth.most + 2));
+  m_parts->isScannerStale = false;
+}
+
+// What the scanner reports while it reads a document.
+
+void PackageParser::error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text,
+                          const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) {
+  if (getErrorHandler() != nullptr) {
+    m_parts->checks.error();
+  }
+  XercesDOMParser::error(code, domain, type, text, systemId, publicId, line, column);
+}
+
+void PackageParser::startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
+                                 const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes,
+                                 XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
+  m_parts->checks.startElement({declaration, attributes, attributeCount, isRoot}, fScanner->getValidator());
+  XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+}
+
+void PackageParser::endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
+                               const XMLCh* prefix) {
+  m_parts->checks.endElement();
+  XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
+}
+
+void PackageParser::doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
+                                bool hasInternalSubset, bool hasExternalSubset) {
+  m_parts->checks.doctype();
+  XercesDOMParser::doctypeDecl(root, publicId, systemId, hasInternalSubset, hasExternalSubset);
+}
+
+void PackageParser::attDef(const xercesc_3_1::DTDElementDecl& element, const xercesc_3_1::DTDAttDef& attribute,
+                           bool ignoring) {
+  m_parts->checks.doctypeAttribute(attribute);
+  XercesDOMParser::attDef(element, attribute, ignoring);
+}
+
+void PackageParser::entityDecl(const xercesc_3_1::DTDEntityDecl& entity, bool isParameterEntity, bool isIgnored) {
+  m_parts->checks.doctypeEntity(isParameterEntity);
+  XercesDOMParser::entityDecl(entity, isParameterEntity, isIgnored);
+}
+
+}  // namespace Drelvan

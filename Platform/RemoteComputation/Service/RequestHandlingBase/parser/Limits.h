@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+
+/// What one document may hold, and what may be left behind by documents. SECURITY.md lists the first part for users.
+namespace Drelvan::Parsing {
+
+/// A document with more than `most` is refused: "The document exceeds the limit of <most> <what>."
+struct Limit {
+  std::size_t most;
+  const char* what;
+};
+
+namespace Limits {
+
+inline constexpr Limit depth{1000, "levels of elements"};
+inline constexpr Limit attributesOfElement{1000, "attributes of an element"};
+inline constexpr Limit namespaceDeclarations{10000, "namespace declarations"};
+inline constexpr Limit namespacesInScope{256, "namespace declarations in scope"};
+inline constexpr Limit namespacesOfElement{1000, "namespaces named by an element"};
+inline constexpr Limit namespaceCharacters{1000, "characters of a namespace name"};
+inline constexpr Limit undeclaredElements{10000, "undeclared elements of different names"};
+inline constexpr Limit errors{1000, "reported problems"};
+inline constexpr Limit doctypeBytes{16384, "bytes of document type declaration"};
+inline constexpr Limit doctypeAttributes{100, "attributes in its document type declaration"};
+inline constexpr Limit doctypeLookups{100000, "lookups of attributes in its document type declaration"};
+inline constexpr Limit doctypeDefaults{10'000'000, "characters of its default attribute values"};
+
+/// Enforced, with a message of its own, by Xerces-C.
+inline constexpr std::size_t entityExpansions = 64;
+
+}  // namespace Limits
+
+/// When the scanner is renewed, which frees what it keeps of the documents it has read: after so many new names, or
+/// after so many bytes, any of which may have made its buffers grow. Documents that fail, and those that exceed a
+/// limit, can make them grow most.
+namespace Renewal {
+
+inline constexpr std::size_t names = 1000;
+inline constexpr std::size_t bytes = std::size_t{64} << 20U;
+inline constexpr std::size_t bytesAfterFailure = std::size_t{4} << 20U;
+inline constexpr std::size_t bytesAfterExcess = std::size_t{64} << 10U;
+
+}  // namespace Renewal
+
+}  // namespace Drelvan::Parsing

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/KeyedHash.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
+#include <service/Xerces.h>
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <xercesc/util/StringPool.hpp>
+
+namespace Drelvan::Parsing {
+
+/// The table of namespace names, in which the scanner and the validator give each its number: those of the schema,
+/// followed by those of documents, which can be dropped.
+///
+/// It takes the place of Xerces-C's, whose cost for one name grows with the number of all whose hash is the same.
+class NamespaceTable final : public xercesc_3_1::XMLStringPool {
+ public:
+  NamespaceTable();
+
+  /// Ends the names of the schema: those that come from now on can be dropped, and are checked. `onXsi` is called
+  /// whenever the namespace of xsi:type is named. `refusal` must live as long as names come.
+  void endSchema(Refusal& refusal, std::function<void()> onXsi);
+  /// Drops the names of the documents.
+  void dropDocuments();
+  /// How many names documents have brought.
+  std::size_t documentNames() const { return m_names.size() - m_schemaNames; }
+
+  void beginElement() { m_lookups = 0; }
+  /// Whether the element that is being scanned names any namespace.
+  bool areNamed() const { return m_lookups != 0; }
+
+  unsigned int addOrFind(const XMLCh* name) override;
+  bool exists(const XMLCh* name) const override { return getId(name) != 0; }
+  bool exists(unsigned int id) const override { return id != 0 && id <= m_names.size(); }
+  void flushAll() override;
+  unsigned int getId(const XMLCh* name) const override;
+  const XMLCh* getValueForId(unsigned int id) const override;
+  unsigned int getStringCount() const override { return static_cast<unsigned int>(m_names.size()); }
+
+ private:
+  unsigned int add(std::u16string_view name);
+
+  std::deque<std::u16string> m_names;  ///< by number, which starts at 1
+  std::unordered_map<std::u16string_view, unsigned int, KeyedHash> m_ids;
+  std::size_t m_lookups = 0;
+
+  // Once the schema has ended:
+  Refusal* m_refusal = nullptr;
+  std::function<void()> m_onXsi;
+  std::size_t m_schemaNames = 0;
+  unsigned int m_xsi = 0;
+};
+
+}  // namespace Drelvan::Parsing
