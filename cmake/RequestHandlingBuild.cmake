@@ -16,10 +16,9 @@ if(REQUESTHANDLING_SANITIZERS)
     -fsanitize=${REQUESTHANDLING_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(requesthandling_build INTERFACE -fsanitize=${REQUESTHANDLING_SANITIZERS})
 endif()
-if(REQUESTHANDLING_COVERAGE)
-  target_compile_options(requesthandling_build INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(requesthandling_build INTERFACE --coverage)
-endif()
+# Programs are compiled more often than they are run; the libraries keep the options of the build type.
+target_compile_options(requesthandling_build INTERFACE
+  "$<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>>:${REQUESTHANDLING_PROGRAM_OPTIONS}>")
 
 # Keeps everything but the system's own names out of the dynamic symbols.
 set(REQUESTHANDLING_EXPORTS ${CMAKE_CURRENT_LIST_DIR}/exports.map)
@@ -37,6 +36,10 @@ function(requesthandling_library target)
   set_property(TARGET ${target} APPEND PROPERTY INSTALL_RPATH $ORIGIN)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:requesthandling_build>)
+  if(REQUESTHANDLING_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+    target_link_options(${target} PRIVATE --coverage)
+  endif()
   # Small packages are parsed in some ten microseconds, in which a jump less per call can be measured.
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang>:-fno-plt>)
   if(CMAKE_SYSTEM_NAME STREQUAL Linux)

@@ -76,6 +76,14 @@ quietly() {
   fi
 }
 
+# use_compiler_cache: has CMake compile through ccache where that is installed. Precompiled headers need the sloppiness;
+# the headers of this repository use neither __DATE__ nor __TIME__.
+use_compiler_cache() {
+  command -v ccache >/dev/null || return 0
+  export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+  export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros,include_file_mtime,include_file_ctime}
+}
+
 # build PRESET [TARGET...]: configures and builds build/PRESET; says nothing when there is nothing to do.
 build() {
   local preset=$1 targets=("${@:2}") folder=$root/build/$1 fresh=()
@@ -85,6 +93,7 @@ build() {
   local first=yes
   [[ ! -e $folder/.ninja_log || ${#fresh[@]} -gt 0 ]] || first=no
 
+  use_compiler_cache
   [[ $first == no ]] || say "Building (preset $preset) in $folder"
   quietly cmake -S "$root" --preset "$preset" "${fresh[@]}" || fail "configuring failed, see above."
   if [[ $first == yes ]]; then

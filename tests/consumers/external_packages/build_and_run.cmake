@@ -1,5 +1,5 @@
 # Contract, house, library and consumer, each configured, built and installed by itself, one on top of the other.
-# cmake -D SOURCE=... -D WORK=... -D GENERATOR=... -D CXX=... -D BUILD_TYPE=... -P build_and_run.cmake
+# cmake -D SOURCE=... -D WORK=... -D GENERATOR=... -D CXX=... -P build_and_run.cmake
 
 set(prefix ${WORK}/prefix)
 file(REMOVE_RECURSE ${WORK})
@@ -8,7 +8,7 @@ file(REMOVE_RECURSE ${WORK})
 function(configure_and_build name source_dir)
   message(STATUS "${name}")
   execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND ${CMAKE_COMMAND}
-    -S ${source_dir} -B ${WORK}/${name} -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=${BUILD_TYPE}
+    -S ${source_dir} -B ${WORK}/${name} -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX}
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_INSTALL_PREFIX=${prefix} ${ARGN})
   execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND ${CMAKE_COMMAND} --build ${WORK}/${name})
 endfunction()

@@ -1,0 +1,1 @@
+// Carries the precompiled headers; they need a target of their own.
