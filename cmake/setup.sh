@@ -84,21 +84,21 @@ use_compiler_cache() {
   export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros,include_file_mtime,include_file_ctime}
 }
 
-# build PRESET [TARGET...]: configures and builds build/PRESET; says nothing when there is nothing to do.
-build() {
-  local preset=$1 targets=("${@:2}") folder=$root/build/$1 fresh=()
+# configure PRESET: configures build/PRESET.
+configure() {
+  local folder=$root/build/$1 fresh=()
   if [[ -e $folder/CMakeCache.txt ]] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$folder/CMakeCache.txt"; then
     fresh=(--fresh)  # the clone was moved
   fi
-  local first=yes
-  [[ ! -e $folder/.ninja_log || ${#fresh[@]} -gt 0 ]] || first=no
-
   use_compiler_cache
-  [[ $first == no ]] || say "Building (preset $preset) in $folder"
-  quietly cmake -S "$root" --preset "$preset" "${fresh[@]}" || fail "configuring failed, see above."
-  if [[ $first == yes ]]; then
-    cmake --build "$folder" --target "${targets[@]:-all}" || fail "building failed, see above."
-  else
-    cmake --build "$folder" --target "${targets[@]:-all}" -- --quiet | sed '/^ninja: no work to do\.$/d' || fail "building failed, see above."
-  fi
+  [[ -e $folder/CMakeCache.txt && ${#fresh[@]} -eq 0 ]] || say "Building (preset $1) in $folder"
+  quietly cmake -S "$root" --preset "$1" "${fresh[@]}" || fail "configuring failed, see above."
+}
+
+# build PRESET [TARGET...]: configures and builds build/PRESET; says nothing when there is nothing to do.
+build() {
+  local folder=$root/build/$1 targets=("${@:2}")
+  configure "$1"
+  cmake --build "$folder" --target "${targets[@]:-all}" -- --quiet | sed '/^ninja: no work to do\.$/d' ||
+    fail "building failed, see above."
 }
