@@ -1,0 +1,171 @@
+#pragma once
+
+/// @file
+/// What packages carry besides numbers and texts: plain values, which `ElementReader` reads and `PackageWriter` writes.
+
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractJobLog.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/Service_RequestPackages_export.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Drelvan {
+
+class ElementReader;
+
+/// The root elements of the base schema. A package has an envelope and one request or reply; the others have none.
+enum class PackageKind { RequestPackage, ReplyPackage, Request, Reply, RequestScript, ReplyScript };
+
+/// A point in time, as the schema type `DVTimestamp` carries it.
+using Timestamp = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
+
+/// The `DVTimestamp` form of a point in time, with six digits of the second: "UTC/ISO_2024-05-07T13:45:09.000000".
+/// Throws `DvException` outside the years 0 to 9999.
+SERVICE_REQUESTPACKAGES_EXPORT std::string toTimestampText(Timestamp time);
+/// The form of the present time.
+SERVICE_REQUESTPACKAGES_EXPORT std::string currentTimestampText();
+/// Reads the form. Throws `DvException` for what is none, and for what the type admits although it is no date and time,
+/// such as a blank in the day or the month 13.
+SERVICE_REQUESTPACKAGES_EXPORT Timestamp fromTimestampText(const std::string& text);
+
+/// An `xs:date`. The zone is the offset from UTC; a date may have none.
+struct XmlDate {
+  std::int32_t year = 1;  ///< never 0; negative before the year 1
+  std::uint32_t month = 1;
+  std::uint32_t day = 1;
+  std::optional<std::chrono::minutes> zone;
+};
+
+/// An `xs:time`. 24:00:00 reads as 00:00:00.
+struct XmlTime {
+  std::chrono::nanoseconds sinceMidnight{0};
+  std::optional<std::chrono::minutes> zone;
+};
+
+/// An `xs:dateTime`. 24:00:00 reads as 00:00:00 of the next day.
+struct SERVICE_REQUESTPACKAGES_EXPORT XmlDateTime {
+  std::int32_t year = 1;  ///< never 0; negative before the year 1
+  std::uint32_t month = 1;
+  std::uint32_t day = 1;
+  std::chrono::nanoseconds sinceMidnight{0};
+  std::optional<std::chrono::minutes> zone;
+
+  /// `time` in UTC.
+  static XmlDateTime fromTimestamp(Timestamp time);
+  /// The point in time, without what is finer than a microsecond. Throws `DvException` without a zone: which one is
+  /// meant is for the program to say; and outside the range of a `Timestamp`.
+  Timestamp toTimestamp() const;
+};
+
+/// An `xs:duration`: months, of which days cannot be made, and the rest. Both have the same sign or are zero.
+struct XmlDuration {
+  std::int64_t months = 0;
+  std::chrono::nanoseconds rest{0};
+};
+
+/// @{
+bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlDate& left, const XmlDate& right);
+bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlTime& left, const XmlTime& right);
+bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlDateTime& left, const XmlDateTime& right);
+bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlDuration& left, const XmlDuration& right);
+/// @}
+
+/// The attributes of a `DV_RequestPackage`.
+struct SERVICE_REQUESTPACKAGES_EXPORT RequestEnvelope {
+  /// That of a new package: the next serial of this process and the present time. Set at least `clientId` and
+  /// `requestClientId`.
+  RequestEnvelope();
+  /// Reads the attributes of `root`. Throws `DvException` for one that is missing or does not convert.
+  explicit RequestEnvelope(const ElementReader& root);
+
+  std::string version;
+  std::uint32_t serial;
+  std::string timestamp;  ///< a `DVTimestamp`
+  std::string clientId;
+  std::optional<std::string> origin;  ///< a validated document always has one; the schema gives the default
+  std::optional<bool> progressUpdates;
+  std::optional<std::string> replyHost;
+  std::optional<std::uint32_t> replyPort;
+  std::string requestClientId;
+  std::optional<bool> replyExpected;
+};
+
+/// The attributes of a `DV_ReplyPackage`.
+struct SERVICE_REQUESTPACKAGES_EXPORT ReplyEnvelope {
+  /// As `RequestEnvelope()`; complete as it is.
+  ReplyEnvelope();
+  /// As `RequestEnvelope(root)`.
+  explicit ReplyEnvelope(const ElementReader& root);
+
+  std::string version;
+  std::uint32_t serial;
+  std::string timestamp;  ///< a `DVTimestamp`
+  std::optional<std::string> origin;
+};
+
+/// A `DVData`: where data lies.
+struct PackageData {
+  std::string id;
+  std::optional<std::string> name;
+  std::optional<std::string> dataPtrType;
+  std::optional<std::string> dataType;
+  std::optional<std::int64_t> dataSize;  ///< bytes
+  std::string href;
+  std::optional<bool> forceTransfer;
+  std::optional<bool> fileNotTransfered;
+};
+
+/// A `DVException` without its inner exception.
+struct PackageException {
+  std::string type;
+  std::optional<std::string> message;
+  std::optional<std::string> name;
+  std::optional<std::string> source;
+  std::optional<std::string> file;
+  std::optional<std::string> function;
+  std::optional<std::int32_t> line;
+  std::optional<std::string> severity;
+};
+
+/// A `DVException`, outermost first: each is the inner exception of the one before. Never empty in a package.
+using PackageExceptions = std::vector<PackageException>;
+
+/// One parameter of a `ParameterVector`.
+struct SERVICE_REQUESTPACKAGES_EXPORT Parameter {
+  std::string id;
+  std::variant<double, std::string> value;  ///< a number, or the text of an encrypted parameter
+
+  bool isEncrypted() const;
+  /// The number. Throws `DvException` for an encrypted parameter.
+  double getNumber() const;
+};
+
+/// A `DVPellamParameterVector`, with its parameters of both kinds in order.
+struct ParameterVector {
+  std::uint32_t realizationId = 0;
+  std::vector<Parameter> parameters;
+};
+
+/// The texts of an enumeration in packages. A program that reads or writes an enumeration of its own specialises this
+/// for it, with the texts as the schema has them:
+///
+///     template <>
+///     struct Drelvan::EnumerationTexts<Colour> {
+///       static constexpr std::pair<const char*, Colour> c_texts[] = {{"Red", Colour::red}, {"Blue", Colour::blue}};
+///     };
+template <typename Enumeration>
+struct EnumerationTexts;
+
+template <>
+struct EnumerationTexts<AbstractJobLog::Message::Type> {
+  using Type = AbstractJobLog::Message::Type;
+  static constexpr std::pair<const char*, Type> c_texts[] = {
+      {"Info", Type::Info}, {"Warning", Type::Warning}, {"Error", Type::Error}, {"Debug", Type::Debug}};
+};
+
+}  // namespace Drelvan
