@@ -1,5 +1,6 @@
 #pragma once
 
+#include <examples/parameter_sweep/client/Channel.h>
 #include <examples/parameter_sweep/common/Keys.h>
 #include <examples/parameter_sweep/common/Messages.h>
 
@@ -11,7 +12,7 @@
 namespace ParameterSweep {
 
 struct ConnectionSettings {
-  std::string server = "127.0.0.1:5701";  ///< host name or address, ":", request port
+  std::string server = "127.0.0.1:5701";  ///< as `ServerAddress::fromText` reads it
   double timeOutSeconds = 10;
   std::optional<ClientKeys> keys = {};
 };
@@ -24,8 +25,11 @@ class ServerConnection {
   /// Does not wait for the server. Throws `SweepFailure` (`LocalTrouble`) for a server text of another form.
   explicit ServerConnection(const ConnectionSettings& settings);
 
-  /// The answer of the given kind. Throws `SweepFailure`: the server's refusal, `Unreachable` when there is no answer
-  /// in time, `AccessRefused` when the server does not know the keys.
+  /// Waits until the server has taken the connection. Throws `SweepFailure`: `Unreachable`, or `AccessRefused` when the
+  /// server does not know the keys.
+  void connect() { m_requests.connect(deadline()); }
+
+  /// The answer of the given kind. Throws `SweepFailure`: the server's refusal, and as `connect`.
   template <typename Content>
   Content ask(const Request& request) {
     ReplyContent content = exchange(request);
@@ -42,15 +46,12 @@ class ServerConnection {
   std::optional<JobStatus> receiveProgress(std::chrono::milliseconds wait);
 
  private:
-  void secure(zmq::socket_t& socket);
+  Channel::Clock::time_point deadline() const;
   ReplyContent exchange(const Request& request);
-  std::string receive();
-  std::optional<std::uint16_t> receiveEvent();
 
   const ConnectionSettings m_settings;
+  Channel m_requests;
   zmq::context_t m_context;
-  zmq::socket_t m_requests{m_context, zmq::socket_type::dealer};
-  zmq::socket_t m_events{m_context, zmq::socket_type::pair};
   zmq::socket_t m_progress{m_context, zmq::socket_type::sub};
 };
 

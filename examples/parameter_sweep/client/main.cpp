@@ -59,6 +59,7 @@ class Client {
     evaluate({sweep.expression, {sweep.vectors.front()}}, [](std::size_t) {});
     const Request request{RequestKind::Submit, SweepJobId(), sweep};
     const std::string job = request.jobId.toString();
+    m_connection.connect();  // nothing was sent yet: who fails here has no job
     bool isTold = false;
     try {
       const auto status = m_connection.ask<JobStatus>(request);

@@ -1,0 +1,182 @@
+#include <examples/parameter_sweep/client/Channel.h>
+#include <examples/parameter_sweep/common/SweepFailure.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <zmq.hpp>
+
+namespace {
+
+using namespace ParameterSweep;
+
+constexpr std::chrono::milliseconds c_short{300};
+constexpr std::chrono::seconds c_enoughToConnect{3};
+constexpr std::chrono::minutes c_patience{1};
+
+Channel::Clock::time_point in(Channel::Clock::duration time) { return Channel::Clock::now() + time; }
+
+KeyPair makeKeys() {
+  std::array<char, 41> publicKey{};
+  std::array<char, 41> secretKey{};
+  EXPECT_EQ(zmq_curve_keypair(publicKey.data(), secretKey.data()), 0);
+  return {publicKey.data(), secretKey.data()};
+}
+
+/// A socket that takes connections as a server does, and answers only when the test has it do so.
+class Listener {
+ public:
+  explicit Listener(const std::string& address = "127.0.0.1", const std::optional<KeyPair>& keys = {},
+                    const std::string& port = "*") {
+    m_socket.set(zmq::sockopt::linger, 0);
+    m_socket.set(zmq::sockopt::ipv6, true);
+    if (keys) {
+      m_socket.set(zmq::sockopt::curve_server, true);
+      m_socket.set(zmq::sockopt::curve_secretkey, keys->secretKey);
+    }
+    m_socket.bind("tcp://" + address + ":" + port);
+  }
+
+  std::string endpoint() const { return m_socket.get(zmq::sockopt::last_endpoint); }
+  std::string port() const { return endpoint().substr(endpoint().rfind(':') + 1); }
+
+  /// Sends the next message back to where it came from.
+  void echo() {
+    zmq::message_t sender;
+    zmq::message_t text;
+    ASSERT_TRUE(m_socket.recv(sender));
+    ASSERT_TRUE(m_socket.recv(text));
+    m_socket.send(sender, zmq::send_flags::sndmore);
+    m_socket.send(text, zmq::send_flags::none);
+  }
+
+ private:
+  zmq::context_t m_context;
+  zmq::socket_t m_socket{m_context, zmq::socket_type::router};
+};
+
+/// What the wait for an answer ends with.
+SweepFailure failureOf(Channel& channel, Channel::Clock::duration patience) {
+  try {
+    channel.send("hello", in(patience));
+    channel.receive(in(patience));
+  } catch (const SweepFailure& failure) {
+    return failure;
+  }
+  return {FailureKind::Internal, "no failure"};
+}
+
+SweepFailure failureAt(const ServerAddress& address, Channel::Clock::duration patience) {
+  Channel channel(address, {});
+  return failureOf(channel, patience);
+}
+
+TEST(SweepConnectionTest, NameThatIsNotKnownIsNamed) {
+  const SweepFailure failure = failureAt({"no-such-machine.invalid", "5701"}, c_short);
+  EXPECT_EQ(failure.getKind(), FailureKind::Unreachable);
+  EXPECT_EQ(failure.getMessage().find(
+                "no answer from no-such-machine.invalid:5701: the name 'no-such-machine.invalid' is not known ("),
+            0U)
+      << failure.getMessage();
+}
+
+TEST(SweepConnectionTest, MachineWhereNothingListensIsNamed) {
+  EXPECT_EQ(failureAt({"127.0.0.1", "1"}, c_short).getMessage(),
+            "no answer from 127.0.0.1:1: no connection; check that sweep-server runs there, and the port");
+}
+
+TEST(SweepConnectionTest, ProgramThatTakesConnectionsAndSaysNothingIsNotTakenForABusyServer) {
+  boost::asio::io_context context;
+  const boost::asio::ip::tcp::acceptor acceptor(
+      context, boost::asio::ip::tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
+  const std::string port = std::to_string(acceptor.local_endpoint().port());
+  EXPECT_EQ(failureAt({"127.0.0.1", port}, c_enoughToConnect).getMessage(),
+            "no answer from 127.0.0.1:" + port +
+                ": something listens there but does not speak to this client; check the port and the keys");
+}
+
+TEST(SweepConnectionTest, ServerThatIsThereAndDoesNotAnswerIsBusy) {
+  const Listener server;
+  Channel channel({"127.0.0.1", server.port()}, {});
+  channel.connect(in(c_patience));
+  EXPECT_EQ(failureOf(channel, c_short).getMessage(),
+            "no answer from 127.0.0.1:" + server.port() +
+                ": the server is there but busy; try again later, or give more time with --timeout");
+}
+
+TEST(SweepConnectionTest, HandshakeThatFailsEndsEachWaitAtOnce) {
+  const Listener server("127.0.0.1", makeKeys());
+  for (int round = 0; round < 100; ++round) {
+    Channel channel({"127.0.0.1", server.port()}, {});
+    for (int again = 0; again < 2; ++again) {
+      const SweepFailure failure = failureOf(channel, c_patience);
+      EXPECT_EQ(failure.getKind(), FailureKind::AccessRefused) << failure.getMessage();
+    }
+  }
+}
+
+TEST(SweepConnectionTest, KeysOfAnotherServerAreNotTaken) {
+  const Listener server("127.0.0.1", makeKeys());
+  Channel channel({"127.0.0.1", server.port()}, ClientKeys{makeKeys().publicKey, makeKeys()});
+  EXPECT_NE(failureOf(channel, c_enoughToConnect).getMessage().find("keys"), std::string::npos);
+}
+
+TEST(SweepConnectionTest, LostConnectionIsAFailureAndTheNextPackageMakesANewOne) {
+  auto server = std::make_unique<Listener>();
+  const std::string port = server->port();
+  Channel channel({"127.0.0.1", port}, {});
+  channel.send("one", in(c_patience));
+  server->echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  channel.send("two", in(c_patience));
+  server.reset();
+  try {
+    channel.receive(in(c_patience));
+    FAIL() << "nobody answered";
+  } catch (const SweepFailure& failure) {
+    EXPECT_NE(failure.getMessage().find(" closed the connection"), std::string::npos) << failure.getMessage();
+  }
+  server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
+  channel.send("three", in(c_patience));
+  server->echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "three");
+}
+
+TEST(SweepConnectionTest, HostWithSeveralAddressesIsReachedAtTheOneThatAnswers) {
+  Listener server;
+  Channel channel({"localhost", server.port()}, {});
+  channel.send("one", in(c_patience));
+  server.echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  EXPECT_EQ(channel.getEndpoint(7), "tcp://127.0.0.1:7");
+}
+
+TEST(SweepConnectionTest, AddressesOfIpVersion6AreReached) {
+  std::optional<Listener> server;
+  try {
+    server.emplace("[::1]");
+  } catch (const zmq::error_t& error) {
+    GTEST_SKIP() << "this machine has no IPv6: " << error.what();
+  }
+  Channel channel(ServerAddress::fromText("[::1]:" + server->port()), {});
+  channel.send("one", in(c_patience));
+  server->echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  EXPECT_EQ(channel.getEndpoint(7), "tcp://[::1]:7");
+}
+
+TEST(SweepConnectionTest, PackagesThatMayComeAreWaitedForWithoutAFailure) {
+  Listener server;
+  Channel channel({"127.0.0.1", server.port()}, {});
+  channel.send("one", in(c_patience));
+  EXPECT_EQ(channel.receiveIfAny(in(c_short)), std::nullopt);
+  server.echo();
+  EXPECT_EQ(channel.receiveIfAny(in(c_patience)), "one");
+}
+
+}  // namespace
