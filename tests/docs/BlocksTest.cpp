@@ -1,8 +1,8 @@
 #include <docs/examples/mean/MeanSchema.h>
 #include <gtest/gtest.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
-#include <tests/tools/Program.h>
 
 #include <algorithm>
 #include <filesystem>

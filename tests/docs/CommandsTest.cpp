@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
-#include <tests/tools/Program.h>
 
 #include <filesystem>
 #include <regex>
@@ -68,7 +68,7 @@ class Workplace {
     }
     const std::string script =
         "cd \"$1\" && PATH=\"$2:$1:$PATH\" && unset DV_LOG_LEVEL DV_LOG_FORMAT; { " + m_exports + command + "\n} 2>&1";
-    return TestSupport::program({"sh", "-c", script, "sh", m_folder.path().string(), PROGRAMS}).output;
+    return TestSupport::runProgram({"sh", "-c", script, "sh", m_folder.path().string(), PROGRAMS}).output;
   }
 
  private:

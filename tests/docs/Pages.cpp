@@ -1,6 +1,6 @@
 #include <tests/docs/Pages.h>
+#include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
-#include <tests/tools/Program.h>
 
 #include <algorithm>
 #include <filesystem>

@@ -4,8 +4,8 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
-#include <tests/tools/Program.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -169,7 +169,7 @@ class ReadmeCommands : public testing::TestWithParam<std::string> {
       std::filesystem::create_directories(folder.path() / "build/release");
       std::filesystem::create_directory_symlink(PROGRAMS, folder.path() / "build/release/bin");
     }
-    const auto outcome = TestSupport::program(
+    const auto outcome = TestSupport::runProgram(
         {"bash", "-ec", "cd \"$1\"; PATH=\"$2:$PATH\"; trap 'kill $(jobs -p) 2>/dev/null || true; wait' EXIT\n" + lines,
          "bash", folder.path().string(), PROGRAMS});
     EXPECT_EQ(outcome.exitCode, 0) << lines << outcome.output << outcome.errors;

@@ -3,7 +3,7 @@
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
-#include <tests/service/Subprocess.h>
+#include <tests/support/Program.h>
 
 #include <cstddef>
 #include <map>
@@ -20,18 +20,18 @@ namespace {
 
 using Drelvan::Logging;
 using nlohmann::json;
-using TestSupport::ProcessResult;
+using TestSupport::ProgramRun;
 
 using Environment = std::map<std::string, std::string>;
 
 /// Runs the probe; what it writes at its very end is cut off.
-ProcessResult probe(const std::string& scenario, const Environment& environment = {}, const std::string& input = {}) {
+ProgramRun probe(const std::string& scenario, const Environment& environment = {}, const std::string& input = {}) {
   Environment clean{{"DV_LOG_LEVEL", ""}, {"DV_LOG_FORMAT", ""}};
   for (const auto& [name, value] : environment) {
     clean[name] = value;
   }
-  ProcessResult result = TestSupport::runProcess(LOGGING_PROBE, {scenario}, clean, input);
-  EXPECT_EQ(result.status, 0) << scenario << ": " << result.errors;
+  ProgramRun result = TestSupport::runProgram({LOGGING_PROBE, scenario}, {input, clean});
+  EXPECT_EQ(result.exitCode, 0) << scenario << ": " << result.errors;
   return result;
 }
 
@@ -74,7 +74,7 @@ static_assert(std::is_constructible_v<Logging, const std::string&>);
 // ---- Levels ----
 
 TEST(LoggingDefault, WritesInfoAndAboveToStandardError) {
-  const ProcessResult result = probe("levels");
+  const ProgramRun result = probe("levels");
   EXPECT_EQ(entriesOf(result.errors), lastEntries(3));
   EXPECT_EQ(result.output, "");
 }
@@ -83,7 +83,7 @@ TEST(LoggingLevel, IsSetByTheEnvironment) {
   const std::pair<const char*, std::ptrdiff_t> rows[] = {{"trace", 5}, {"debug", 4}, {"info", 3},
                                                          {"warn", 2},  {"error", 1}, {"off", 0}};
   for (const auto& [level, count] : rows) {
-    const ProcessResult result = probe("levels", {{"DV_LOG_LEVEL", level}});
+    const ProgramRun result = probe("levels", {{"DV_LOG_LEVEL", level}});
     EXPECT_EQ(entriesOf(result.errors), lastEntries(count)) << level;
     EXPECT_EQ(result.output, "") << level;
   }
@@ -218,7 +218,7 @@ TEST(LoggingJson, TakesAnEntryWithoutAPlace) {
 // ---- What the program sets ----
 
 TEST(LoggingProgram, ReplacesTheLogger) {
-  const ProcessResult result = probe("replaced logger", {{"DV_LOG_LEVEL", "error"}, {"DV_LOG_FORMAT", "json"}});
+  const ProgramRun result = probe("replaced logger", {{"DV_LOG_LEVEL", "error"}, {"DV_LOG_FORMAT", "json"}});
   EXPECT_EQ(linesOf(result.output), (Lines{"program|trace|a trace|folder/unit.cpp|1|void __cdecl f(void)",
                                            "program|debug|a debug|folder/unit.cpp|2|void __cdecl f(void)",
                                            "program|info|an info|folder/unit.cpp|3|void __cdecl f(void)",
@@ -236,14 +236,14 @@ TEST(LoggingProgram, SetsThePatternAndKeepsTheIndentation) {
 }
 
 TEST(LoggingProgram, AddsASink) {
-  const ProcessResult result = probe("sink");
+  const ProgramRun result = probe("sink");
   EXPECT_EQ(entriesOf(result.errors), (Lines{"I unit.cpp:3 both"}));
   EXPECT_EQ(linesOf(result.output), (Lines{"|info|both|folder/unit.cpp|3|void __cdecl f(void)"}));
 }
 
 TEST(LoggingProgram, MayTakeTheLoggerAway) {
   for (const char* scenario : {"no logger", "shut down"}) {
-    const ProcessResult result = probe(scenario);
+    const ProgramRun result = probe(scenario);
     EXPECT_EQ(result.errors, "") << scenario;
     EXPECT_EQ(result.output, "still here\n") << scenario;
   }

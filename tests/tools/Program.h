@@ -1,22 +1,19 @@
 #pragma once
 
+#include <tests/support/Program.h>
+
 #include <string>
 #include <vector>
 
 namespace TestSupport {
 
-/// How a run of dvrequest ended.
-struct ProgramRun {
-  int exitCode = -1;  ///< -1 when a signal ended it
-  std::string output;
-  std::string errors;
-};
-
 /// Runs the real dvrequest with these arguments and this standard input, neither of its outputs a terminal.
 ProgramRun dvrequest(const std::vector<std::string>& arguments, const std::string& input = {});
 
-/// Runs any program, found by PATH unless it is named by its path.
-ProgramRun program(const std::vector<std::string>& command, const std::string& input = {});
+/// Runs any program with this standard input.
+inline ProgramRun program(const Command& command, const std::string& input = {}) {
+  return runProgram(command, {input, {}});
+}
 
 /// The path of dvrequest.
 std::string dvrequestPath();
@@ -26,7 +23,5 @@ std::string package(const std::string& name);
 std::string fragment();
 /// The example packages, by name.
 std::vector<std::string> allPackages();
-
-std::vector<std::string> linesOf(const std::string& text);
 
 }  // namespace TestSupport
