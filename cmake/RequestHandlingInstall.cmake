@@ -1,10 +1,10 @@
 # What `cmake --install` puts where: the components Runtime, Development and Tools, the exported package and the
-# pkg-config file. The installed tree may be moved as a whole.
+# pkg-config files. The installed tree may be moved as a whole.
 
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${PROJECT_NAME})
-set(installed_libraries ${PROJECT_NAME})
+set(installed_libraries ${PROJECT_NAME} Service_RequestPackages)
 set(REQUESTHANDLING_SERVICE_PACKAGES)
 foreach(service IN LISTS REQUESTHANDLING_SERVICES)
   if(REQUESTHANDLING_SERVICE_LAYER STREQUAL embedded)
@@ -52,9 +52,9 @@ file(RELATIVE_PATH REQUESTHANDLING_PC_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INS
 file(RELATIVE_PATH REQUESTHANDLING_PC_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 list(TRANSFORM REQUESTHANDLING_SERVICES PREPEND "-lDVMService_" OUTPUT_VARIABLE REQUESTHANDLING_PC_SERVICES)
 list(JOIN REQUESTHANDLING_PC_SERVICES " " REQUESTHANDLING_PC_SERVICES)
-configure_file(
-  ${PROJECT_SOURCE_DIR}/cmake/${PROJECT_NAME}.pc.in ${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc
-  @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/${PROJECT_NAME}.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-  COMPONENT Development)
+foreach(library IN ITEMS ${PROJECT_NAME} Service_RequestPackages)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT Development)
+endforeach()

@@ -55,7 +55,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Where the package's own libraries are found; their package is named by hand below.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
   ${PROJECT_BINARY_DIR}/service/embedded
-  ${PROJECT_BINARY_DIR}/Platform/RemoteComputation/Service/RequestHandlingBase)
+  ${PROJECT_BINARY_DIR}/Platform/RemoteComputation/Service/RequestHandlingBase
+  ${PROJECT_BINARY_DIR}/Platform/RemoteComputation/Service/RequestPackages)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
@@ -67,8 +68,9 @@ documents and values, and holds up against hostile packages. It also has job
 ids, host descriptions, patient file operations, and the abstract bases of
 request servers, job logs and the status of remote jobs.
 
-This package contains the shared libraries: the library itself, and the seven
-of the service layer that it stands on.")
+This package contains the shared libraries: the library itself, the one that
+reads and writes packages as typed values on top of it, and the seven of the
+service layer that it stands on.")
 # A program needs at least the version that it was built with: newer ones of the same name only add to it.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -83,9 +85,10 @@ Request servers, their clients and the job programs that a server starts share
 this library, which reads, validates and writes their request and reply
 packages.
 
-This package contains what programs are built with: the headers of the library
-and of the service layer, the CMake packages Service_RequestHandlingBase and
-DVMService_Contract, and a file for pkg-config.")
+This package contains what programs are built with: the headers of the
+libraries and of the service layer, the CMake packages
+Service_RequestHandlingBase and DVMService_Contract, and files for
+pkg-config.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)

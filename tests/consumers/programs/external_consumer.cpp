@@ -7,6 +7,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/HostInfo.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <service/ExceptionHandling.h>
 
 #include <sstream>
@@ -54,6 +55,19 @@ void refusalIsTheHouseException() {
     message = refused.what();
   }
   require(message.rfind("house: ", 0) == 0, "the refusal is the house's exception, not '" + message + "'");
+}
+
+void missingValueIsTheHouseException() {
+  const std::string id = std::string(16, 'a') + "-" + std::string(16, 'b') + "-" + std::string(16, 'c');
+  const auto document = Drelvan::PackageDocument::fromText(requestPackage(id));
+  std::string message;
+  try {
+    document.getRequest().get<int>("number");
+  } catch (const Drelvan::DvException& missing) {
+    message = missing.what();
+  }
+  require(message == "house: /DV_RequestPackage/request/number: missing; expected xs:int",
+          "a missing value is the house's exception, not '" + message + "'");
 }
 
 void jobIdCarriesTheHouseUniqueId() {
@@ -145,6 +159,7 @@ int main() {
   RequestXmlHelper::getInstance().addSchema(JobElementSchema());
   validPackageIsRead();
   refusalIsTheHouseException();
+  missingValueIsTheHouseException();
   jobIdCarriesTheHouseUniqueId();
   hostNameIsEscapedByTheHouse();
   fileOperationsAreTheHouses();
