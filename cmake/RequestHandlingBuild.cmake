@@ -18,15 +18,17 @@ if(REQUESTHANDLING_SANITIZERS)
 endif()
 # Programs are compiled more often than they are run; the libraries keep the options of the build type.
 target_compile_options(requesthandling_build INTERFACE
-  "$<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>>:${REQUESTHANDLING_PROGRAM_OPTIONS}>")
+  "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:REQUESTHANDLING_LIBRARY>>>:${REQUESTHANDLING_PROGRAM_OPTIONS}>")
 
 # Keeps everything but the system's own names out of the dynamic symbols.
 set(REQUESTHANDLING_EXPORTS ${CMAKE_CURRENT_LIST_DIR}/exports.map)
 
-# requesthandling_library(TARGET): the settings that all shared libraries of the project have in common.
+# requesthandling_library(TARGET): the settings that all libraries of the project have in common.
 function(requesthandling_library target)
   set_target_properties(${target} PROPERTIES
+    REQUESTHANDLING_LIBRARY ON
     CXX_EXTENSIONS OFF
+    POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     VERSION ${PROJECT_VERSION}
@@ -42,7 +44,11 @@ function(requesthandling_library target)
   endif()
   # Small packages are parsed in some ten microseconds, in which a jump less per call can be measured.
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang>:-fno-plt>)
-  if(CMAKE_SYSTEM_NAME STREQUAL Linux)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL STATIC_LIBRARY)
+    string(TOUPPER ${target} prefix)
+    target_compile_definitions(${target} PUBLIC ${prefix}_STATIC_DEFINE)
+  elseif(CMAKE_SYSTEM_NAME STREQUAL Linux)
     target_link_options(${target} PRIVATE "LINKER:--version-script=${REQUESTHANDLING_EXPORTS}")
   endif()
   add_library(Drelvan::${target} ALIAS ${target})

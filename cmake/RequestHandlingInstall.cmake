@@ -14,6 +14,11 @@ foreach(service IN LISTS REQUESTHANDLING_SERVICES)
   endif()
 endforeach()
 
+set(REQUESTHANDLING_PRIVATE_PACKAGES)
+if(NOT BUILD_SHARED_LIBS AND REQUESTHANDLING_SERVICE_LAYER STREQUAL embedded)
+  set(REQUESTHANDLING_PRIVATE_PACKAGES spdlog nlohmann_json)
+endif()
+
 install(TARGETS ${installed_libraries}
   EXPORT ${PROJECT_NAME}
   RUNTIME COMPONENT Runtime
@@ -52,6 +57,13 @@ file(RELATIVE_PATH REQUESTHANDLING_PC_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INS
 file(RELATIVE_PATH REQUESTHANDLING_PC_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 list(TRANSFORM REQUESTHANDLING_SERVICES PREPEND "-lDVMService_" OUTPUT_VARIABLE REQUESTHANDLING_PC_SERVICES)
 list(JOIN REQUESTHANDLING_PC_SERVICES " " REQUESTHANDLING_PC_SERVICES)
+set(REQUESTHANDLING_PC_REQUIRES)
+if(REQUESTHANDLING_PRIVATE_PACKAGES)
+  # Static libraries call each other in no order that the linker could follow.
+  set(REQUESTHANDLING_PC_SERVICES "-Wl,--start-group ${REQUESTHANDLING_PC_SERVICES} -Wl,--end-group")
+  # Named as required, not as private: those of Xerces-C, which --static would add, need not be installed.
+  set(REQUESTHANDLING_PC_REQUIRES ", spdlog")
+endif()
 foreach(library IN ITEMS ${PROJECT_NAME} Service_RequestPackages)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
