@@ -154,7 +154,8 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
                                        const char* type);
 
   template <typename Value>
-  static Value orFail(const std::optional<Value>& value, const Place& place, std::string_view text, const char* type);
+  SERVICE_REQUESTPACKAGES_NO_EXPORT static Value orFail(const std::optional<Value>& value, const Place& place,
+                                                        std::string_view text, const char* type);
 
   /// Takes the next item off `list`; false when there is none.
   static bool takeItem(std::string_view& list, std::string_view& item);
