@@ -6,12 +6,13 @@
 find_program(DOXYGEN_PROGRAM doxygen)
 find_program(DOT_PROGRAM dot)
 find_program(LINKCHECKER_PROGRAM linkchecker)
+find_program(MANDOC_PROGRAM mandoc)
 find_program(PYTHON3_PROGRAM python3)
-mark_as_advanced(DOXYGEN_PROGRAM DOT_PROGRAM LINKCHECKER_PROGRAM PYTHON3_PROGRAM)
+mark_as_advanced(DOXYGEN_PROGRAM DOT_PROGRAM LINKCHECKER_PROGRAM MANDOC_PROGRAM PYTHON3_PROGRAM)
 
-if(NOT DOXYGEN_PROGRAM OR NOT DOT_PROGRAM OR NOT LINKCHECKER_PROGRAM OR NOT PYTHON3_PROGRAM)
+if(NOT DOXYGEN_PROGRAM OR NOT DOT_PROGRAM OR NOT LINKCHECKER_PROGRAM OR NOT MANDOC_PROGRAM OR NOT PYTHON3_PROGRAM)
   add_custom_target(manual
-    COMMAND ${CMAKE_COMMAND} -E echo "The manual needs doxygen, dot, linkchecker and python3; install them and configure anew."
+    COMMAND ${CMAKE_COMMAND} -E echo "The manual needs doxygen, dot, linkchecker, mandoc and python3; install them and configure again."
     COMMAND ${CMAKE_COMMAND} -E false
     VERBATIM)
   return()
@@ -47,14 +48,25 @@ foreach(diagram IN LISTS diagrams)
 endforeach()
 add_custom_target(update_manual_diagrams ${update_commands} VERBATIM)
 
+# The page of the parameter sweep shows the help of its programs.
+set(helpful_programs)
+set(help_files)
+if(REQUESTHANDLING_BUILD_EXAMPLES)
+  set(helpful_programs sweep-server sweep-client)
+  set(help_files $<TARGET_FILE:sweep-server> $<TARGET_FILE:sweep-client>)
+endif()
+
 add_custom_target(manual
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual_build}/html ${manual_build}/pages
   COMMAND ${CMAKE_COMMAND} -E make_directory ${manual_build}/diagrams
   COMMAND ${PYTHON3_PROGRAM} ${manual_site}/draw.py --check ${diagrams}
   ${draw_commands}
-  COMMAND ${PYTHON3_PROGRAM} ${manual_site}/pages.py prepare ${PROJECT_SOURCE_DIR} ${manual_build}
+  COMMAND ${PYTHON3_PROGRAM} -B ${manual_site}/pages.py prepare ${PROJECT_SOURCE_DIR} ${manual_build} ${MANDOC_PROGRAM} ${help_files}
   COMMAND ${DOXYGEN_PROGRAM} ${manual_build}/Doxyfile
-  COMMAND ${PYTHON3_PROGRAM} ${manual_site}/pages.py finish ${PROJECT_SOURCE_DIR} ${manual_build}
+  COMMAND ${PYTHON3_PROGRAM} -B ${manual_site}/pages.py finish ${PROJECT_SOURCE_DIR} ${manual_build}
   COMMAND ${manual_site}/check-links ${LINKCHECKER_PROGRAM} ${manual_build}/html
   COMMAND ${CMAKE_COMMAND} -E echo "The manual: ${manual_build}/html/index.html"
   VERBATIM)
+if(helpful_programs)
+  add_dependencies(manual ${helpful_programs})
+endif()

@@ -1,18 +1,22 @@
 #!/usr/bin/env python3
 """Makes the pages of the manual ready for Doxygen, and finishes what Doxygen makes of them.
 
-    pages.py prepare ROOT BUILD    ROOT/docs/*.md and some others -> BUILD/pages/*.md
-    pages.py finish ROOT BUILD     BUILD/html/*.html: navigation, and the files that the pages link to
+    pages.py prepare ROOT BUILD MANDOC PROGRAM...    ROOT/docs/*.md and some others -> BUILD/pages/*.md
+    pages.py finish ROOT BUILD                       BUILD/html/*.html: navigation, search, files that the pages link to
 
 The pages are plain Markdown with relative links, as a repository browser shows them. Here links to pages become
 references that Doxygen checks, names of classes and operations become links to the reference, and links to other files
-of the repository lead to copies within the site.
+of the repository lead to copies within the site. The page of dvrequest is its man page, made by mandoc; that of the
+parameter sweep ends with the help of its programs, where they are given.
 """
 
 import html
 import os
 import re
 import sys
+
+import programs
+import search_index
 
 # Path of a page, its name in the site, its name in the navigation. The order is that of reading.
 PAGES = [
@@ -21,6 +25,7 @@ PAGES = [
     ("docs/package-format.md", "package-format", "Package format"),
     ("docs/writing-a-program.md", "writing-a-program", "Writing a program"),
     ("examples/parameter_sweep/README.md", "parameter-sweep", "Parameter sweep"),
+    ("tools/dvrequest/dvrequest.1", "dvrequest", "dvrequest"),
     ("docs/service-layer.md", "service-layer", "Service layer"),
     ("docs/operating.md", "operating", "Operating"),
     ("docs/packages.md", "packages", "Debian"),
@@ -30,6 +35,8 @@ PAGES = [
 ]
 IDS = {path: identifier for path, identifier, _ in PAGES}
 HEADERS = ["Platform/RemoteComputation/Service/RequestHandlingBase", "service"]
+# Headers that are installed because others include them, and give programs nothing.
+INTERNAL = {"RequestNamespace.h", "PackageParser.h"}
 # A link or picture (mark, text, target), or inline code: whichever begins first.
 LINK_OR_CODE = re.compile(r"(!?)\[((?:[^\[\]]|\[[^\]]*\])*)\]\(([^)\s]+)\)|`([^`]+)`")
 
@@ -65,7 +72,7 @@ def symbols(root):
     found = {}
     for folder in HEADERS:
         for name in sorted(os.listdir(os.path.join(root, folder))):
-            if name.endswith(".h") and name != "RequestNamespace.h":
+            if name.endswith(".h") and name not in INTERNAL:
                 add_symbols(read(os.path.join(root, folder, name)), found)
     return found
 
@@ -160,11 +167,14 @@ class Page:
         count = self.anchors[name] = self.anchors.get(name, -1) + 1
         return f"{name}-{count}" if count else name
 
-    def prepared(self):
+    def prepared(self, text):
         lines, is_code = [], False
-        for line in read(os.path.join(self.root, self.path)).splitlines():
+        for line in text.splitlines():
             heading = re.match(r"(#+) (.*)", line)
-            if line.startswith("```"):
+            if line.startswith("@htmlonly") or line.startswith("@endhtmlonly"):
+                is_code = not is_code
+                lines.append(line)
+            elif line.startswith("```"):
                 is_code = not is_code
                 lines.append(re.sub(r"^```(console|sh|text|cmake)$", "```unparsed", line))
             elif is_code:
@@ -182,13 +192,21 @@ def refuse_unlisted(root):
             sys.exit(f"docs/{name} has no place in the manual: list it in docs/site/pages.py")
 
 
-def prepare(root, build):
+def text_of(root, path, mandoc, helpful):
+    """The Markdown of a page, whatever it is made from."""
+    full = os.path.join(root, path)
+    if path.endswith(".1"):
+        return programs.man_page(mandoc, full)
+    return read(full) + (programs.help_sections(helpful) if path.startswith("examples/") else "")
+
+
+def prepare(root, build, mandoc, *helpful):
     refuse_unlisted(root)
     names = symbols(root)
     files = set()
     for path, _, _ in PAGES:
         page = Page(root, path, names)
-        write(os.path.join(build, "pages", f"{page.identifier}.md"), page.prepared())
+        write(os.path.join(build, "pages", f"{page.identifier}.md"), page.prepared(text_of(root, path, mandoc, helpful)))
         files |= page.files
     write(os.path.join(build, "files.txt"), "".join(f"{path}\n" for path in sorted(files)))
 
@@ -220,6 +238,9 @@ def finished(page, name):
     page = re.sub(r'<object type="image/svg\+xml" data="([^"]*)"[^>]*></object>\s*<div class="caption">\s*([^<]*)</div>',
                   r'<img src="\1" alt="\2"/>\n<div class="caption">\2</div>', page)
     page = re.sub(r"<code>([^<]{1,24})</code>", r'<code class="short">\1</code>', page)
+    # A table that is wider than the window is scrolled by itself.
+    page = page.replace('<table class="markdownTable">', '<div class="wide" tabindex="0"><table class="markdownTable">')
+    page = re.sub(r'(<table class="markdownTable">.*?</table>)', r"\1</div>", page, flags=re.S)
     return page.replace("<h3>Table of Contents</h3>", "<h3>On this page</h3>")
 
 
@@ -258,7 +279,8 @@ def finish(root, build):
     for name in sorted(os.listdir(site)):
         if name.endswith(".html"):
             write(os.path.join(site, name), finished(read(os.path.join(site, name)), name))
+    search_index.write_index(site, {html_name(identifier) for _, identifier, _ in PAGES})
 
 
 if __name__ == "__main__":
-    {"prepare": prepare, "finish": finish}[sys.argv[1]](sys.argv[2], sys.argv[3])
+    {"prepare": prepare, "finish": finish}[sys.argv[1]](*sys.argv[2:])

@@ -1,0 +1,58 @@
+"""What programs say of themselves, as Markdown with parts in HTML: their man pages and their help."""
+
+import os
+import re
+import subprocess
+
+
+def output_of(command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def man_sections(mandoc, path):
+    """The man page as (level, heading, body in HTML)."""
+    page = output_of([mandoc, "-T", "html", "-O", "fragment", path])
+    page = re.sub(r"<table class=\"(?:head|foot)\">.*?</table>", "", page, flags=re.S)
+    page = re.sub(r"</?(?:section|div)[^>]*>", "", page)
+    # Places are given to headings alone; line breaks in literal text stand there as such already.
+    page = re.sub(r'<a class="permalink" href="#[^"]*">(.*?)</a>', r"\1", page, flags=re.S)
+    page = re.sub(r'<dt id="[^"]*">', "<dt>", page)
+    page = re.sub(r"<pre>.*?</pre>", lambda pre: literal(pre.group(0)), page, flags=re.S)
+    page = re.sub(r'<p class="Pp">\s*</p>', "", page)
+    parts = re.split(r'<h([12]) class="S[hs]" id="[^"]*">(.*?)</h\1>', page, flags=re.S)
+    return [(int(parts[place]), parts[place + 1], parts[place + 2].strip()) for place in range(1, len(parts), 3)]
+
+
+def literal(block):
+    text = re.sub(r"<br/>\n?", "", block)[len("<pre>"):-len("</pre>")].strip("\n")
+    return f'<pre class="fragment">{text}</pre>' if text.strip() else ""
+
+
+def man_page(mandoc, path):
+    """The page in Markdown; the headings are those of the man page, in small letters."""
+    lines = [f"# {os.path.splitext(os.path.basename(path))[0]}", ""]
+    for level, heading, body in man_sections(mandoc, path):
+        words = heading.capitalize() if heading.isupper() and heading not in ("JSON", "XML") else heading
+        lines += ["#" * (level + 1) + " " + words, ""]
+        if body:
+            lines += ["@htmlonly[block]", body, "@endhtmlonly", ""]
+    return "\n".join(lines) + "\n"
+
+
+def help_block(command):
+    return ["```text", output_of(command + ["--help"]).strip(), "```", ""]
+
+
+def subcommands(program):
+    _, _, listed = output_of([program, "--help"]).partition("Subcommands:\n")
+    return re.findall(r"^  ([\w-]+)", listed, re.M)
+
+
+def help_sections(programs):
+    """A section for each program that holds its help, and that of each of its commands."""
+    lines = []
+    for program in programs:
+        lines += ["", f"## {os.path.basename(program)} --help", ""] + help_block([program])
+        for name in subcommands(program):
+            lines += help_block([program, name])
+    return "\n".join(lines)
