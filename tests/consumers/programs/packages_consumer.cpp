@@ -3,6 +3,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
 #include <Platform/RemoteComputation/Service/RequestPackages/ElementReader.h>
 #include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageSchema.h>
 #include <Platform/RemoteComputation/Service/RequestPackages/PackageValues.h>
 #include <Platform/RemoteComputation/Service/RequestPackages/PackageWriter.h>
 #include <service/ExceptionHandling.h>
@@ -45,6 +46,11 @@ std::string paintPackage() {
   return writer.finish();
 }
 
+void fragmentIsSound() {
+  const std::string errors = Drelvan::PackageSchema({PaintSchema()}).describeErrors();
+  require(errors.empty(), errors);
+}
+
 void valuesReturnFromAPackage() {
   const auto document = Drelvan::PackageDocument::fromText(paintPackage());
   const Drelvan::ElementReader request = document.getRequest();
@@ -68,6 +74,7 @@ void wrongValueIsRefused() {
 }  // namespace
 
 int main() {
+  fragmentIsSound();
   const Drelvan::ParserSession parser{PaintSchema()};
   valuesReturnFromAPackage();
   wrongValueIsRefused();

@@ -2,7 +2,7 @@ find_package(rapidcheck REQUIRED)
 
 set(folder ${CMAKE_CURRENT_LIST_DIR})
 
-foreach(part IN ITEMS ElementReader PackageDocument PackageWriter)
+foreach(part IN ITEMS ElementReader PackageDocument PackageSchema PackageWriter)
   requesthandling_test(${part}Test ${folder}/${part}Test.cpp LIBRARIES Drelvan::Service_RequestPackages)
 endforeach()
 
