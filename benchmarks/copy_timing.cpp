@@ -1,8 +1,10 @@
-/// Copies one file with the library's service layer and with `cp` followed by a flush, in turns; one line of JSON.
+/// Copies a file of data, and one of a gibibyte that holds three words and holes, with the library's service layer and
+/// with `cp` followed by a flush, in turns; a line of JSON for each copy.
 ///
 /// Usage: copy_timing FOLDER MEGABYTES ROUNDS
 
 #include <service/FileHandling.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <cstdio>
@@ -17,7 +19,7 @@ double secondsOf(const std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-void writeSource(const std::string& name, int megabytes) {
+void writeData(const std::string& name, int megabytes) {
   std::ofstream file(name, std::ios::binary);
   std::vector<char> block(std::size_t{1} << 20U);
   for (int index = 0; index < megabytes; ++index) {
@@ -25,6 +27,14 @@ void writeSource(const std::string& name, int megabytes) {
       block[place] = static_cast<char>(index + static_cast<int>(place));
     }
     file.write(block.data(), static_cast<std::streamsize>(block.size()));
+  }
+}
+
+void writeHoles(const std::string& name) {
+  constexpr std::streamoff size = std::streamoff{1} << 30U;
+  std::ofstream file(name, std::ios::binary);
+  for (const std::streamoff place : {std::streamoff{0}, size / 2, size - 4}) {
+    file.seekp(place).write("word", 4);
   }
 }
 
@@ -43,6 +53,25 @@ double timeCp(const std::string& source, const std::string& target) {
   return secondsOf(start);
 }
 
+long blocksOf(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0 ? static_cast<long>(status.st_blocks) : -1;
+}
+
+void timeCopies(const std::string& file, const std::string& source, const std::string& target, int rounds) {
+  for (int round = 0; round < rounds; ++round) {
+    const double library = timeLibrary(source, target);
+    const long blocks = blocksOf(target);
+    std::remove(target.c_str());
+    const double cp = timeCp(source, target);
+    std::remove(target.c_str());
+    std::printf("{\"file\": \"%s\", \"library_s\": %.4f, \"cp_s\": %.4f, \"source_blocks\": %ld, \"blocks\": %ld}\n",
+                file.c_str(), library, cp, blocksOf(source), blocks);
+    std::fflush(stdout);
+  }
+  std::remove(source.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -52,15 +81,10 @@ int main(int argc, char** argv) {
   }
   const std::string source = std::string(argv[1]) + "/source";
   const std::string target = std::string(argv[1]) + "/target";
-  writeSource(source, std::atoi(argv[2]));
-  for (int round = 0; round < std::atoi(argv[3]); ++round) {
-    const double library = timeLibrary(source, target);
-    std::remove(target.c_str());
-    const double cp = timeCp(source, target);
-    std::remove(target.c_str());
-    std::printf("{\"megabytes\": %s, \"library_s\": %.3f, \"cp_s\": %.3f}\n", argv[2], library, cp);
-    std::fflush(stdout);
-  }
-  std::remove(source.c_str());
+  const int rounds = std::atoi(argv[3]);
+  writeData(source, std::atoi(argv[2]));
+  timeCopies(std::string(argv[2]) + " MB of data", source, target, rounds);
+  writeHoles(source);
+  timeCopies("1 GiB with three words", source, target, rounds);
   return EXIT_SUCCESS;
 }

@@ -205,18 +205,23 @@ def values_section(times):
     return text + table(["operation", "time", "beside", "time", "ratio"], rows)
 
 
-def copy_section(entries):
+def copy_row(name, entries):
     ratios = [entry["library_s"] / entry["cp_s"] for entry in entries]
     own = statistics.median(entry["library_s"] for entry in entries)
     other = statistics.median(entry["cp_s"] for entry in entries)
-    row = [
-        f"{entries[0]['megabytes']} MB",
-        f"{own:.2f} s",
-        f"{other:.2f} s",
+    return [
+        name,
+        shown(1e9 * own),
+        shown(1e9 * other),
         f"{statistics.median(ratios):.2f} ({min(ratios):.2f} to {max(ratios):.2f})",
     ]
+
+
+def copy_section(entries):
+    names = list(dict.fromkeys(entry["file"] for entry in entries))
+    rows = [copy_row(name, [entry for entry in entries if entry["file"] == name]) for name in names]
     head = ["file", "`FileUtilities::copyFile`", "`cp` and `sync` of the target", "ratio"]
-    return f"## Copies\n\n{len(entries)} rounds, in turns.\n\n" + table(head, [row])
+    return f"## Copies\n\n{len(entries) // len(names)} rounds, in turns.\n\n" + table(head, rows)
 
 
 def soak_section(entries):

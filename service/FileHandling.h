@@ -80,14 +80,21 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
   ///
   /// The content goes to a temporary file beside the target, is flushed to the disk and renamed over the target: who
   /// reads the target sees the old file or the whole new one, also after a crash, a full disk or a kill. On failure
-  /// the target is untouched and nothing is left behind; what a killed copy left is taken over and removed by the
-  /// same user's next copy to that target. A user's copies to one target wait for each other. A target that is a
-  /// symbolic link is replaced, not followed. Fails for a directory and for a file copied onto itself.
+  /// the target is untouched and nothing is left behind; what a killed copy left is reused and removed by the
+  /// same user's next copy to that target. A user's copies to one target wait for each other.
+  ///
+  /// Holes of the source stay holes. Where the file system can, both files share the disk blocks until one is changed.
+  ///
+  /// A target that is a symbolic link is replaced, not followed. Fails for a directory, for a file copied onto itself,
+  /// and for a source or target that is another kind of file, such as a device.
   static void copyFile(const FileName& source, const FileName& target);
 
   /// Gives the file or directory `source` the name `target`; an existing target file is replaced atomically.
-  /// Across file systems a regular file is copied as by `copyFile` and then removed at its old place; a failure of that
-  /// removal leaves both.
+  ///
+  /// Within one file system nothing is flushed to the disk: after a crash of the system the file may have its old
+  /// name or the new one, and what was written to it shortly before may be missing. Across file systems a regular file
+  /// is copied as by `copyFile`, and so flushed, and then removed at its old place; that removal is not flushed, and
+  /// a failure of it leaves both.
   static void rename(const FileName& source, const FileName& target);
 
   /// Removes `file`; a symbolic link itself, not what it names. Fails for a missing file and for a directory.

@@ -1,15 +1,19 @@
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <service/FileHandling.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -20,6 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t c_copyBlock = std::size_t{1} << 20U;
+/// Small enough for a signal to end a copy soon.
+constexpr std::size_t c_kernelBlock = std::size_t{16} << 20U;
 constexpr mode_t c_permissions = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t c_ownersRights = S_IRUSR | S_IWUSR;
 
@@ -72,21 +78,143 @@ class Descriptor {
   int m_number;
 };
 
-/// One copy on its way; every step throws `FileNameException` on failure.
+/// Raises the failures of one copy.
+class CopyFailure {
+ public:
+  CopyFailure(const FileName& source, const FileName& target) : m_source(source), m_target(target) {}
+
+  [[noreturn]] void raise(std::error_code error, int line) const {
+    throw FileNameException("copy", m_source, m_target, error, c_copyFile, __FILE__, line);
+  }
+
+  /// Raises the last system error unless the call succeeded.
+  void check(bool succeeded, int line) const {
+    if (!succeeded) {
+      raise(lastError(), line);
+    }
+  }
+
+ private:
+  const FileName& m_source;
+  const FileName& m_target;
+};
+
+/// Copies the content of one open file to another: as a clone where the file system has such, else its data without
+/// its holes, within the kernel where it can do that.
+class ContentCopy {
+ public:
+  ContentCopy(const CopyFailure& failure, int from, int to) : m_failure(failure), m_from(from), m_to(to) {}
+
+  void run() {
+    m_failure.check(::ftruncate(m_to, 0) == 0, __LINE__);
+    if (::ioctl(m_to, FICLONE, m_from) != 0) {
+      copyData();
+    }
+  }
+
+ private:
+  void copyData() {
+    for (off_t place = 0;;) {
+      // Looked at before the data: what is appended in between must not become a hole.
+      const off_t size = sourceSize();
+      const off_t data = ::lseek(m_from, place, SEEK_DATA);
+      // Files that are made when they are read, as in /proc, have the size 0.
+      const bool onlyHoleLeft = data < 0 && errno == ENXIO && size > 0;
+      if (onlyHoleLeft) {
+        setSize(std::max(place, size));
+        return;
+      }
+      const off_t hole = data < 0 ? -1 : ::lseek(m_from, data, SEEK_HOLE);
+      if (hole < 0) {
+        copyRange(place, std::numeric_limits<off_t>::max());
+        return;
+      }
+      place = copyRange(data, hole);
+      if (place < hole) {
+        setSize(place);
+        return;
+      }
+    }
+  }
+
+  off_t sourceSize() const {
+    struct stat status {};
+    m_failure.check(::fstat(m_from, &status) == 0, __LINE__);
+    return status.st_size;
+  }
+
+  void setSize(off_t size) const { m_failure.check(::ftruncate(m_to, size) == 0, __LINE__); }
+
+  /// Copies from `place` up to `end`, or to the end of the source; returns how far it came.
+  off_t copyRange(off_t place, off_t end) {
+    place = m_kernelCopies ? copyInKernel(place, end) : place;
+    return copyThroughMemory(place, end);
+  }
+
+  /// Stops at the first failure, of which there are many kinds for files that can be copied otherwise.
+  off_t copyInKernel(off_t place, off_t end) {
+    off_t target = place;
+    while (place < end && m_kernelCopies) {
+      const ssize_t count = ::copy_file_range(m_from, &place, m_to, &target, blockSize(c_kernelBlock, place, end), 0);
+      m_kernelCopies = count > 0 || (count < 0 && errno == EINTR);
+    }
+    return place;
+  }
+
+  off_t copyThroughMemory(off_t place, off_t end) {
+    while (place < end) {
+      m_block.resize(c_copyBlock);
+      const ssize_t count = ::pread(m_from, m_block.data(), blockSize(c_copyBlock, place, end), place);
+      if (count == 0) {
+        break;
+      }
+      m_failure.check(count > 0 || errno == EINTR, __LINE__);
+      if (count > 0) {
+        writeBlock(static_cast<std::size_t>(count), place);
+        place += count;
+      }
+    }
+    return place;
+  }
+
+  static std::size_t blockSize(std::size_t largest, off_t place, off_t end) {
+    return static_cast<std::size_t>(std::min(static_cast<off_t>(largest), end - place));
+  }
+
+  void writeBlock(std::size_t size, off_t place) const {
+    std::size_t written = 0;
+    while (written < size) {
+      const off_t target = place + static_cast<off_t>(written);
+      const ssize_t count = ::pwrite(m_to, m_block.data() + written, size - written, target);
+      m_failure.check(count >= 0 || errno == EINTR, __LINE__);
+      written += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+  }
+
+  const CopyFailure& m_failure;
+  const int m_from;
+  const int m_to;
+  bool m_kernelCopies = true;
+  std::vector<char> m_block;
+};
+
+/// One copy; every step throws `FileNameException` on failure.
 class Copy {
  public:
   Copy(const FileName& source, const FileName& target)
       : m_source(source),
         m_target(target),
+        m_failure(source, target),
         m_temporary(temporaryName(target.toString())),
         m_folder(m_temporary.has_parent_path() ? m_temporary.parent_path() : fs::path(".")) {}
 
   void run() {
     const Descriptor from = openSource();
+    checkTarget();
     const Descriptor to = openTemporary();
     try {
       transfer(from.number(), to.number());
-      check(::rename(m_temporary.c_str(), m_target.toString().c_str()) == 0, __LINE__);
+      m_failure.check(::rename(m_temporary.c_str(), m_target.toString().c_str()) == 0, __LINE__);
     } catch (...) {
       ::unlink(m_temporary.c_str());
       unlock(to.number());
@@ -108,51 +236,73 @@ class Copy {
     return target.parent_path() / ("." + shortened + ".copying-" + std::to_string(::geteuid()));
   }
 
-  [[noreturn]] void fail(std::error_code error, int line) const {
-    throw FileNameException("copy", m_source, m_target, error, c_copyFile, __FILE__, line);
-  }
-
-  void check(bool succeeded, int line) const {
-    if (!succeeded) {
-      fail(lastError(), line);
-    }
-  }
-
-  void check(std::error_code error, int line) const {
-    if (error) {
-      fail(error, line);
-    }
-  }
-
   Descriptor openSource() {
     Descriptor from(::open(m_source.toString().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    check(from.number() >= 0, __LINE__);
-    check(::fstat(from.number(), &m_status) == 0, __LINE__);
-    if (S_ISDIR(m_status.st_mode)) {
-      fail(std::make_error_code(std::errc::is_a_directory), __LINE__);
-    }
-    struct stat old {};
-    const bool exists = ::stat(m_target.toString().c_str(), &old) == 0;
-    if (!S_ISREG(m_status.st_mode) || (exists && old.st_dev == m_status.st_dev && old.st_ino == m_status.st_ino)) {
-      fail(std::make_error_code(std::errc::invalid_argument), __LINE__);
-    }
-    if (exists && S_ISDIR(old.st_mode)) {
-      fail(std::make_error_code(std::errc::is_a_directory), __LINE__);
-    }
+    m_failure.check(from.number() >= 0, __LINE__);
+    m_failure.check(::fstat(from.number(), &m_status) == 0, __LINE__);
+    requireRegularFile(m_status);
     return from;
+  }
+
+  void requireRegularFile(const struct stat& status) const {
+    if (!S_ISREG(status.st_mode)) {
+      m_failure.raise(
+          std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory : std::errc::invalid_argument),
+          __LINE__);
+    }
+  }
+
+  /// Renaming would replace a device or a socket as well.
+  void checkTarget() const {
+    const std::string name = m_target.toString();
+    struct stat target {};
+    if (::lstat(name.c_str(), &target) != 0) {
+      m_failure.check(errno == ENOENT, __LINE__);
+      return;
+    }
+    const bool isLink = S_ISLNK(target.st_mode);
+    if (!isLink) {
+      requireRegularFile(target);
+    }
+    const bool leadsSomewhere = !isLink || ::stat(name.c_str(), &target) == 0;
+    if (leadsSomewhere && isSame(target, m_status)) {
+      m_failure.raise(std::make_error_code(std::errc::invalid_argument), __LINE__);
+    }
+  }
+
+  static bool isSame(const struct stat& file, const struct stat& other) {
+    return file.st_dev == other.st_dev && file.st_ino == other.st_ino;
   }
 
   /// Opens the temporary file and locks it, so that copies to one target follow each other.
   Descriptor openTemporary() const {
-    constexpr int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW;
     for (;;) {
-      Descriptor to(::open(m_temporary.c_str(), flags, c_ownersRights));
-      check(to.number() >= 0, __LINE__);
-      lock(to.number());
-      if (isStillNamed(to.number())) {
-        return to;
+      Descriptor made = open(O_CREAT | O_EXCL);
+      const bool isNew = made.number() >= 0;
+      m_failure.check(isNew || errno == EEXIST, __LINE__);
+      Descriptor to = isNew ? std::move(made) : open(0);
+      if (to.number() < 0) {
+        m_failure.check(errno == ENOENT, __LINE__);
+        continue;
+      }
+      try {
+        lock(to.number());
+        if (isStillNamed(to.number())) {
+          return to;
+        }
+      } catch (...) {
+        if (isNew) {
+          ::unlink(m_temporary.c_str());
+        }
+        throw;
       }
     }
+  }
+
+  Descriptor open(int flags) const {
+    // Without waiting, should there be a pipe.
+    constexpr int always = O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    return Descriptor(::open(m_temporary.c_str(), always | flags, c_ownersRights));
   }
 
   void lock(int number) const {
@@ -161,7 +311,7 @@ class Copy {
       result = ::flock(number, LOCK_EX);
     } while (result != 0 && errno == EINTR);
     // File systems without locks leave it to the callers not to copy to one target at the same time.
-    check(result == 0 || errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS, __LINE__);
+    m_failure.check(result == 0 || errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS, __LINE__);
   }
 
   /// A process forked meanwhile shares the lock: closing the file here alone would not end it.
@@ -171,39 +321,17 @@ class Copy {
   bool isStillNamed(int number) const {
     struct stat opened {};
     struct stat named {};
-    check(::fstat(number, &opened) == 0, __LINE__);
-    return ::lstat(m_temporary.c_str(), &named) == 0 && opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+    m_failure.check(::fstat(number, &opened) == 0, __LINE__);
+    const bool exists = ::lstat(m_temporary.c_str(), &named) == 0;
+    m_failure.check(exists || errno == ENOENT, __LINE__);
+    return exists && isSame(opened, named);
   }
 
   void transfer(int from, int to) const {
-    check(::ftruncate(to, 0) == 0, __LINE__);
-    std::vector<char> block(c_copyBlock);
-    for (;;) {
-      const ssize_t count = ::read(from, block.data(), block.size());
-      if (count == 0) {
-        break;
-      }
-      if (count > 0) {
-        writeAll(to, block.data(), static_cast<std::size_t>(count));
-      } else {
-        check(errno == EINTR, __LINE__);
-      }
-    }
+    ContentCopy(m_failure, from, to).run();
     // Until it has its name, the next copy must be able to open the file.
-    check(::fchmod(to, (m_status.st_mode & c_permissions) | c_ownersRights) == 0, __LINE__);
-    check(::fsync(to) == 0, __LINE__);
-  }
-
-  void writeAll(int to, const char* data, std::size_t size) const {
-    while (size > 0) {
-      const ssize_t count = ::write(to, data, size);
-      if (count >= 0) {
-        data += count;
-        size -= static_cast<std::size_t>(count);
-      } else {
-        check(errno == EINTR, __LINE__);
-      }
-    }
+    m_failure.check(::fchmod(to, (m_status.st_mode & c_permissions) | c_ownersRights) == 0, __LINE__);
+    m_failure.check(::fsync(to) == 0, __LINE__);
   }
 
   /// Takes from the owner what the source does not allow its owner either.
@@ -226,6 +354,7 @@ class Copy {
 
   const FileName& m_source;
   const FileName& m_target;
+  const CopyFailure m_failure;
   const fs::path m_temporary;
   const fs::path m_folder;
   struct stat m_status {};

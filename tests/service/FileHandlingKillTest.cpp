@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <system_error>
@@ -83,6 +84,16 @@ class Files {
     return write(name, content);
   }
 
+  /// The same with a hole in its middle.
+  std::string writeLargeWithHole(const std::string& name, char seed) const {
+    std::string file = writeLarge(name, seed);
+    const std::string content = TemporaryFolder::read(file);
+    fs::resize_file(file, c_size / 3);
+    fs::resize_file(file, c_size / 3 * 2);
+    std::ofstream(file, std::ios::binary | std::ios::app) << content.substr(c_size / 3 * 2);
+    return file;
+  }
+
   /// The name of the file beside source and target; empty when there is none.
   std::string temporaryFile() const {
     for (const auto& entry : fs::directory_iterator(path())) {
@@ -145,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(Each, KilledCopyAnywhere,
 TEST_P(KilledCopyAnywhere, LeavesTheOldOrTheWholeNewTarget) {
   const Files files(GetParam().folder);
   const std::string source = files.writeLarge("source", 'a');
-  const std::string otherSource = files.writeLarge("other source", 'b');
+  const std::string otherSource = files.writeLargeWithHole("other source", 'b');
   const std::string target = files.file("target");
   const Microseconds duration = std::max(durationOfCopy(otherSource, target), durationOfCopy(source, target));
   std::mt19937 random(std::random_device{}());

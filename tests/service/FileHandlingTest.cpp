@@ -12,6 +12,8 @@
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <system_error>
 #include <type_traits>
@@ -297,6 +299,75 @@ TEST_F(FileUtilitiesCopy, RefusesFoldersAndOtherThanRegularFiles) {
   EXPECT_EQ(copyError(file("fifo"), file("target")), std::errc::invalid_argument);
   EXPECT_EQ(copyError("/dev/null", file("target")), std::errc::invalid_argument);
   m_folder.expectEntries(3);
+}
+
+TEST_F(FileUtilitiesCopy, RefusesATargetThatIsNeitherAFileNorALink) {
+  const std::string source = write("source", "content");
+  ASSERT_EQ(::mkfifo(file("fifo").c_str(), 0600), 0);
+  ASSERT_EQ(::mknod(file("socket").c_str(), S_IFSOCK | 0600, 0), 0);
+  for (const char* name : {"fifo", "socket"}) {
+    const fs::file_type before = fs::status(file(name)).type();
+    EXPECT_EQ(copyError(source, file(name)), std::errc::invalid_argument) << name;
+    EXPECT_EQ(fs::status(file(name)).type(), before) << name;
+  }
+  m_folder.expectEntries(3);
+}
+
+TEST_F(FileUtilitiesCopy, ReplacesALinkToOtherThanARegularFile) {
+  const std::string source = write("source", "content");
+  fs::create_directory(file("folder"));
+  for (const std::string& linked : {file("folder"), std::string("/dev/null")}) {
+    fs::create_symlink(linked, file("target"));
+    FileUtilities::copyFile(source, file("target"));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(file("target")))) << linked;
+    EXPECT_EQ(read(file("target")), "content") << linked;
+    fs::remove(file("target"));
+  }
+  EXPECT_TRUE(fs::is_empty(file("folder")));
+}
+
+/// A file of which `size` bytes are holes but for words at these places.
+std::string writeWithHoles(const std::string& file, const std::vector<std::size_t>& places, std::size_t size) {
+  std::ofstream(file, std::ios::binary).close();
+  fs::resize_file(file, size);
+  std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
+  for (const std::size_t place : places) {
+    stream.seekp(static_cast<std::streamoff>(place)).write("word", 4);
+  }
+  return file;
+}
+
+blkcnt_t blocksOf(const std::string& file) {
+  struct stat status {};
+  EXPECT_EQ(::stat(file.c_str(), &status), 0) << file;
+  return status.st_blocks;
+}
+
+TEST_F(FileUtilitiesCopy, LeavesHolesHoles) {
+  constexpr std::size_t size = 64 * c_mebibyte;
+  const std::vector<std::size_t> rows[] = {
+      {}, {0}, {size - 4}, {c_mebibyte, 30 * c_mebibyte}, {0, 7 * c_mebibyte, size - 4}};
+  for (const auto& places : rows) {
+    const std::string source = writeWithHoles(file("source"), places, size);
+    if (blocksOf(source) > static_cast<blkcnt_t>(size / 1024)) {
+      GTEST_SKIP() << "the file system has no holes";
+    }
+    FileUtilities::copyFile(source, file("target"));
+    EXPECT_EQ(fs::file_size(file("target")), size) << places.size();
+    EXPECT_TRUE(read(file("target")) == read(source)) << places.size();
+    EXPECT_LE(blocksOf(file("target")), blocksOf(source)) << places.size();
+  }
+}
+
+TEST_F(FileUtilitiesCopy, CopiesFilesOfTheSystemThatDoNotTellTheirSize) {
+  for (const std::string source : {"/proc/version", "/proc/self/cmdline", "/sys/devices/system/cpu/online"}) {
+    if (fs::exists(source)) {
+      FileUtilities::copyFile(source, file("target"));
+      std::ifstream stream(source, std::ios::binary);
+      const std::string content{std::istreambuf_iterator<char>(stream), {}};
+      EXPECT_EQ(read(file("target")), content) << source;
+    }
+  }
 }
 
 TEST_F(FileUtilitiesCopy, FailsForNamesThatLeadNowhere) {

@@ -22,7 +22,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT WaitingFileUtilities {
 
   /// Tries `FileUtilities::copyFile`.
   static void waitingCopy(const FileName& source, const FileName& target, unsigned long waitMilliseconds, int tries);
-  /// Tries `FileUtilities::rename`.
+  /// Tries `FileUtilities::rename`; what that does not flush to the disk is not flushed here either.
   static void waitingRename(const FileName& oldName, const FileName& newName, unsigned long waitMilliseconds,
                             int tries);
   /// Tries `FileUtilities::remove`.
