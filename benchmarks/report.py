@@ -205,6 +205,28 @@ def values_section(times):
     return text + table(["operation", "time", "beside", "time", "ratio"], rows)
 
 
+def packages_section(pattern):
+    """From the lines that packages_benchmark printed, one file per process."""
+    rows = {}
+    for path in sorted(glob.glob(pattern)):
+        with open(path, encoding="utf-8") as file:
+            for line in file:
+                row = re.match(r"(.+?, \d+ [KM]B) +([\d.]+) +([\d.]+) +([\d.]+) +\(", line)
+                if row:
+                    rows.setdefault(row[1], []).append([float(value) for value in row.groups()[1:]])
+    table_rows = []
+    for name, values in rows.items():
+        hand, own, ratios = zip(*values)
+        table_rows.append([name, shown(1e3 * statistics.median(hand)), shown(1e3 * statistics.median(own)),
+                           f"{statistics.median(ratios):.3f} ({min(ratios):.3f} to {max(ratios):.3f})"])
+    text = (
+        "## Packages as values\n\n`PackageDocument`, `ElementReader` and `PackageWriter` beside the same by hand: every value "
+        "read with `XmlUtils` and Xerces-C, and written to a string stream. In turns, as above; a parse takes most of the time "
+        "of the first row.\n\n"
+    )
+    return text + table(["what", "by hand", "library", "ratio"], table_rows)
+
+
 def copy_row(name, entries):
     ratios = [entry["library_s"] / entry["cp_s"] for entry in entries]
     own = statistics.median(entry["library_s"] for entry in entries)
@@ -297,7 +319,7 @@ def main(results, docs):
     text += turns_section(turns(f"{results}/ratio-*.txt")) + set_up_sentence(processor_times)
     text += memory_section(lines(f"{results}/memory.jsonl"))
     text += fragments_section(processor_times) + "![fragments](benchmarks/fragments.svg)\n\n"
-    text += threads_section(clock_times) + values_section(value_times)
+    text += threads_section(clock_times) + packages_section(f"{results}/packages-*.txt") + values_section(value_times)
     text += copy_section(lines(f"{results}/copy.jsonl")) + soak_section(lines(f"{results}/soak.jsonl"))
     text += sweep_section(f"{results}/sweep.txt")
     os.makedirs(f"{docs}/benchmarks", exist_ok=True)
