@@ -53,8 +53,9 @@ void expectHeadersOn(const std::string& page, const std::string& folder, bool ha
   }
 }
 
-TEST(ManualReference, ListsTheClassOfEveryHeaderOfTheLibrary) {
-  expectHeadersOn("api-reference.md", "Platform/RemoteComputation/Service/RequestHandlingBase", false);
+TEST(ManualReference, ListsEveryHeaderOfTheLibraryAndOfTheContract) {
+  expectHeadersOn("api-reference.md", "Platform/RemoteComputation/Service/RequestHandlingBase", true);
+  expectHeadersOn("api-reference.md", "service", true);
 }
 
 TEST(ManualReference, TellsTheDutiesOfEveryHeaderOfTheContract) {
