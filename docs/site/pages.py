@@ -34,9 +34,10 @@ PAGES = [
     ("docs/api-reference.md", "api-reference", "Reference"),
 ]
 IDS = {path: identifier for path, identifier, _ in PAGES}
-HEADERS = ["Platform/RemoteComputation/Service/RequestHandlingBase", "service"]
-# Headers that are installed because others include them, and give programs nothing.
-INTERNAL = {"RequestNamespace.h", "PackageParser.h"}
+HEADERS = ["Platform/RemoteComputation/Service/RequestHandlingBase",
+           "Platform/RemoteComputation/Service/RequestPackages", "service"]
+# Headers that programs do not use.
+INTERNAL = {"RequestNamespace.h", "PackageParser.h", "Failure.h", "Lexical.h", "Text.h"}
 # A link or picture (mark, text, target), or inline code: whichever begins first.
 LINK_OR_CODE = re.compile(r"(!?)\[((?:[^\[\]]|\[[^\]]*\])*)\]\(([^)\s]+)\)|`([^`]+)`")
 
@@ -238,6 +239,9 @@ def finished(page, name):
     page = re.sub(r'<object type="image/svg\+xml" data="([^"]*)"[^>]*></object>\s*<div class="caption">\s*([^<]*)</div>',
                   r'<img src="\1" alt="\2"/>\n<div class="caption">\2</div>', page)
     page = re.sub(r"<code>([^<]{1,24})</code>", r'<code class="short">\1</code>', page)
+    # Doxygen announces nested classes that it then does not list.
+    if 'id="nested-classes"' not in page:
+        page = re.sub(r'<a href="#nested-classes">Classes</a>\s*(?:&#124;\s*)?', "", page)
     # A table that is wider than the window is scrolled by itself.
     page = page.replace('<table class="markdownTable">', '<div class="wide" tabindex="0"><table class="markdownTable">')
     page = re.sub(r'(<table class="markdownTable">.*?</table>)', r"\1</div>", page, flags=re.S)

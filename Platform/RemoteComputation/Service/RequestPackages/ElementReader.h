@@ -47,6 +47,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
  public:
   class Children;
 
+  /// Reads `element`, which its document owns.
   explicit ElementReader(const xercesc_3_1::DOMElement& element);
 
   /// The local name.
@@ -173,6 +174,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
 /// The child elements of one element that have one name, or all of them.
 class SERVICE_REQUESTPACKAGES_EXPORT ElementReader::Children {
  public:
+  /// @cond INTERNAL
   class SERVICE_REQUESTPACKAGES_EXPORT Iterator {
    public:
     using iterator_category = std::input_iterator_tag;
@@ -193,9 +195,13 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader::Children {
     const xercesc_3_1::DOMElement* m_element;
     std::string_view m_name;
   };
+  /// @endcond
 
+  /// @{
+  /// For a loop over the elements; both are good as long as this object and the document.
   Iterator begin() const;
   Iterator end() const;
+  /// @}
 
  private:
   friend class ElementReader;

@@ -26,10 +26,12 @@ class SERVICE_REQUESTPACKAGES_EXPORT ParserSession {
  public:
   /// The base schema alone.
   ParserSession();
+  /// @{
   /// Registers `fragments` in their order. Throws `DvException` when another session exists, or when the process has
   /// parsed before, which fixes the schema.
   ParserSession(std::initializer_list<AbstractRequestSchema> fragments);
   explicit ParserSession(const std::vector<AbstractRequestSchema>& fragments);
+  /// @}
   ParserSession(const ParserSession&) = delete;
   ParserSession& operator=(const ParserSession&) = delete;
   /// Ends the parser and, unless a `PackageDocument` still exists, Xerces-C. If one does, Xerces-C stays, so that the
@@ -53,8 +55,11 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageDocument {
 
   /// Takes `document`, which is not null and has a root element, as its own.
   explicit PackageDocument(xercesc_3_1::DOMDocument* document);
+  /// @{
+  /// Takes over the document of `other`.
   PackageDocument(PackageDocument&& other) noexcept;
   PackageDocument& operator=(PackageDocument&& other) noexcept;
+  /// @}
   PackageDocument(const PackageDocument&) = delete;
   PackageDocument& operator=(const PackageDocument&) = delete;
   ~PackageDocument();

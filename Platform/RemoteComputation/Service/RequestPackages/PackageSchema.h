@@ -28,12 +28,14 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageSchema {
     std::optional<std::size_t> fragment;
     std::uint64_t line = 0;    ///< in the text of the fragment, from 1; 0 when not known
     std::uint64_t column = 0;  ///< of the start of the tag, or of the character, from 1; 0 when not known
-    std::string message;
+    std::string message;       ///< what is wrong
   };
 
+  /// @{
   /// The base schema and `fragments`, in the order in which a program registers them.
   PackageSchema(std::initializer_list<AbstractRequestSchema> fragments);
   explicit PackageSchema(const std::vector<AbstractRequestSchema>& fragments);
+  /// @}
 
   /// The whole schema document, as the parser of the process loads it.
   std::string getText() const;

@@ -35,25 +35,25 @@ SERVICE_REQUESTPACKAGES_EXPORT Timestamp fromTimestampText(const std::string& te
 
 /// An `xs:date`. The zone is the offset from UTC; a date may have none.
 struct XmlDate {
-  std::int32_t year = 1;  ///< never 0; negative before the year 1
-  std::uint32_t month = 1;
-  std::uint32_t day = 1;
-  std::optional<std::chrono::minutes> zone;
+  std::int32_t year = 1;                     ///< never 0; negative before the year 1
+  std::uint32_t month = 1;                   ///< from 1
+  std::uint32_t day = 1;                     ///< from 1
+  std::optional<std::chrono::minutes> zone;  ///< offset from UTC; empty when there is none
 };
 
 /// An `xs:time`. 24:00:00 reads as 00:00:00.
 struct XmlTime {
-  std::chrono::nanoseconds sinceMidnight{0};
-  std::optional<std::chrono::minutes> zone;
+  std::chrono::nanoseconds sinceMidnight{0};  ///< less than a day
+  std::optional<std::chrono::minutes> zone;   ///< offset from UTC; empty when there is none
 };
 
 /// An `xs:dateTime`. 24:00:00 reads as 00:00:00 of the next day.
 struct SERVICE_REQUESTPACKAGES_EXPORT XmlDateTime {
-  std::int32_t year = 1;  ///< never 0; negative before the year 1
-  std::uint32_t month = 1;
-  std::uint32_t day = 1;
-  std::chrono::nanoseconds sinceMidnight{0};
-  std::optional<std::chrono::minutes> zone;
+  std::int32_t year = 1;                      ///< never 0; negative before the year 1
+  std::uint32_t month = 1;                    ///< from 1
+  std::uint32_t day = 1;                      ///< from 1
+  std::chrono::nanoseconds sinceMidnight{0};  ///< less than a day
+  std::optional<std::chrono::minutes> zone;   ///< offset from UTC; empty when there is none
 
   /// `time` in UTC.
   static XmlDateTime fromTimestamp(Timestamp time);
@@ -64,11 +64,12 @@ struct SERVICE_REQUESTPACKAGES_EXPORT XmlDateTime {
 
 /// An `xs:duration`: months, of which days cannot be made, and the rest. Both have the same sign or are zero.
 struct XmlDuration {
-  std::int64_t months = 0;
-  std::chrono::nanoseconds rest{0};
+  std::int64_t months = 0;           ///< the years and months
+  std::chrono::nanoseconds rest{0};  ///< the days, hours, minutes and seconds
 };
 
 /// @{
+/// Whether all parts are equal.
 bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlDate& left, const XmlDate& right);
 bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlTime& left, const XmlTime& right);
 bool SERVICE_REQUESTPACKAGES_EXPORT operator==(const XmlDateTime& left, const XmlDateTime& right);
@@ -83,6 +84,8 @@ struct SERVICE_REQUESTPACKAGES_EXPORT RequestEnvelope {
   /// Reads the attributes of `root`. Throws `DvException` for one that is missing or does not convert.
   explicit RequestEnvelope(const ElementReader& root);
 
+  /// @{
+  /// As the attribute of this name.
   std::string version;
   std::uint32_t serial;
   std::string timestamp;  ///< a `DVTimestamp`
@@ -93,6 +96,7 @@ struct SERVICE_REQUESTPACKAGES_EXPORT RequestEnvelope {
   std::optional<std::uint32_t> replyPort;
   std::string requestClientId;
   std::optional<bool> replyExpected;
+  /// @}
 };
 
 /// The attributes of a `DV_ReplyPackage`.
@@ -102,14 +106,19 @@ struct SERVICE_REQUESTPACKAGES_EXPORT ReplyEnvelope {
   /// As `RequestEnvelope(root)`.
   explicit ReplyEnvelope(const ElementReader& root);
 
+  /// @{
+  /// As the attribute of this name.
   std::string version;
   std::uint32_t serial;
   std::string timestamp;  ///< a `DVTimestamp`
   std::optional<std::string> origin;
+  /// @}
 };
 
 /// A `DVData`: where data lies.
 struct PackageData {
+  /// @{
+  /// As the attribute of this name.
   std::string id;
   std::optional<std::string> name;
   std::optional<std::string> dataPtrType;
@@ -118,10 +127,13 @@ struct PackageData {
   std::string href;
   std::optional<bool> forceTransfer;
   std::optional<bool> fileNotTransfered;
+  /// @}
 };
 
 /// A `DVException` without its inner exception.
 struct PackageException {
+  /// @{
+  /// As the child element of this name.
   std::string type;
   std::optional<std::string> message;
   std::optional<std::string> name;
@@ -130,6 +142,7 @@ struct PackageException {
   std::optional<std::string> function;
   std::optional<std::int32_t> line;
   std::optional<std::string> severity;
+  /// @}
 };
 
 /// A `DVException`, outermost first: each is the inner exception of the one before. Never empty in a package.
@@ -137,9 +150,10 @@ using PackageExceptions = std::vector<PackageException>;
 
 /// One parameter of a `ParameterVector`.
 struct SERVICE_REQUESTPACKAGES_EXPORT Parameter {
-  std::string id;
+  std::string id;                           ///< its name
   std::variant<double, std::string> value;  ///< a number, or the text of an encrypted parameter
 
+  /// Whether the value is the text of an encrypted parameter.
   bool isEncrypted() const;
   /// The number. Throws `DvException` for an encrypted parameter.
   double getNumber() const;
@@ -147,8 +161,8 @@ struct SERVICE_REQUESTPACKAGES_EXPORT Parameter {
 
 /// A `DVPellamParameterVector`, with its parameters of both kinds in order.
 struct ParameterVector {
-  std::uint32_t realizationId = 0;
-  std::vector<Parameter> parameters;
+  std::uint32_t realizationId = 0;    ///< the number of the realization
+  std::vector<Parameter> parameters;  ///< never empty in a package
 };
 
 /// The texts of an enumeration in packages. A program that reads or writes an enumeration of its own specialises this
@@ -161,11 +175,13 @@ struct ParameterVector {
 template <typename Enumeration>
 struct EnumerationTexts;
 
+/// @cond INTERNAL
 template <>
 struct EnumerationTexts<AbstractJobLog::Message::Type> {
   using Type = AbstractJobLog::Message::Type;
   static constexpr std::pair<const char*, Type> c_texts[] = {
       {"Info", Type::Info}, {"Warning", Type::Warning}, {"Error", Type::Error}, {"Debug", Type::Debug}};
 };
+/// @endcond
 
 }  // namespace Drelvan
