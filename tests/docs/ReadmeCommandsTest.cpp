@@ -50,12 +50,7 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
      {{"fuzz/run 60", "builds with clang and takes minutes; the continuous integration runs it"},
       {"fuzz/run 7200 parse", "takes two hours"},
       {"ctest --preset dev -L fuzz-replay", "runs tests of this build tree, which run beside this one"},
-      {"build/fuzz/bin/fuzz_parse build/fuzz/finds/parse/crash-...", "needs a finding"},
-      {"cmake -S xerces-c-3.2.4 -B xerces-build -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_INSTALL_PREFIX=\"$PWD/xerces\" "
-       "-DCMAKE_CXX_FLAGS=\"-O1 -g -fno-omit-frame-pointer -fsanitize=fuzzer-no-link,address\"",
-       c_needsASource},
-      {"cmake --build xerces-build --target install", c_needsASource},
-      {"cmake --preset fuzz -DCMAKE_PREFIX_PATH=\"$PWD/xerces\"", c_needsASource}}},
+      {"build/fuzz/bin/fuzz_parse build/fuzz/finds/parse/crash-...", "needs a finding"}}},
     {"examples/parameter_sweep/README.md",
      {{"{ echo amplitude,damping,frequency,time; seq -f '1,0.2,3,%g' 0 0.05 20; } > oscillator.csv", nullptr,
        "oscillator.csv"},
