@@ -1,4 +1,5 @@
-// One input is a sequence of documents. All inputs go through the one long-lived instance, validated and not.
+// One input is a sequence of documents. All inputs go through the one long-lived instance, validated and not. The tree
+// of each document is compared with the one that Xerces-C's own parser makes.
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <fuzz/parse/NoAccess.h>
@@ -13,6 +14,8 @@
 #include <fuzz/support/QuietLogging.h>
 #include <service/ExceptionHandling.h>
 #include <service/GeneralServices.h>
+#include <tests/support/StockParser.h>
+#include <tests/support/TreeComparison.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +35,9 @@ using Fuzz::require;
 
 /// Every so many inputs the instance is compared with a fresh one, and replaced by it.
 constexpr unsigned c_inputsPerInstance = 16;
+
+/// The trees of longer documents are compared without changing them.
+constexpr std::size_t c_mostChanged = 4096;
 
 constexpr const char* c_goodPackage =
     "<DV_RequestPackage xmlns='http://drelvan.example/schemas/DVRequests.xsd' version='5.0.0' serial='1'"
@@ -142,6 +148,29 @@ void compareWithString(const std::string& document) {
   require(asString == asSource, "a string has the verdict of its bytes up to the first NUL");
 }
 
+Fuzz::Document parseWithLibrary(const std::string& text, bool validate) {
+  const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(), "input");
+  return Fuzz::Document(RequestXmlHelper::getInstance().parse(source, validate));
+}
+
+/// Compares the tree of an accepted document with the one of Xerces-C's parser, where that accepts it too: it is left
+/// with what the library mends in it.
+void compareWithStock(const std::string& document, bool validate) {
+  static const TestSupport::StockParser stock(Fuzz::exportedSchema());
+  const TestSupport::Document expected = stock.parse(document, "input", validate);
+  if (expected == nullptr) {
+    return;
+  }
+  const Fuzz::Document tree = parseWithLibrary(document, validate);
+  std::string difference = TestSupport::differenceOf(*expected, *tree);
+  if (difference.empty() && document.size() <= c_mostChanged) {
+    difference = TestSupport::differenceAfterChanges(*expected, *tree);
+  }
+  if (!difference.empty()) {
+    brokenBy(document, "the tree is the one that Xerces-C's parser makes: " + difference);
+  }
+}
+
 void checkSequence(const std::vector<std::string>& documents) {
   for (const std::string& document : documents) {
     const Verdict validated = parse(document, true);
@@ -149,6 +178,10 @@ void checkSequence(const std::vector<std::string>& documents) {
     require(unvalidated.accepted || !validated.accepted, "what is valid is also well-formed: " + unvalidated.text);
     if (validated.accepted) {
       requirePeerAccepts(document);
+      compareWithStock(document, true);
+    }
+    if (unvalidated.accepted) {
+      compareWithStock(document, false);
     }
   }
 }

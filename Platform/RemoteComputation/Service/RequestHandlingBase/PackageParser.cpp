@@ -6,6 +6,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NoResources.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/SilencedScanner.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/TreeBuilder.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
 
 #include <boost/locale/encoding_utf.hpp>
@@ -64,6 +65,7 @@ struct PackageParser::Parts {
   Parsing::InputCounts input;
   Parsing::CountedInput source;
   Parsing::DocumentChecks checks;
+  Parsing::TreeBuilder tree;
   bool isScannerStale = false;  ///< it must be renewed before its next use
 };
 
@@ -187,17 +189,51 @@ void PackageParser::error(unsigned int code, const XMLCh* domain, ErrTypes type,
   XercesDOMParser::error(code, domain, type, text, systemId, publicId, line, column);
 }
 
+void PackageParser::startDocument() {
+  XercesDOMParser::startDocument();
+  m_parts->tree.beginDocument(*fDocument);
+}
+
 void PackageParser::startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
                                  const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes,
                                  XMLSize_t attributeCount, bool isEmpty, bool isRoot) {
   m_parts->checks.startElement({declaration, attributes, attributeCount, isRoot}, fScanner->getValidator());
-  XercesDOMParser::startElement(declaration, uri, prefix, attributes, attributeCount, isEmpty, isRoot);
+  xercesc_3_1::DOMElementNSImpl& element =
+      m_parts->tree.makeElement(*fScanner, declaration, uri, prefix, attributes, attributeCount);
+  if (fCurrentParent == fDocument) {
+    fDocument->appendChild(&element);
+  } else {
+    Parsing::TreeBuilder::append(*fCurrentParent, element);
+  }
+  fCurrentParent = &element;
+  fCurrentNode = &element;
+  fWithinElement = true;
+  if (isEmpty) {
+    endElement(declaration, uri, isRoot, prefix);
+  }
 }
 
 void PackageParser::endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
                                const XMLCh* prefix) {
   m_parts->checks.endElement();
-  XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
+  xercesc_3_1::DOMNode* parent = Parsing::TreeBuilder::parentWithinRoot(*fCurrentParent, *fDocument);
+  if (parent == nullptr) {
+    XercesDOMParser::endElement(declaration, uri, isRoot, prefix);
+    return;
+  }
+  fCurrentNode = fCurrentParent;
+  fCurrentParent = parent;
+}
+
+void PackageParser::docCharacters(const XMLCh* characters, XMLSize_t length, bool isCdata) {
+  const bool beginsText = fWithinElement && !isCdata && fCurrentNode->getNodeType() != xercesc_3_1::DOMNode::TEXT_NODE;
+  if (!beginsText) {
+    XercesDOMParser::docCharacters(characters, length, isCdata);
+    return;
+  }
+  xercesc_3_1::DOMTextImpl& text = m_parts->tree.makeText(characters, length);
+  Parsing::TreeBuilder::append(*fCurrentParent, text);
+  fCurrentNode = &text;
 }
 
 void PackageParser::doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,

@@ -24,8 +24,8 @@ class PackageParserPool {
 
 /// The parser of `RequestXmlHelper`; of no use to programs, which cannot call it: none of it is exported.
 ///
-/// Xerces-C's parser, with limits on what one document may cost and on what documents leave behind. A document that
-/// exceeds one is reported to the error handler like any other error.
+/// Xerces-C's parser, with limits on what one document may cost and on what documents leave behind, and with a faster
+/// way to the same tree. A document that exceeds a limit is reported to the error handler like any other error.
 ///
 /// Threads: one at a time.
 class PackageParser final : private PackageParserPool, public xercesc_3_1::XercesDOMParser {
@@ -42,11 +42,13 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
 
   void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh* systemId,
              const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) override;
+  void startDocument() override;
   void startElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, const XMLCh* prefix,
                     const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes, XMLSize_t attributeCount,
                     bool isEmpty, bool isRoot) override;
   void endElement(const xercesc_3_1::XMLElementDecl& declaration, unsigned int uri, bool isRoot,
                   const XMLCh* prefix) override;
+  void docCharacters(const XMLCh* characters, XMLSize_t length, bool isCdata) override;
   void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
                    bool hasInternalSubset, bool hasExternalSubset) override;
   void attDef(const xercesc_3_1::DTDElementDecl& element, const xercesc_3_1::DTDAttDef& attribute,

@@ -3,11 +3,24 @@
 #include <service/Xerces.h>
 
 #include <type_traits>
+#include <xercesc/dom/impl/DOMAttrNSImpl.hpp>
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
+#include <xercesc/dom/impl/DOMElementNSImpl.hpp>
+#include <xercesc/dom/impl/DOMNodeVector.hpp>
+#include <xercesc/dom/impl/DOMTextImpl.hpp>
 #include <xercesc/internal/IGXMLScanner.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XercesVersion.hpp>
 
-/// All that this library reaches into Xerces-C for: two private members of its scanner.
-/// Where a Xerces-C does not have them so, nothing of this compiles.
+/// All that this library reaches into Xerces-C for: two private members of its scanner, and the members of the nodes of
+/// a document that it gives to no one. Where a Xerces-C does not have them so, nothing of this compiles.
 namespace Drelvan::Parsing::XercesAccess {
+
+#if XERCES_VERSION_MAJOR != 3 || XERCES_VERSION_MINOR != 2
+#error "The nodes of a document are known as Xerces-C 3.2 links them."
+#endif
+
+static_assert(std::is_same_v<XMLCh, char16_t>, "names and messages are UTF-16 text of the standard library");
 
 namespace Detail {
 
@@ -27,6 +40,53 @@ struct Reach {
 template struct Reach<SeenXsi, &xercesc_3_1::IGXMLScanner::fSeeXsi>;
 template struct Reach<UndeclaredElements, &xercesc_3_1::IGXMLScanner::fSchemaElemNonDeclPool>;
 
+// A derived class may name protected members of its base.
+struct Document : xercesc_3_1::DOMDocumentImpl {
+  using Names = xercesc_3_1::DOMStringPoolEntry** xercesc_3_1::DOMDocumentImpl::*;
+  using Count = XMLSize_t xercesc_3_1::DOMDocumentImpl::*;
+  static constexpr Names names = &Document::fNameTable;
+  static constexpr Count nameLists = &Document::fNameTableSize;
+};
+struct Element : xercesc_3_1::DOMElementNSImpl {
+  using Name = const XMLCh* xercesc_3_1::DOMElementNSImpl::*;
+  using SetUp = void (xercesc_3_1::DOMElementImpl::*)();
+  static constexpr Name namespaceName = &Element::fNamespaceURI;
+  static constexpr Name localName = &Element::fLocalName;
+  static constexpr Name prefix = &Element::fPrefix;
+  static constexpr SetUp setUpDefaults = &Element::setupDefaultAttributes;
+};
+struct Attribute : xercesc_3_1::DOMAttrNSImpl {
+  using Name = const XMLCh* xercesc_3_1::DOMAttrNSImpl::*;
+  static constexpr Name namespaceName = &Attribute::fNamespaceURI;
+  static constexpr Name localName = &Attribute::fLocalName;
+  static constexpr Name prefix = &Attribute::fPrefix;
+};
+struct AttributeMap : xercesc_3_1::DOMAttrMapImpl {
+  using Nodes = xercesc_3_1::DOMNodeVector* xercesc_3_1::DOMAttrMapImpl::*;
+  static constexpr Nodes nodes = &AttributeMap::fNodes;
+};
+
+// The public members of the nodes that `TreeBuilder` links, as it takes them to be.
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMNodeImpl::fOwnerNode), xercesc_3_1::DOMNode*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMParentNode::fContainingNode), xercesc_3_1::DOMNode*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMParentNode::fFirstChild), xercesc_3_1::DOMNode*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMChildNode::previousSibling), xercesc_3_1::DOMNode*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMChildNode::nextSibling), xercesc_3_1::DOMNode*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMElementImpl::fNode), xercesc_3_1::DOMNodeImpl>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMElementImpl::fParent), xercesc_3_1::DOMParentNode>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMElementImpl::fChild), xercesc_3_1::DOMChildNode>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMElementImpl::fName), const XMLCh*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMElementImpl::fAttributes), xercesc_3_1::DOMAttrMapImpl*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMElementImpl::fDefaultAttributes), xercesc_3_1::DOMAttrMapImpl*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMAttrImpl::fNode), xercesc_3_1::DOMNodeImpl>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMAttrImpl::fParent), xercesc_3_1::DOMParentNode>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMAttrImpl::fName), const XMLCh*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMTextImpl::fNode), xercesc_3_1::DOMNodeImpl>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMTextImpl::fChild), xercesc_3_1::DOMChildNode>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMStringPoolEntry::fNext), xercesc_3_1::DOMStringPoolEntry*>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMStringPoolEntry::fLength), XMLSize_t>);
+static_assert(std::is_same_v<decltype(xercesc_3_1::DOMStringPoolEntry::fString), XMLCh[1]>);
+
 }  // namespace Detail
 
 /// The scanner of a parser that was told to use this one, `XMLUni::fgIGXMLScanner`.
@@ -44,6 +104,56 @@ inline void lookForXsiType(xercesc_3_1::XMLScanner& scanner) {
 /// names, in later documents too.
 inline void forgetUndeclaredElements(xercesc_3_1::XMLScanner& scanner) {
   (integrated(scanner).*memberOf(Detail::UndeclaredElements()))->removeAll();
+}
+
+/// Enters a name in the document's table of names, without looking whether it is there: where many have the same hash,
+/// that is what costs.
+inline void enterName(xercesc_3_1::DOMDocumentImpl& document, xercesc_3_1::DOMStringPoolEntry& entry) {
+  const XMLSize_t list = xercesc_3_1::XMLString::hash(entry.fString, document.*Detail::Document::nameLists);
+  xercesc_3_1::DOMStringPoolEntry*& first = (document.*Detail::Document::names)[list];
+  entry.fNext = first;
+  first = &entry;
+}
+
+/// The names of a node, each kept by the document. Without a prefix, the qualified name is the local one too.
+struct NodeNames {
+  const XMLCh* qualified = nullptr;
+  const XMLCh* local = nullptr;
+  const XMLCh* prefix = nullptr;
+  const XMLCh* namespaceName = nullptr;
+};
+
+/// @{
+/// Names a node that was made without a name: the constructors that take names look up each of them again.
+inline void setNames(xercesc_3_1::DOMElementNSImpl& element, const NodeNames& names) {
+  element.fName = names.qualified;
+  element.*Detail::Element::localName = names.local;
+  element.*Detail::Element::prefix = names.prefix;
+  element.*Detail::Element::namespaceName = names.namespaceName;
+}
+inline void setNames(xercesc_3_1::DOMAttrNSImpl& attribute, const NodeNames& names) {
+  attribute.fName = names.qualified;
+  attribute.*Detail::Attribute::localName = names.local;
+  attribute.*Detail::Attribute::prefix = names.prefix;
+  attribute.*Detail::Attribute::namespaceName = names.namespaceName;
+}
+/// @}
+
+inline const XMLCh* localName(const xercesc_3_1::DOMAttrNSImpl& attribute) {
+  return attribute.*Detail::Attribute::localName;
+}
+inline const XMLCh* namespaceName(const xercesc_3_1::DOMAttrNSImpl& attribute) {
+  return attribute.*Detail::Attribute::namespaceName;
+}
+
+/// Gives a named element the default attributes of the document type declaration, as its constructor does.
+inline void setUpDefaults(xercesc_3_1::DOMElementNSImpl& element) {
+  (static_cast<xercesc_3_1::DOMElementImpl&>(element).*Detail::Element::setUpDefaults)();
+}
+
+/// The list of attributes of a map, sorted by name; null while there is none.
+inline xercesc_3_1::DOMNodeVector*& attributesOf(xercesc_3_1::DOMAttrMapImpl& map) {
+  return map.*Detail::AttributeMap::nodes;
 }
 
 }  // namespace Drelvan::Parsing::XercesAccess
