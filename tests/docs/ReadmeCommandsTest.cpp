@@ -49,6 +49,7 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
     {"fuzz/README.md",
      {{"fuzz/run 60", "builds with clang and takes minutes; the continuous integration runs it"},
       {"fuzz/run 7200 parse", "takes two hours"},
+      {"fuzz/coverage", "builds with clang and takes minutes"},
       {"ctest --preset dev -L fuzz-replay", "runs tests of this build tree, which run beside this one"},
       {"build/fuzz/bin/fuzz_parse build/fuzz/finds/parse/crash-...", "needs a finding"}}},
     {"examples/parameter_sweep/README.md",
