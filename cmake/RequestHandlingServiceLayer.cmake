@@ -1,4 +1,4 @@
-# Provides the libraries of the service layer that REQUESTHANDLING_SERVICE_LAYER selects.
+# Where the libraries of the service layer come from, as REQUESTHANDLING_SERVICE_LAYER says.
 
 set(REQUESTHANDLING_SERVICES
   Logging ExceptionHandling FileHandling Identifier GeneralServices System Signals)

@@ -8,7 +8,7 @@
 
 namespace benchmarks {
 
-/// Keeps Xerces-C's platform started.
+/// Keeps the parser library's platform started.
 class Platform {
  public:
   Platform();
@@ -17,7 +17,7 @@ class Platform {
   Platform& operator=(const Platform&) = delete;
 };
 
-/// Xerces-C's parser with the settings that `RequestXmlHelper` makes, and `schema` as its cached grammar.
+/// The parser library's parser with the settings that `RequestXmlHelper` makes, and `schema` as its cached grammar.
 class Parser {
  public:
   explicit Parser(const std::string& schema);

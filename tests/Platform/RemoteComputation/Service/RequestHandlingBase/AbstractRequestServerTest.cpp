@@ -61,8 +61,6 @@ class AbstractRequestServerInstance : public ::testing::Test {
   ~AbstractRequestServerInstance() override { Server::clear(); }
 };
 
-using AbstractRequestServerInstanceContractTest = AbstractRequestServerInstance;
-
 TEST_F(AbstractRequestServerInstance, IsNullBeforeAnyServerInstalledItself) {
   EXPECT_EQ(AbstractRequestServer::getInstance(), nullptr);
 }
@@ -124,7 +122,7 @@ TEST_F(AbstractRequestServerInstance, IsSeenByEveryThread) {
   }
 }
 
-TEST_F(AbstractRequestServerInstanceContractTest, IsReadUnderTheLock) {
+TEST_F(AbstractRequestServerInstance, IsReadUnderTheLock) {
   Server server;
   AbstractRequestServer* seen = nullptr;
   std::atomic<bool> started{false};
@@ -146,7 +144,7 @@ TEST_F(AbstractRequestServerInstanceContractTest, IsReadUnderTheLock) {
   EXPECT_EQ(seen, &server);
 }
 
-TEST_F(AbstractRequestServerInstanceContractTest, IsUnlockedAfterTheRead) {
+TEST_F(AbstractRequestServerInstance, IsUnlockedAfterTheRead) {
   AbstractRequestServer::getInstance();
   ASSERT_TRUE(Server::mutex().try_lock());
   Server::mutex().unlock();
@@ -176,7 +174,7 @@ std::size_t slotOf(Operation operation) {
   return (encoded - 1) / sizeof(void*);
 }
 
-TEST(AbstractRequestServerContractTest, DispatchesTheDestructorFirst) {
+TEST(AbstractRequestServerType, DispatchesTheDestructorFirst) {
   EXPECT_EQ(slotOf(&AbstractRequestServer::start), 2U);
   EXPECT_EQ(slotOf(&AbstractRequestServer::stop), 3U);
   EXPECT_EQ(slotOf(&AbstractRequestServer::getHostInfo), 4U);

@@ -12,10 +12,7 @@ requesthandling_test(RequestXmlHelperHostileMemoryTest
   LIBRARIES test_recording_logging GTest::gmock
   LABELS slow)
 
-# These start the platform with a memory manager of their own.
-requesthandling_test(RequestXmlHelperKeptMemoryTest
-  ${folder}/RequestXmlHelperKeptMemoryTest.cpp
-  LIBRARIES test_recording_logging GTest::gmock)
+# Starts the platform with a memory manager of its own.
 requesthandling_test(RequestXmlHelperHostileElementStatesTest
   ${folder}/RequestXmlHelperHostileElementStatesTest.cpp
   LIBRARIES test_recording_logging GTest::gmock

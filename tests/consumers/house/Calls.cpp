@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-namespace Site {
+namespace House {
 
 namespace {
 
@@ -28,4 +28,4 @@ std::set<std::string> calls() {
   return names();
 }
 
-}  // namespace Site
+}  // namespace House

@@ -15,15 +15,15 @@ using TestSupport::ParsedDocument;
 using TestSupport::ScriptedValues;
 using Calls = std::vector<std::string>;
 
-class HostInfoServiceCallsContractTest : public testing::Test {
+class HostInfoServiceCalls : public testing::Test {
  protected:
-  HostInfoServiceCallsContractTest() { ScriptedValues::reset(); }
-  ~HostInfoServiceCallsContractTest() override { ScriptedValues::reset(); }
+  HostInfoServiceCalls() { ScriptedValues::reset(); }
+  ~HostInfoServiceCalls() override { ScriptedValues::reset(); }
 
   const ParsedDocument m_document{"<host/>"};
 };
 
-TEST_F(HostInfoServiceCallsContractTest, ElementsAreLookedUpInOrderAndOnlyTheNameIsUnescaped) {
+TEST_F(HostInfoServiceCalls, ElementsAreLookedUpInOrderAndOnlyTheNameIsUnescaped) {
   HostInfo host(m_document.root());
   EXPECT_EQ(ScriptedValues::calls(),
             (Calls{"getElement name", "getContent", "fromXml 7", "getElement ip", "getContent",
@@ -31,7 +31,7 @@ TEST_F(HostInfoServiceCallsContractTest, ElementsAreLookedUpInOrderAndOnlyTheNam
   EXPECT_EQ(host.toString(), "name:plain 7, ip:7, requestServerPort:7, publisherPort:7");
 }
 
-TEST_F(HostInfoServiceCallsContractTest, MissingElementsAreNotRead) {
+TEST_F(HostInfoServiceCalls, MissingElementsAreNotRead) {
   ScriptedValues::setElementsFound(false);
   const HostInfo host(m_document.root());
   EXPECT_EQ(ScriptedValues::calls(),
@@ -39,7 +39,7 @@ TEST_F(HostInfoServiceCallsContractTest, MissingElementsAreNotRead) {
   EXPECT_TRUE(host.empty());
 }
 
-TEST_F(HostInfoServiceCallsContractTest, OnlyTheNameIsEscaped) {
+TEST_F(HostInfoServiceCalls, OnlyTheNameIsEscaped) {
   HostInfo host;
   host.setName("a");
   host.setIp("b");
@@ -48,7 +48,7 @@ TEST_F(HostInfoServiceCallsContractTest, OnlyTheNameIsEscaped) {
   EXPECT_EQ(ScriptedValues::calls(), Calls{"toXml a"});
 }
 
-TEST_F(HostInfoServiceCallsContractTest, FailuresPassUnchanged) {
+TEST_F(HostInfoServiceCalls, FailuresPassUnchanged) {
   for (const std::string failing : {"getElement name", "getElement publisherPort", "getContent", "fromXml 7"}) {
     ScriptedValues::onCall([&](const std::string& call) {
       if (call == failing) {

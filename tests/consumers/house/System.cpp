@@ -5,7 +5,7 @@
 namespace Drelvan {
 
 boost::mutex& XercesInitializationMutex::getMutex() {
-  Site::note("XercesInitializationMutex::getMutex");
+  House::note("XercesInitializationMutex::getMutex");
   static boost::mutex mutex;
   return mutex;
 }
