@@ -1,4 +1,4 @@
-# How every target of this project is built: language level, warnings, sanitizers, visibility.
+# Settings for every target of this project: language level, warnings, sanitizers, visibility.
 
 # Private build settings; not part of what is exported.
 add_library(requesthandling_build INTERFACE)
@@ -20,7 +20,7 @@ endif()
 target_compile_options(requesthandling_build INTERFACE
   "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:REQUESTHANDLING_LIBRARY>>>:${REQUESTHANDLING_PROGRAM_OPTIONS}>")
 
-# Keeps everything but the system's own names out of the dynamic symbols.
+# Exports the names of this system only.
 set(REQUESTHANDLING_EXPORTS ${CMAKE_CURRENT_LIST_DIR}/exports.map)
 
 # requesthandling_library(TARGET): the settings that all libraries of the project have in common.
@@ -42,7 +42,7 @@ function(requesthandling_library target)
     target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
     target_link_options(${target} PRIVATE --coverage)
   endif()
-  # Small packages are parsed in some ten microseconds, in which a jump less per call can be measured.
+  # Small packages are parsed in some ten microseconds, in which one jump per call is measurable.
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang>:-fno-plt>)
   get_target_property(type ${target} TYPE)
   if(type STREQUAL STATIC_LIBRARY)

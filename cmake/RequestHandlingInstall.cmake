@@ -1,5 +1,5 @@
-# What `cmake --install` puts where: the components Runtime, Development and Tools, the exported package and the
-# pkg-config files. The installed tree may be moved as a whole.
+# What `cmake --install` installs: the components Runtime, Development and Tools, the exported package and the
+# pkg-config files. The installed tree can be moved as a whole.
 
 include(CMakePackageConfigHelpers)
 
@@ -49,7 +49,7 @@ install(FILES
   DESTINATION ${package_dir}
   COMPONENT Development)
 
-# pkg-config gives the folder of the file itself; everything else is named from there.
+# pkg-config provides the folder of the file itself; all other folders are relative to it.
 set(pkgconfig_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH REQUESTHANDLING_PC_PREFIX ${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" REQUESTHANDLING_PC_PREFIX "${REQUESTHANDLING_PC_PREFIX}")

@@ -1,7 +1,7 @@
 # The manual as one site of HTML, in the folder manual/html of the build tree.
 #
 # `manual` builds it and checks every link within it; it fails on a warning of Doxygen and on a broken link.
-# `update_manual_diagrams` draws the diagrams anew that stand in the repository beside their sources.
+# `update_manual_diagrams` redraws the diagrams, which are stored in the repository beside their sources.
 
 find_program(DOXYGEN_PROGRAM doxygen)
 find_program(DOT_PROGRAM dot)
@@ -21,7 +21,7 @@ endif()
 set(manual_build ${PROJECT_BINARY_DIR}/manual)
 set(manual_site ${PROJECT_SOURCE_DIR}/docs/site)
 
-# What is installed: the libraries' private headers stand beside the others.
+# The installed headers only: private ones are in the same folders.
 file(GLOB headers ${PROJECT_SOURCE_DIR}/service/*.h)
 set(manual_macros)
 foreach(library IN ITEMS Service_RequestHandlingBase Service_RequestPackages)

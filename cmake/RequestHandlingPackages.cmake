@@ -1,11 +1,11 @@
 # Debian packages by CPack, one per component of RequestHandlingInstall.cmake: the runtime libraries, the development
-# files and, when it is built, dvrequest. packaging/build makes and checks them; docs/packages.md tells what is in which.
+# files and, when it is built, dvrequest. packaging/build makes and checks them; docs/packages.md lists their contents.
 
 if(NOT REQUESTHANDLING_INSTALL OR NOT REQUESTHANDLING_SERVICE_LAYER STREQUAL embedded)
   message(FATAL_ERROR "The packages hold what is installed, with the embedded service layer.")
 endif()
 
-# The libraries name their source files in log entries; nothing else tells where they were built.
+# Log entries contain the names of source files; nothing else reveals where the libraries were built.
 target_compile_options(requesthandling_build INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
@@ -15,7 +15,7 @@ set(runtime_package lib${source_name}${PROJECT_VERSION_MAJOR})
 set(development_package lib${source_name}-dev)
 set(tools_package dvrequest)
 
-# The changelog of the packages gives their version, and the time that their files bear.
+# The changelog of the packages sets their version, and the time of their files.
 set(changelog ${packaging}/debian/changelog)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${changelog})
 foreach(field IN ITEMS Version Timestamp)
@@ -52,7 +52,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE ${source_name})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Where the package's own libraries are found; their package is named by hand below.
+# The folder of the package's own libraries; their package is named explicitly below.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
   ${PROJECT_BINARY_DIR}/service/embedded
   ${PROJECT_BINARY_DIR}/Platform/RemoteComputation/Service/RequestHandlingBase
@@ -65,7 +65,7 @@ Request servers, their clients and the job programs that a server starts share
 this library. It turns request and reply packages, XML that is validated
 against one schema to which every program adds fragments of its own, into
 documents and values, and holds up against hostile packages. It also has job
-ids, host descriptions, patient file operations, and the abstract bases of
+ids, host descriptions, file operations with retries, and abstract bases of
 request servers, job logs and the status of remote jobs.
 
 This package contains the shared libraries: the library itself, the one that
@@ -101,7 +101,7 @@ packages for other validators, finds mistakes in schema fragments, makes and
 checks job ids, tests host names and addresses, and copies, renames and
 removes files that may be busy.")
 
-# requesthandling_package_documents(COMPONENT PACKAGE FILE...): what Debian wants to find of every package, and these.
+# requesthandling_package_documents(COMPONENT PACKAGE FILE...): the documents that Debian requires of every package, and these.
 function(requesthandling_package_documents component package)
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package})
   install(FILES ${packaging}/debian/copyright ${ARGN} DESTINATION ${documents} COMPONENT ${component})

@@ -1,4 +1,4 @@
-# Where the libraries of the service layer come from, as REQUESTHANDLING_SERVICE_LAYER says.
+# Provides the libraries of the service layer that REQUESTHANDLING_SERVICE_LAYER selects.
 
 set(REQUESTHANDLING_SERVICES
   Logging ExceptionHandling FileHandling Identifier GeneralServices System Signals)

@@ -1,19 +1,19 @@
 # Set-up shared by the scripts of this repository; sourced by them, with `root` set to its folder.
 #
-# Whatever keeps the work from starting ends the script with exit code 10.
+# Everything that prevents the work from starting ends the script with exit code 10.
 
 say() { printf '== %s\n' "$*"; }
 
-# end_with CODE TEXT: says why, and ends the script.
+# end_with CODE TEXT: prints the reason and ends the script.
 end_with() {
   printf '%s: %s\n' "${0##*/}" "$2" >&2
   exit "$1"
 }
 
-# fail TEXT: what keeps the work from starting.
+# fail TEXT: something prevents the work from starting.
 fail() { end_with 10 "$1"; }
 
-# refuse TEXT: what a check found wrong.
+# refuse TEXT: a check failed.
 refuse() { end_with 1 "$1"; }
 
 # listed_packages SECTION...: the packages of these sections of packages.txt.
@@ -48,7 +48,7 @@ apt_install() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install --yes --quiet --no-install-recommends "$@"
 }
 
-# install_packages SECTION...: installs what is missing of these sections; downloads nothing when nothing is.
+# install_packages SECTION...: installs the missing packages of these sections; downloads nothing when none is missing.
 install_packages() {
   local packages missing
   mapfile -t packages < <(listed_packages "$@")
@@ -95,7 +95,7 @@ configure() {
   quietly cmake -S "$root" --preset "$1" "${fresh[@]}" || fail "configuring failed, see above."
 }
 
-# build PRESET [TARGET...]: configures and builds build/PRESET; says nothing when there is nothing to do.
+# build PRESET [TARGET...]: configures and builds build/PRESET; prints nothing when there is nothing to do.
 build() {
   local folder=$root/build/$1 targets=("${@:2}")
   configure "$1"

@@ -57,6 +57,7 @@ use_xerces() {
     say "Building Debian's Xerces-C $version with instrumentation in $folder, once"
     rm -rf "$folder"
     fetch_xerces "$version" "$folder"
+    use_compiler_cache
     build_xerces "$folder" "$flags"
     printf '%s %s\n' "$version" "$flags" >"$folder/built"
   fi

@@ -1,4 +1,4 @@
-# Run by cpack on the files of all packages before they are packed: compresses what Debian wants compressed, without
+# Run by cpack on the files of all packages before they are packed: compresses what Debian requires to be compressed, without
 # times and names, so that the same input gives the same package.
 
 file(GLOB documents

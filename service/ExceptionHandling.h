@@ -8,14 +8,14 @@
 
 namespace Drelvan {
 
-/// A failure with its text and the place it was raised at.
+/// An error with its text and the source location that raised it.
 ///
-/// Threads: an immutable value; copies share their texts and may be used on different threads.
+/// Threads: immutable; copies share their texts and may be used on different threads.
 /// Copying never throws.
 class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvException : public std::exception {
  public:
   /// `message` says what failed, `group` names the component, `function` is the qualified name of the raising
-  /// function, `file` and `line` its place. The texts are copied; null counts as empty.
+  /// function, `file` and `line` its location. The texts are copied; null counts as empty.
   DvException(const char* message, const char* group, const char* function, const char* file, int line);
   /// @{
   /// Shares the texts of `other`.
@@ -24,7 +24,7 @@ class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvException : public std::exception {
   /// @}
   ~DvException() override;
 
-  /// The message, alone.
+  /// The message only.
   const char* what() const noexcept override;
 
   /// @{
@@ -41,25 +41,25 @@ class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvException : public std::exception {
   std::shared_ptr<const Fields> m_fields;
 };
 
-/// A failure that also keeps the exception that was being handled when it was made.
+/// An error that also keeps the exception that was being handled when it was constructed.
 ///
-/// Threads and copies: as for `DvException`; copies share the kept exception.
+/// Threads and copies: as for `DvException`; copies share the nested exception.
 class DVMSERVICE_EXCEPTIONHANDLING_EXPORT DvExceptionNested : public DvException {
  public:
   /// As `DvException`; keeps `std::current_exception()`.
   DvExceptionNested(const char* message, const char* group, const char* function, const char* file, int line);
   /// @{
-  /// Shares the texts and the kept exception of `other`.
+  /// Shares the texts and the nested exception of `other`.
   DvExceptionNested(const DvExceptionNested& other) noexcept;
   DvExceptionNested& operator=(const DvExceptionNested& other) noexcept;
   /// @}
   ~DvExceptionNested() override;
 
-  /// The exception that was being handled when this one was made; null when there was none.
+  /// The exception that was being handled when this one was constructed; null when there was none.
   std::exception_ptr getNested() const noexcept;
 
   /// One line per exception of the chain, outermost first, each "message [group] function (file:line)", joined by
-  /// line feeds. An exception of a foreign type shows its `what()`, or that it has none, and ends the chain.
+  /// line feeds. An exception of another type is shown by its `what()`, if it has one, and ends the chain.
   std::string describe() const;
 
  private:

@@ -34,7 +34,7 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileName {
   std::string m_name;
 };
 
-/// The failure of a file operation: which files, the system's reason and its error code.
+/// The error of a file operation: the files, the system's reason and its error code.
 ///
 /// The message reads "cannot VERB 'source' to 'target': reason (error N)", without the target where there is none, and
 /// with "\0" for a NUL byte in a name.
@@ -66,22 +66,23 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileNameException : public DvException {
   std::shared_ptr<const Files> m_files;
 };
 
-/// File operations that either do the whole thing or leave everything as it was.
+/// File operations that complete or change nothing.
 ///
-/// Threads: every operation may be called from any thread. Each failure is a `FileNameException`. A name that holds a
-/// NUL byte is refused, since the system would take it for a shorter one.
+/// Threads: every operation may be called from any thread. Each failure is a `FileNameException`. A name that contains
+/// a NUL byte is rejected, since the system would read a shorter name.
 class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
  public:
   /// Whether `file` exists. With `flag` false any file, directory or other entry counts, with `flag` true only a
-  /// regular file. Symbolic links are followed. What cannot be looked at does not exist. Never throws for that.
+  /// regular file. Symbolic links are followed. A file whose state cannot be read counts as missing; that does not
+  /// throw.
   static bool exists(const FileName& file, bool flag);
 
   /// Copies the regular file `source` to `target`, with its permissions.
   ///
-  /// The content goes to a temporary file beside the target, is flushed to the disk and renamed over the target: who
-  /// reads the target sees the old file or the whole new one, also after a crash, a full disk or a kill. On failure
-  /// the target is untouched and nothing is left behind; what a killed copy left is reused and removed by the
-  /// same user's next copy to that target. A user's copies to one target wait for each other.
+  /// The content goes to a temporary file beside the target, is flushed to the disk and renamed over the target: a
+  /// reader of the target sees the old file or the whole new one, even after a crash, a full disk or a kill. On failure
+  /// the target is unchanged and the temporary file removed; that of a killed copy is reused and removed by the same
+  /// user's next copy to that target. Copies of one user to one target are serialised.
   ///
   /// Holes of the source stay holes. Where the file system can, both files share the disk blocks until one is changed.
   ///
@@ -89,15 +90,15 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
   /// and for a source or target that is another kind of file, such as a device.
   static void copyFile(const FileName& source, const FileName& target);
 
-  /// Gives the file or directory `source` the name `target`; an existing target file is replaced atomically.
+  /// Renames the file or directory `source` to `target`; an existing target file is replaced atomically.
   ///
   /// Within one file system nothing is flushed to the disk: after a crash of the system the file may have its old
-  /// name or the new one, and what was written to it shortly before may be missing. Across file systems a regular file
-  /// is copied as by `copyFile`, and so flushed, and then removed at its old place; that removal is not flushed, and
-  /// a failure of it leaves both.
+  /// name or the new one, and data written to it shortly before may be missing. Across file systems a regular file
+  /// is copied as by `copyFile`, which flushes it, and then removed at its old place; that removal is not flushed,
+  /// and both files remain when it fails.
   static void rename(const FileName& source, const FileName& target);
 
-  /// Removes `file`; a symbolic link itself, not what it names. Fails for a missing file and for a directory.
+  /// Removes `file`; of a symbolic link the link, not its target. Fails for a missing file and for a directory.
   static void remove(const FileName& file);
 
  private:

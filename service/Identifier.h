@@ -6,7 +6,7 @@
 
 namespace Drelvan {
 
-/// Generator and checker of unique ids: three groups of sixteen hexadecimal digits joined by hyphens.
+/// Generates and checks unique ids: three groups of sixteen hexadecimal digits joined by hyphens.
 ///
 /// Threads: every member may be called from any thread; the object has no state.
 class DVMSERVICE_IDENTIFIER_EXPORT UniqueID {
@@ -15,7 +15,7 @@ class DVMSERVICE_IDENTIFIER_EXPORT UniqueID {
   ~UniqueID();
 
   /// A new id: 192 bits from the operating system's secure generator in lower-case digits. Also safe after `fork`:
-  /// parent and child never draw the same id. Throws `DvException` when the system has no random bits to give.
+  /// parent and child never generate the same id. Throws `DvException` when the system provides no random bits.
   static std::string generateId();
 
   /// Whether `id` is exactly a unique id; digits of either case are accepted.

@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Signals: an object tells any number of listeners that something happened.
+/// Signals: an object calls any number of connected functions, its slots, when something happens.
 ///
 /// Threads: connecting, disconnecting and emitting are safe from any thread, also from within a slot, and a slot may
 /// disconnect itself. A signal must not be destroyed while another thread enters one of its operations; a slot may
@@ -20,7 +20,7 @@ namespace Private {
 
 class ConnectionBody;
 
-/// Tells the holders of connections whether their signal still exists.
+/// Lets connections find out whether their signal still exists.
 class DVMSERVICE_SIGNALS_EXPORT Trackable {
  public:
   Trackable();
@@ -46,7 +46,7 @@ class DVMSERVICE_SIGNALS_EXPORT SignalHandler {
   SignalHandler(const SignalHandler&) = delete;
   SignalHandler& operator=(const SignalHandler&) = delete;
 
-  /// Has `slot` called by every emission that begins from now on.
+  /// Connects `slot`: every emission that begins from now on calls it.
   std::shared_ptr<ConnectionBody> connect(const ErasedSlot& slot);
 
   /// Calls every slot in the order of connection; then throws the first exception that one of them threw, if any.
@@ -59,7 +59,7 @@ class DVMSERVICE_SIGNALS_EXPORT SignalHandler {
 
 }  // namespace Private
 
-/// One listener's hold on a signal; copies name the same connection. Dropping it does not disconnect.
+/// The connection of one slot to a signal; copies refer to the same connection. Destroying it does not disconnect.
 class DVMSERVICE_SIGNALS_EXPORT Connection {
  public:
   /// A connection to nothing.
@@ -67,7 +67,7 @@ class DVMSERVICE_SIGNALS_EXPORT Connection {
   /// What `Signal::connect` returns.
   Connection(std::shared_ptr<Private::ConnectionBody> body, std::weak_ptr<const void> signal);
   /// @{
-  /// Names the connection of `other`; one that is moved from is a connection to nothing.
+  /// Refers to the connection of `other`; one that is moved from is a connection to nothing.
   Connection(const Connection& other);
   Connection(Connection&& other) noexcept;
   Connection& operator=(const Connection& other);
@@ -85,7 +85,7 @@ class DVMSERVICE_SIGNALS_EXPORT Connection {
   std::weak_ptr<const void> m_signal;
 };
 
-/// A connection that is disconnected when its holder goes out of scope.
+/// A connection that is disconnected when this object is destroyed.
 class DVMSERVICE_SIGNALS_EXPORT ScopedConnection {
  public:
   /// A connection to nothing.
@@ -94,7 +94,7 @@ class DVMSERVICE_SIGNALS_EXPORT ScopedConnection {
   ScopedConnection(Connection connection);
   /// Leaves `other` with a connection to nothing; so does the move assignment.
   ScopedConnection(ScopedConnection&& other) noexcept;
-  /// Disconnects the connection held so far.
+  /// Disconnects the previous connection.
   ScopedConnection& operator=(ScopedConnection&& other) noexcept;
   ~ScopedConnection();
 
@@ -102,7 +102,7 @@ class DVMSERVICE_SIGNALS_EXPORT ScopedConnection {
   void disconnect();
   /// As `Connection::connected`.
   bool connected() const;
-  /// Gives the connection up without disconnecting it.
+  /// Releases the connection without disconnecting it.
   Connection release();
 
  private:
@@ -122,7 +122,7 @@ class Signal<void(Arguments...)> : private Private::Trackable, private Private::
   Signal(const Signal&) = delete;
   Signal& operator=(const Signal&) = delete;
 
-  /// Has `slot` called by every emission that begins from now on. The signal keeps a copy of it.
+  /// Connects a copy of `slot`: every emission that begins from now on calls it.
   template <typename Callable>
   Connection connect(Callable slot) {
     auto erased = [slot = std::move(slot)](const void* arguments) mutable {
@@ -131,8 +131,8 @@ class Signal<void(Arguments...)> : private Private::Trackable, private Private::
     return Connection(SignalHandler::connect(erased), Trackable::getLifetime());
   }
 
-  /// Calls every slot, in the order of connection. A slot that throws does not keep the others from being called; the
-  /// first exception reaches the emitter afterwards.
+  /// Calls every slot, in the order of connection. When slots throw, the others are still called; then the first
+  /// exception is thrown.
   void operator()(Arguments... arguments) const {
     const std::tuple<const Arguments&...> all(arguments...);
     SignalHandler::emit(&all);

@@ -6,9 +6,9 @@
 
 namespace Drelvan {
 
-/// Holder of the process's one lock around the start-up and the shut-down of the XML parser library.
+/// Holds the mutex of the process for initialising and terminating Xerces-C.
 ///
-/// Every library of the process that calls `XMLPlatformUtils::Initialize` or `Terminate` holds it meanwhile.
+/// Every library of the process locks it while it calls `XMLPlatformUtils::Initialize` or `Terminate`.
 class DVMSERVICE_SYSTEM_EXPORT XercesInitializationMutex {
  public:
   /// The same mutex for every caller, from any thread, from the first call to the end of the process.

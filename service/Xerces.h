@@ -1,9 +1,9 @@
 #pragma once
 
 /// @file
-/// The parser library under the name that the interfaces of this system use.
+/// The namespace `xercesc_3_1`, an alias of the namespace of the installed Xerces-C.
 ///
-/// This is the only file that knows which version of Xerces-C is installed: everything else writes `xercesc_3_1`.
+/// Only this file depends on the installed version: all other code uses `xercesc_3_1`.
 
 #include <xercesc/util/XercesDefs.hpp>
 #include <xercesc/util/XercesVersion.hpp>

@@ -8,7 +8,7 @@
 
 namespace benchmarks {
 
-/// Keeps the parser library's platform started.
+/// Keeps Xerces-C's platform started.
 class Platform {
  public:
   Platform();
@@ -17,7 +17,7 @@ class Platform {
   Platform& operator=(const Platform&) = delete;
 };
 
-/// The parser library's parser with the settings that `RequestXmlHelper` makes, and `schema` as its cached grammar.
+/// Xerces-C's parser with the settings that `RequestXmlHelper` makes, and `schema` as its cached grammar.
 class Parser {
  public:
   explicit Parser(const std::string& schema);

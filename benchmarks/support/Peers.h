@@ -21,10 +21,10 @@ class Peer {
 /// process: a second peer replaces the first one's.
 std::unique_ptr<Peer> makeLibrary(int numberedSchemas = 0);
 
-/// The parser library alone, set up once with the library's settings and the same cached grammar.
+/// Xerces-C alone, set up once with the library's settings and the same cached grammar.
 std::unique_ptr<Peer> makeCachedParser(int numberedSchemas = 0);
 
-/// The parser library alone, set up for each package, the schema compiled each time.
+/// Xerces-C alone, set up for each package, the schema compiled each time.
 std::unique_ptr<Peer> makeParserPerPackage(int numberedSchemas = 0);
 
 /// libxml2 with a schema compiled once.

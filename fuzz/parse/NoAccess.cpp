@@ -17,7 +17,7 @@ using xercesc_3_1::XMLFileMgr;
 using xercesc_3_1::XMLNetAccessor;
 using xercesc_3_1::XMLPlatformUtils;
 
-/// Leaves the texts of paths to the parser library's own file manager.
+/// Leaves the texts of paths to Xerces-C's file manager.
 class NoFiles final : public XMLFileMgr {
  public:
   explicit NoFiles(XMLFileMgr& paths) : m_paths(paths) {}

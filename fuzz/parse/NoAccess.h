@@ -2,7 +2,7 @@
 
 namespace Fuzz {
 
-/// From now on opening a file or a connection through the parser library is a broken property.
+/// From now on, opening a file or connection through Xerces-C is a finding.
 void forbidAccess();
 
 }  // namespace Fuzz

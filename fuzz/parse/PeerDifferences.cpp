@@ -11,7 +11,7 @@ namespace {
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
-/// What stands in `text` between two of its parts; empty when there is no such place.
+/// The part of `text` between two markers; empty when they are not found.
 std::string_view between(std::string_view text, std::string_view before, std::string_view after) {
   const std::size_t start = text.find(before);
   const std::size_t end = text.find(after);
@@ -54,7 +54,7 @@ bool hasReservedPrefix(const std::string& document, const Objection&) {
   return contains(decoded(document, encodingOf(document)), "<xmlns:");
 }
 
-/// How many bytes the parser library takes a character to have in UTF-8, by its first byte.
+/// The length in bytes that Xerces-C expects of a UTF-8 character, by its first byte.
 std::size_t lengthByFirstByte(unsigned char byte) {
   return byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF8 ? 4 : byte < 0xFC ? 5 : 6;
 }

@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t c_copyBlock = std::size_t{1} << 20U;
-/// Small enough for a signal to end a copy soon.
+/// Small enough that a signal ends a copy quickly.
 constexpr std::size_t c_kernelBlock = std::size_t{16} << 20U;
 constexpr mode_t c_permissions = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t c_ownersRights = S_IRUSR | S_IWUSR;
@@ -35,7 +35,7 @@ constexpr const char* c_remove = "Drelvan::FileUtilities::remove";
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
-/// The system would act on another file: to it the name ends there.
+/// For the system the name ends at a NUL: it would act on another file.
 bool holdsNul(const FileName& file) { return file.toString().find('\0') != std::string::npos; }
 
 void refuseNul(const char* verb, const FileName& source, const FileName& target, const char* function, int line) {
@@ -45,7 +45,7 @@ void refuseNul(const char* verb, const FileName& source, const FileName& target,
   }
 }
 
-/// The name as messages have it, which end at a NUL too.
+/// The name for messages, which end at a NUL too.
 std::string shown(const FileName& file) {
   return "'" + boost::algorithm::replace_all_copy(file.toString(), std::string(1, '\0'), "\\0") + "'";
 }
@@ -115,10 +115,10 @@ class ContentCopy {
  private:
   void copyData() {
     for (off_t place = 0;;) {
-      // Looked at before the data: what is appended in between must not become a hole.
+      // Read before the data: what is appended meanwhile must not become a hole.
       const off_t size = sourceSize();
       const off_t data = ::lseek(m_from, place, SEEK_DATA);
-      // Files that are made when they are read, as in /proc, have the size 0.
+      // Files generated when they are read, as in /proc, have the size 0.
       const bool onlyHoleLeft = data < 0 && errno == ENXIO && size > 0;
       if (onlyHoleLeft) {
         setSize(std::max(place, size));
@@ -227,12 +227,12 @@ class Copy {
 
  private:
   static fs::path temporaryName(const fs::path& target) {
-    // Names may be too long to grow: the hash keeps shortened ones apart.
+    // The name may be too long to append to: a hash distinguishes shortened names.
     constexpr std::size_t longest = 180;
     const std::string name = target.filename().string();
     const std::string shortened =
         name.size() <= longest ? name : name.substr(0, longest) + '-' + std::to_string(std::hash<std::string>{}(name));
-    // One for each user: nobody can open what another user's copy has left.
+    // One per user: a user cannot open the file that another user's copy left.
     return target.parent_path() / ("." + shortened + ".copying-" + std::to_string(::geteuid()));
   }
 
@@ -274,7 +274,7 @@ class Copy {
     return file.st_dev == other.st_dev && file.st_ino == other.st_ino;
   }
 
-  /// Opens the temporary file and locks it, so that copies to one target follow each other.
+  /// Opens the temporary file and locks it, so that copies to one target are serialised.
   Descriptor openTemporary() const {
     for (;;) {
       Descriptor made = open(O_CREAT | O_EXCL);
@@ -300,7 +300,7 @@ class Copy {
   }
 
   Descriptor open(int flags) const {
-    // Without waiting, should there be a pipe.
+    // Non-blocking, in case it is a pipe.
     constexpr int always = O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     return Descriptor(::open(m_temporary.c_str(), always | flags, c_ownersRights));
   }
@@ -310,11 +310,11 @@ class Copy {
     do {
       result = ::flock(number, LOCK_EX);
     } while (result != 0 && errno == EINTR);
-    // File systems without locks leave it to the callers not to copy to one target at the same time.
+    // On file systems without locks, callers must not copy to one target at the same time.
     m_failure.check(result == 0 || errno == ENOLCK || errno == EOPNOTSUPP || errno == ENOSYS, __LINE__);
   }
 
-  /// A process forked meanwhile shares the lock: closing the file here alone would not end it.
+  /// A process forked meanwhile shares the lock: closing the file in this process alone would not release it.
   static void unlock(int number) { ::flock(number, LOCK_UN); }
 
   /// False when the copy that held the lock before has renamed or removed the file meanwhile.
@@ -329,12 +329,12 @@ class Copy {
 
   void transfer(int from, int to) const {
     ContentCopy(m_failure, from, to).run();
-    // Until it has its name, the next copy must be able to open the file.
+    // Until the file is renamed, the next copy must be able to open it.
     m_failure.check(::fchmod(to, (m_status.st_mode & c_permissions) | c_ownersRights) == 0, __LINE__);
     m_failure.check(::fsync(to) == 0, __LINE__);
   }
 
-  /// Takes from the owner what the source does not allow its owner either.
+  /// Removes permissions of the owner that the source's owner does not have.
   void takeOwnersRights(int to) const {
     const mode_t mode = m_status.st_mode & c_permissions;
     if ((mode & c_ownersRights) != c_ownersRights) {
@@ -343,8 +343,7 @@ class Copy {
     }
   }
 
-  /// Makes the new name durable; a file system that cannot flush a folder is no reason to fail. Never throws: the
-  /// target is in place.
+  /// Makes the new name durable. Never throws: the target is in place, and some file systems cannot flush a folder.
   void flushFolder() const noexcept {
     const Descriptor opened(::open(m_folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY));
     if (opened.number() >= 0) {

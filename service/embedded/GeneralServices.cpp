@@ -22,7 +22,7 @@ std::string toUtf8(const XMLCh* text) {
   return boost::locale::conv::utf_to_utf<char>(text, text + xercesc_3_1::XMLString::stringLen(text));
 }
 
-/// The name without its prefix; elements made without regard to namespaces have no local name of their own.
+/// The name without its prefix. Elements created without namespaces have no local name in the DOM.
 const XMLCh* localName(const DOMNode* node) {
   const XMLCh* local = node->getLocalName();
   if (local != nullptr) {
@@ -48,13 +48,13 @@ const DOMNode* nextInDocumentOrder(const DOMNode* node, const DOMNode* root) {
   return node == root ? nullptr : node->getNextSibling();
 }
 
-/// Whether XML 1.0 can carry the character.
+/// Whether XML 1.0 allows the character.
 bool isXmlCharacter(std::uint32_t code) {
   return code == 0x9 || code == 0xA || code == 0xD || (code >= 0x20 && code <= 0xD7FF) ||
          (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
 }
 
-/// What must stand for the character in XML; null when it stands for itself.
+/// The reference to write for the character in XML; null when it needs none.
 const char* referenceFor(std::uint32_t code) {
   switch (code) {
     case '&':
@@ -95,7 +95,7 @@ std::optional<std::uint32_t> digitValue(char digit, std::uint32_t base) {
   return value < base ? std::optional<std::uint32_t>(value) : std::nullopt;
 }
 
-/// The character that "#39" or "#x27" names; nothing when that is no reference to a character.
+/// The character of a reference such as "#39" or "#x27"; empty when it is no reference to a character.
 std::optional<std::uint32_t> numberedCharacter(std::string_view name) {
   const bool hexadecimal = name.size() > 1 && name[1] == 'x';
   const std::string_view digits = name.substr(hexadecimal ? 2 : 1);
@@ -112,7 +112,7 @@ std::optional<std::uint32_t> numberedCharacter(std::string_view name) {
   return isCharacter ? std::optional<std::uint32_t>(code) : std::nullopt;
 }
 
-/// Appends the character that `name` (what stands between `&` and `;`) refers to; false when it is no such reference.
+/// Appends the character that `name` (the text between `&` and `;`) refers to; false when it is no such reference.
 bool appendReferenced(std::string_view name, std::string& result) {
   if (!name.empty() && name.front() == '#') {
     const auto code = numberedCharacter(name);

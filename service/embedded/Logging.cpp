@@ -40,12 +40,12 @@ const char* endOfLine(const char* begin, const char* end, bool hasReturns) {
   return feed == nullptr ? end : static_cast<const char*>(feed);
 }
 
-/// The characters that end a line there; a return and the feed after it are one end.
+/// The number of characters that end a line there; a carriage return and the line feed after it are one line end.
 std::size_t lengthOfLineEnd(const char* begin, const char* end) {
   return *begin == '\r' && begin + 1 != end && begin[1] == '\n' ? 2 : 1;
 }
 
-/// Goes by whole lines and seldom allocates twice: entries with rejected inputs are many megabytes long.
+/// Appends whole lines and rarely allocates twice: entries with rejected inputs can have many megabytes.
 std::string indentFurtherLines(spdlog::string_view_t text) {
   const bool hasReturns = contains(text, '\r');
   std::string result;
@@ -63,7 +63,7 @@ std::string indentFurtherLines(spdlog::string_view_t text) {
   return result;
 }
 
-/// Formats as `inner` does, with the further lines of the message indented.
+/// Formats as `inner` does, with the continuation lines of the message indented.
 class IndentingFormatter final : public spdlog::formatter {
  public:
   explicit IndentingFormatter(std::unique_ptr<spdlog::formatter> inner) : m_inner(std::move(inner)) {}
@@ -100,7 +100,7 @@ std::string utcTime(spdlog::log_clock::time_point time) {
                      parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec, micros.count());
 }
 
-/// One JSON object a line.
+/// One JSON object per line.
 class JsonFormatter final : public spdlog::formatter {
  public:
   void format(const spdlog::details::log_msg& entry, spdlog::memory_buf_t& destination) override {
@@ -121,7 +121,7 @@ class JsonFormatter final : public spdlog::formatter {
   std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<JsonFormatter>(); }
 };
 
-/// Standard error; whatever formatter a program sets on it, the further lines of a message stay indented.
+/// Standard error; whatever formatter a program sets, continuation lines of a message are indented.
 class StandardErrorSink final : public spdlog::sinks::sink {
  public:
   StandardErrorSink() { StandardErrorSink::set_pattern(c_textPattern); }

@@ -64,7 +64,7 @@ std::shared_ptr<ConnectionBody> SignalHandler::connect(const ErasedSlot& slot) {
 }
 
 void SignalHandler::emit(const void* arguments) const {
-  // A slot may destroy the signal: the list of slots lives until the emission is over.
+  // A slot may destroy the signal: this keeps the list of slots until the emission is over.
   const std::shared_ptr<Slots> slots = m_slots;
   slots->list(arguments);
 }

@@ -102,7 +102,7 @@ TEST(ManualLogEntries, AreAllExplained) {
 }
 
 TEST(ManualLogEntries, ThatAreExplainedDoOccur) {
-  // These take a parser library that fails, or that warns; the tests of the library provoke them.
+  // Only a failure or warning of Xerces-C causes these; the tests of the library provoke them.
   const std::set<std::string> rare{"XML warning at file ", "Error during Xerces-c initialization: ",
                                    "Error during Xerces-c termination: ", "XMLException parsing input: "};
   ASSERT_GT(rows().size(), 20U);

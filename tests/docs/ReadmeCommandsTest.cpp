@@ -40,7 +40,7 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
       {"cmake --preset release && cmake --build --preset release && cmake --install build/release --prefix ~/requests",
        "builds everything; tests/consumers installs the library"},
       {"export PKG_CONFIG_PATH=~/requests/lib/pkgconfig"},
-      {"g++ -std=c++17 cancel.cpp $(pkg-config --cflags --libs Service_RequestPackages) "
+      {"g++ -std=c++17 cancel.cpp $(pkg-config --cflags --libs Service_RequestHandlingBase) "
        "-Wl,-rpath,$HOME/requests/lib -o cancel",
        "needs the installed library; tests/consumers builds a program in this way"},
       {"cmake --build build/dev --target manual", "builds in this build tree; the continuous integration runs it"}}},
@@ -49,6 +49,7 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
     {"fuzz/README.md",
      {{"fuzz/run 60", "builds with clang and takes minutes; the continuous integration runs it"},
       {"fuzz/run 7200 parse", "takes two hours"},
+      {"fuzz/coverage", "builds with clang and takes minutes"},
       {"ctest --preset dev -L fuzz-replay", "runs tests of this build tree, which run beside this one"},
       {"build/fuzz/bin/fuzz_parse build/fuzz/finds/parse/crash-...", "needs a finding"}}},
     {"examples/parameter_sweep/README.md",

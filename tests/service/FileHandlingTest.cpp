@@ -326,6 +326,25 @@ TEST_F(FileUtilitiesCopy, ReplacesALinkToOtherThanARegularFile) {
   EXPECT_TRUE(fs::is_empty(file("folder")));
 }
 
+/// The system would take each for the name up to the NUL byte.
+TEST_F(FileUtilitiesTest, RefusesNamesWithANulByteAndShowsThem) {
+  const std::string file = write("file", "content");
+  const std::string longer = file + std::string("\0longer", 7);
+  EXPECT_FALSE(FileUtilities::exists(longer, false));
+  EXPECT_EQ(copyError(file, longer), std::errc::invalid_argument);
+  EXPECT_EQ(copyError(longer, m_folder.file("target")), std::errc::invalid_argument);
+  EXPECT_EQ(renameError(longer, m_folder.file("target")), std::errc::invalid_argument);
+  EXPECT_EQ(renameError(file, longer), std::errc::invalid_argument);
+  EXPECT_EQ(removeError(longer), std::errc::invalid_argument);
+  EXPECT_EQ(read(file), "content");
+  m_folder.expectEntries(1);
+  try {
+    FileUtilities::remove(longer);
+  } catch (const FileNameException& exception) {
+    EXPECT_EQ(exception.getMessage(), "cannot remove '" + file + "\\0longer': Invalid argument (error 22)");
+  }
+}
+
 /// A file of which `size` bytes are holes but for words at these places.
 std::string writeWithHoles(const std::string& file, const std::vector<std::size_t>& places, std::size_t size) {
   std::ofstream(file, std::ios::binary).close();

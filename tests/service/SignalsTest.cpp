@@ -57,7 +57,7 @@ void expectPartsInOrder() {
   EXPECT_EQ(partOf<SignalHandler>(signal), start + sizeof(Trackable));
 }
 
-TEST(Signal, HoldsItsTwoPartsInOrder) {
+TEST(SignalContractTest, HoldsItsTwoPartsInOrder) {
   expectPartsInOrder<Signal<void()>>();
   expectPartsInOrder<Signal<void(int, const std::string&)>>();
 }

@@ -12,7 +12,7 @@
 
 namespace TestSupport {
 
-/// The parser library's text as UTF-8, whatever the locale. Needs a started platform; null counts as empty.
+/// Xerces-C's text as UTF-8, whatever the locale. Needs a started platform; null counts as empty.
 inline std::string toUtf8(const XMLCh* text) {
   if (text == nullptr || *text == 0) {
     return {};
@@ -21,7 +21,7 @@ inline std::string toUtf8(const XMLCh* text) {
   return {reinterpret_cast<const char*>(utf8.str()), static_cast<std::size_t>(utf8.length())};
 }
 
-/// UTF-8 as the parser library's text, for as long as this object lives.
+/// UTF-8 as Xerces-C's text, for as long as this object lives.
 class WideText {
  public:
   explicit WideText(const std::string& utf8)

@@ -13,8 +13,8 @@
 
 namespace TestSupport {
 
-/// A memory manager of the parser library that finds writes behind the end of a block, far behind it too. To be given
-/// to the platform's first start, and to outlive the platform.
+/// A memory manager for Xerces-C that counts blocks and finds writes behind the end of one, far behind it too. To be
+/// given to the platform's first start, and to outlive the platform.
 class GuardedMemory final : public xercesc_3_1::MemoryManager {
  public:
   xercesc_3_1::MemoryManager* getExceptionMemoryManager() override { return this; }
@@ -30,6 +30,7 @@ class GuardedMemory final : public xercesc_3_1::MemoryManager {
     std::memset(block + size, c_sign, guardOf(size));
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_blocks.emplace(block, size);
+    ++m_allocations;
     return block;
   }
 
@@ -52,6 +53,18 @@ class GuardedMemory final : public xercesc_3_1::MemoryManager {
       result += isWhole(block, size) ? 0U : 1U;
     }
     return result;
+  }
+
+  /// Blocks that are not freed.
+  std::size_t blocks() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_blocks.size();
+  }
+
+  /// Blocks that have been allocated since the start.
+  std::size_t allocations() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_allocations;
   }
 
   /// Has the allocation after `successes` further ones fail, once.
@@ -92,6 +105,7 @@ class GuardedMemory final : public xercesc_3_1::MemoryManager {
 
   mutable std::mutex m_mutex;
   std::unordered_map<void*, std::size_t> m_blocks;
+  std::size_t m_allocations = 0;
   std::size_t m_damages = 0;
   std::size_t m_remaining = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <gtest/gtest.h>
+#include <tests/support/Documents.h>
 
 #include <string>
 #include <xercesc/dom/DOMDocument.hpp>
@@ -10,25 +11,22 @@
 
 namespace TestSupport {
 
-/// A document that the library's parser made of `xml`, without validation; released with this object.
+/// A document that the library made of `xml`, without validation.
 class ParsedDocument {
  public:
   explicit ParsedDocument(const std::string& xml) : m_document(parse(xml)) {}
-  ParsedDocument(const ParsedDocument&) = delete;
-  ParsedDocument& operator=(const ParsedDocument&) = delete;
-  ~ParsedDocument() { m_document->release(); }
 
-  xercesc_3_1::DOMDocument* document() const { return m_document; }
+  xercesc_3_1::DOMDocument* document() const { return m_document.get(); }
   xercesc_3_1::DOMElement* root() const { return m_document->getDocumentElement(); }
 
  private:
   static xercesc_3_1::DOMDocument* parse(const std::string& xml) {
-    Drelvan::RequestXmlHelper& parser = Drelvan::RequestXmlHelper::getInstance();
+    Drelvan::RequestXmlHelper& parser = Drelvan::RequestXmlHelper::getInstance();  // starts Xerces-C
     const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.size(), "test");
     return parser.parse(source, false);
   }
 
-  xercesc_3_1::DOMDocument* m_document;
+  Document m_document;
 };
 
 /// Ends the parser when all tests of the program have run.

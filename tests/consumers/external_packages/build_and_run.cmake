@@ -1,4 +1,4 @@
-# Contract, house, library and consumer, each configured, built and installed by itself, one on top of the other.
+# Contract, service layer, library and consumer, each configured, built and installed by itself, one on top of the other.
 # cmake -D SOURCE=... -D WORK=... -D GENERATOR=... -D CXX=... -P build_and_run.cmake
 
 set(prefix ${WORK}/prefix)
@@ -19,8 +19,8 @@ endfunction()
 
 configure_and_build(contract ${SOURCE}/service)
 install_built(contract)
-configure_and_build(house ${SOURCE}/tests/consumers/house)
-install_built(house)
+configure_and_build(service_layer ${SOURCE}/tests/consumers/service_layer)
+install_built(service_layer)
 configure_and_build(library ${SOURCE} -DREQUESTHANDLING_SERVICE_LAYER=external -DREQUESTHANDLING_BUILD_TOOLS=OFF)
 install_built(library)
 file(GLOB_RECURSE embedded ${WORK}/library/*libDVMService_*)

@@ -47,17 +47,17 @@ void validPackageIsRead() {
       ->release();
 }
 
-void refusalIsTheHouseException() {
+void refusalIsTheSitesException() {
   std::string message;
   try {
     RequestXmlHelper::getInstance().parse(requestPackage("no unique id"));
   } catch (const Drelvan::DvExceptionNested& refused) {
     message = refused.what();
   }
-  require(message.rfind("house: ", 0) == 0, "the refusal is the house's exception, not '" + message + "'");
+  require(message.rfind("site: ", 0) == 0, "the refusal is the site's exception, not '" + message + "'");
 }
 
-void missingValueIsTheHouseException() {
+void missingValueIsTheSitesException() {
   const std::string id = std::string(16, 'a') + "-" + std::string(16, 'b') + "-" + std::string(16, 'c');
   const auto document = Drelvan::PackageDocument::fromText(requestPackage(id));
   std::string message;
@@ -66,14 +66,14 @@ void missingValueIsTheHouseException() {
   } catch (const Drelvan::DvException& missing) {
     message = missing.what();
   }
-  require(message == "house: /DV_RequestPackage/request/number: missing; expected xs:int",
-          "a missing value is the house's exception, not '" + message + "'");
+  require(message == "site: /DV_RequestPackage/request/number: missing; expected xs:int",
+          "a missing value is the site's exception, not '" + message + "'");
 }
 
-void jobIdCarriesTheHouseUniqueId() {
-  const JobId id("House");
-  require(id.isValid() && id.toString() == "House_0000000000#00000000000000aa-00000000000000bb-00000000000000cc",
-          "the job id carries the house's unique id, not " + id.toString());
+void jobIdHasTheSitesUniqueId() {
+  const JobId id("Site");
+  require(id.isValid() && id.toString() == "Site_0000000000#00000000000000aa-00000000000000bb-00000000000000cc",
+          "the job id carries the site's unique id, not " + id.toString());
   xercesc_3_1::DOMDocument* document =
       RequestXmlHelper::getInstance().parse("<job xmlns='http://drelvan.example/schemas/DVRequests.xsd'><id>" +
                                             id.getUniqueId() + "</id><name>" + id.getName() + "</name></job>");
@@ -82,13 +82,13 @@ void jobIdCarriesTheHouseUniqueId() {
   require(read.toString() == id.toString(), "the job id returns from a package");
 }
 
-void hostNameIsEscapedByTheHouse() {
+void hostNameIsEscapedByTheSite() {
   Drelvan::HostInfo host("name", "");
-  require(host.toXmlString("host", "", "").find("<name>house-name</name>") != std::string::npos,
-          "the house escapes the host's name");
+  require(host.toXmlString("host", "", "").find("<name>site-name</name>") != std::string::npos,
+          "the site's layer escapes the host's name");
 }
 
-void fileOperationsAreTheHouses() {
+void fileOperationsAreTheSites() {
   const auto failure = [](auto operation) {
     try {
       operation();
@@ -98,9 +98,9 @@ void fileOperationsAreTheHouses() {
     return std::string();
   };
   using Files = Drelvan::WaitingFileUtilities;
-  require(failure([] { Files::waitingCopy("a", "b", 0, 2); }) == "House", "the house copies");
-  require(failure([] { Files::waitingRename("a", "b", 0, 1); }) == "House", "the house renames");
-  require(failure([] { Files::waitingRemove("a", 0, 1); }) == "House", "the house removes");
+  require(failure([] { Files::waitingCopy("a", "b", 0, 2); }) == "Site", "the site's layer copies");
+  require(failure([] { Files::waitingRename("a", "b", 0, 1); }) == "Site", "the site's layer renames");
+  require(failure([] { Files::waitingRemove("a", 0, 1); }) == "Site", "the site's layer removes");
 }
 
 void missingFileIsReported() {
@@ -113,12 +113,12 @@ void missingFileIsReported() {
   require(refused, "a missing file is refused");
 }
 
-void signalIsTheHouses() {
+void signalIsTheSites() {
   JobLog log;
   std::string received;
   log.m_messageAppended.connect([&received](const JobLog::Message& message) { received = message.text; });
   log.append({JobLog::Message::Type::Info, "consumer", 0, "hello"});
-  require(received == "hello", "a signal of the house reaches its listener");
+  require(received == "hello", "a signal of the site reaches its listener");
 }
 
 const std::vector<std::string> c_usedOperations = {
@@ -146,11 +146,11 @@ const std::vector<std::string> c_usedOperations = {
 };
 
 void everyOperationWasCalled() {
-  const auto calls = House::calls();
+  const auto calls = Site::calls();
   for (const std::string& operation : c_usedOperations) {
-    require(calls.count(operation) == 1, "the library calls the house's " + operation);
+    require(calls.count(operation) == 1, "the library calls the site's " + operation);
   }
-  std::cout << "external consumer: the library called " << calls.size() << " operations of the house\n";
+  std::cout << "external consumer: the library called " << calls.size() << " operations of the site's service layer\n";
 }
 
 }  // namespace
@@ -158,13 +158,13 @@ void everyOperationWasCalled() {
 int main() {
   RequestXmlHelper::getInstance().addSchema(JobElementSchema());
   validPackageIsRead();
-  refusalIsTheHouseException();
-  missingValueIsTheHouseException();
-  jobIdCarriesTheHouseUniqueId();
-  hostNameIsEscapedByTheHouse();
-  fileOperationsAreTheHouses();
+  refusalIsTheSitesException();
+  missingValueIsTheSitesException();
+  jobIdHasTheSitesUniqueId();
+  hostNameIsEscapedByTheSite();
+  fileOperationsAreTheSites();
   missingFileIsReported();
-  signalIsTheHouses();
+  signalIsTheSites();
   RequestXmlHelper::reset(true);
   everyOperationWasCalled();
   return 0;

@@ -10,10 +10,10 @@
 
 namespace Drelvan {
 
-/// Base of the log of one job.
+/// Base class of the log of one job.
 ///
 /// Threads: the signal may be used from any thread; the rules of the four operations are the concrete log's.
-/// Code outside the class hierarchy cannot delete a log through this base.
+/// The destructor is protected: a log is not deleted through this class.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractJobLog {
  public:
   /// One entry, as the schema type `LogMessage` carries it.
@@ -21,7 +21,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractJobLog {
     /// The values of the schema attribute `type`.
     enum class Type { Info, Warning, Error, Debug };
 
-    Type type = Type::Info;      ///< how much the entry matters
+    Type type = Type::Info;      ///< the severity
     std::string group;           ///< the component that wrote the entry
     std::int64_t timestamp = 0;  ///< milliseconds since 1970-01-01 00:00 UTC
     std::string text;            ///< what happened

@@ -7,7 +7,7 @@ namespace Drelvan {
 
 namespace {
 
-/// The blank before the first equals sign is part of the document's fixed text.
+/// The blank before the first equals sign is intended: the text is fixed.
 std::string openingLines() {
   const std::string quotedNamespace = std::string("\"") + c_requestNamespace + "\"";
   return "<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n<xs:schema xmlns:dvrq =" + quotedNamespace +

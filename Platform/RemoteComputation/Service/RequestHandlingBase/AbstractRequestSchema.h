@@ -11,7 +11,7 @@ namespace Drelvan {
 /// A program defines its own requests and replies by deriving from this class and filling `m_schema` in the
 /// constructor with top-level schema components: no XML declaration, no `xs:schema` element, ASCII only, types of the
 /// target namespace written with the prefix `dvrq`, those of XML Schema with `xs`. `RequestXmlHelper::addSchema` takes
-/// the result. The text is not checked here.
+/// the result. The text is not checked.
 ///
 /// Threads: a plain value.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestSchema {
@@ -28,7 +28,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestSchema {
   /// The fragment as a stand-alone schema document, built on every call.
   std::string getSchema() const;
 
-  /// The bare fragment; the reference lives as long as this object.
+  /// The bare fragment; the reference is valid as long as this object.
   const std::string& getSchemaNoHeader() const;
 
  protected:
@@ -41,7 +41,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestSchema {
 };
 
 /// The fragment that every program shares: the package envelope (`DV_RequestPackage`, `DV_ReplyPackage`, bare requests,
-/// replies and scripts) and the common value types. `RequestXmlHelper` registers it by itself.
+/// replies and scripts) and the common value types. `RequestXmlHelper` always registers it.
 ///
 /// Threads: a plain value.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT BaseRequestHandlingSchema : public AbstractRequestSchema {

@@ -8,7 +8,7 @@
 
 namespace Drelvan {
 
-/// Base of the request server of a program, and the access point to the one server of the process.
+/// Base class of request servers, and access to the one server of the process.
 ///
 /// A concrete server installs itself by storing its address in `s_instance` while it holds `s_instanceMutex`, and
 /// stores null again under the same lock before it is destroyed. This class never does either.
@@ -18,23 +18,23 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestServer {
  public:
   AbstractRequestServer();
   /// @{
-  /// A copy is not installed, whether `other` is or not.
+  /// A copy is not installed, even if `other` is.
   AbstractRequestServer(const AbstractRequestServer& other);
   AbstractRequestServer& operator=(const AbstractRequestServer& other);
   /// @}
   virtual ~AbstractRequestServer();
 
-  /// Begins to take requests.
+  /// Starts accepting requests.
   virtual void start() = 0;
-  /// Ends taking requests.
+  /// Stops accepting requests.
   virtual void stop() = 0;
-  /// Where this server is reached.
+  /// The host and ports at which clients reach this server.
   virtual HostInfo getHostInfo() const = 0;
   /// Answers one request package (XML text) with a reply package (XML text).
   virtual std::string handleRequest(const std::string& requestPackage) = 0;
 
-  /// The server of this process, or null when none is installed. The caller does not own it, and nothing keeps it
-  /// alive.
+  /// The server of this process, or null when none is installed. The caller does not own it; the
+  /// server's owner must not destroy it while it is used.
   static AbstractRequestServer* getInstance();
 
  protected:

@@ -9,12 +9,12 @@
 
 namespace Drelvan {
 
-/// The status of one remote job, and the signals that tell of its changes.
+/// The status of one remote job, and signals of its changes.
 ///
 /// Threads: the signals may be used from any thread; the rules of the six operations are the implementation's.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT RemoteJobStatusInterface {
  public:
-  /// `Unknown` is a job that nothing is known of; that is not the same as `Queued`.
+  /// `Unknown`: the state was never received, which differs from `Queued`.
   enum class State { Unknown, Queued, Running, Finished, Failed, Cancelled };
 
   RemoteJobStatusInterface();
@@ -24,24 +24,24 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RemoteJobStatusInterface {
 
   /// The job that the status belongs to.
   virtual GenericJobId getJobId() const = 0;
-  /// The state that was last heard of.
+  /// The last state received.
   virtual State getState() const = 0;
-  /// The done part of the job, from 0 to 1.
+  /// The completed fraction of the job, from 0 to 1.
   virtual double getProgress() const = 0;
-  /// The machine that the job runs on; `empty()` as long as there is none.
+  /// The machine that runs the job; `empty()` until there is one.
   virtual HostInfo getHost() const = 0;
-  /// Why the job failed; empty unless it did.
+  /// Why the job failed; empty unless it failed.
   virtual std::string getErrorMessage() const = 0;
-  /// Asks for the end of the job; `m_cancelled` tells that it came.
+  /// Requests that the job be ended; `m_cancelled` is emitted when it has ended.
   virtual void cancel() = 0;
 
   Signals::Signal<void(State)> m_stateChanged;         ///< the new state
-  Signals::Signal<void(double)> m_progressChanged;     ///< the done part, from 0 to 1
+  Signals::Signal<void(double)> m_progressChanged;     ///< the completed fraction, from 0 to 1
   Signals::Signal<void()> m_started;                   ///< the job runs
-  Signals::Signal<void(const std::string&)> m_failed;  ///< the job failed; says why
-  Signals::Signal<void()> m_finished;                  ///< the job ended well
+  Signals::Signal<void(const std::string&)> m_failed;  ///< the job failed; the reason
+  Signals::Signal<void()> m_finished;                  ///< the job finished successfully
   Signals::Signal<void()> m_cancelled;                 ///< the job was ended on request
-  Signals::Signal<void()> m_connectionLost;            ///< the job is no longer heard of
+  Signals::Signal<void()> m_connectionLost;            ///< no more states are received
 };
 
 }  // namespace Drelvan

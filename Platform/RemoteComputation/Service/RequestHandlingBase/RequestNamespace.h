@@ -4,7 +4,7 @@
 
 namespace Drelvan {
 
-/// The namespace of everything that a package holds.
+/// The namespace of all elements of a package.
 inline constexpr const char* c_requestNamespace = "http://drelvan.example/schemas/DVRequests.xsd";
 
 }  // namespace Drelvan

@@ -16,7 +16,7 @@ constexpr int c_endlessTries = -1;
 
 Logging s_logger(__FILE__);
 
-/// What the messages say of one call.
+/// One call, for messages.
 struct Texts {
   const char* signature;
   const char* verb;         ///< "copy"
@@ -24,20 +24,20 @@ struct Texts {
   const FileName& source;
   const FileName* target;  ///< null for an operation on one file
 
-  /// The file names in quotes. Composed when a message needs them: a try that succeeds asks for no name.
+  /// The file names in quotes; computed only when a message needs them, so a successful try queries no name.
   std::string files() const {
     const std::string first = "'" + source.toString() + "'";
     return target == nullptr ? first : first + " to '" + target->toString() + "'";
   }
 };
 
-/// Sleeps at an interruption point; a wait beyond the clock's range lasts as long as the clock can tell.
+/// Sleeps at an interruption point; a wait beyond the clock's range lasts as long as the clock can represent.
 void waitFor(unsigned long waitMilliseconds) {
   using boost::chrono::duration_cast;
   using boost::chrono::milliseconds;
   using Clock = boost::chrono::steady_clock;
   const auto longest = duration_cast<milliseconds>(Clock::time_point::max() - Clock::now()).count() - 1000;
-  // An unsigned long may be narrower than the clock's range, or reach beyond it.
+  // The range of an unsigned long may be smaller or larger than the clock's.
   const auto clamped = std::min<std::uintmax_t>(waitMilliseconds, static_cast<std::uintmax_t>(longest));
   boost::this_thread::sleep_for(milliseconds(static_cast<milliseconds::rep>(clamped)));
 }
@@ -50,7 +50,7 @@ void logFailedTry(const Texts& texts, const std::string& kind, const std::string
                     __FILE__, texts.signature, __LINE__);
 }
 
-/// Tries once; false, with the failure logged, when the operation threw.
+/// Tries once; when the operation throws, logs the failure and returns false.
 template <typename Operation>
 bool tryOnce(const Texts& texts, Operation operation, unsigned long waitMilliseconds, long long index, int tries) {
   try {

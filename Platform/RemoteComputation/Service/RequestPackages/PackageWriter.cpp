@@ -149,7 +149,10 @@ void PackageWriter::startReply(std::string_view type, std::string_view requestId
 void PackageWriter::startElement(std::string_view name) {
   checkName(name);
   if (!m_levels.empty()) {
-    startLine();
+    endTag();
+    if (!m_levels.back().hasText) {
+      m_text += '\n';
+    }
   }
   m_text += '<';
   m_text += name;
@@ -165,7 +168,7 @@ void PackageWriter::type(std::string_view name) {
 
 void PackageWriter::piece(std::string_view xml) {
   if (!m_levels.empty()) {
-    startLine();
+    startText();
   }
   m_text += xml;
   sendLong();
@@ -180,8 +183,7 @@ void PackageWriter::endElement() {
     m_text += "/>";
     m_isTagOpen = false;
   } else {
-    startLine();
-    m_text += "</";
+    m_text += m_levels.back().hasText ? "</" : "\n</";
     m_text += name;
     m_text += '>';
   }
@@ -256,13 +258,6 @@ void PackageWriter::endTag() {
   if (m_isTagOpen) {
     m_text += '>';
     m_isTagOpen = false;
-  }
-}
-
-void PackageWriter::startLine() {
-  endTag();
-  if (!m_levels.back().hasText && (m_text.empty() || m_text.back() != '\n')) {
-    m_text += '\n';
   }
 }
 

@@ -50,7 +50,7 @@ TEST(AbstractJobLogMessage, StartsEmpty) {
   EXPECT_EQ(message.text, "");
 }
 
-TEST(AbstractJobLog, HoldsItsSignalAfterTheDispatchTable) {
+TEST(AbstractJobLogContractTest, HoldsItsSignalAfterTheDispatchTable) {
   const JobLog log;
   const auto* const base = reinterpret_cast<const char*>(static_cast<const AbstractJobLog*>(&log));
   EXPECT_EQ(reinterpret_cast<const char*>(&log.m_messageAppended), base + sizeof(void*));
@@ -92,7 +92,7 @@ std::size_t slotOf(Operation operation) {
   return (encoded - 1) / sizeof(void*);
 }
 
-TEST(AbstractJobLog, DispatchesTheOperationsBeforeTheDestructor) {
+TEST(AbstractJobLogContractTest, DispatchesTheOperationsBeforeTheDestructor) {
   EXPECT_EQ(slotOf(&AbstractJobLog::append), 0U);
   EXPECT_EQ(slotOf(&AbstractJobLog::getMessages), 1U);
   EXPECT_EQ(slotOf(&AbstractJobLog::getJobId), 2U);

@@ -70,7 +70,7 @@ TEST(AbstractRequestSchema, EmptyFragmentYieldsHeaderTwoLineFeedsAndFooter) {
   EXPECT_EQ(schema.footer(), "</xs:schema>");
 }
 
-TEST(AbstractRequestSchema, KeepsItsThreeTextsInOrder) { EXPECT_TRUE(Fragment().membersFollowInOrder()); }
+TEST(AbstractRequestSchemaContractTest, KeepsItsThreeTextsInOrder) { EXPECT_TRUE(Fragment().membersFollowInOrder()); }
 
 TEST(AbstractRequestSchema, FragmentStandsUnchangedBetweenHeaderAndFooter) {
   for (const std::string& fragment : {c_short, c_long, std::string("  \n\t"), std::string("not < a schema")}) {

@@ -61,6 +61,8 @@ class AbstractRequestServerInstance : public ::testing::Test {
   ~AbstractRequestServerInstance() override { Server::clear(); }
 };
 
+using AbstractRequestServerInstanceContractTest = AbstractRequestServerInstance;
+
 TEST_F(AbstractRequestServerInstance, IsNullBeforeAnyServerInstalledItself) {
   EXPECT_EQ(AbstractRequestServer::getInstance(), nullptr);
 }
@@ -122,7 +124,7 @@ TEST_F(AbstractRequestServerInstance, IsSeenByEveryThread) {
   }
 }
 
-TEST_F(AbstractRequestServerInstance, IsReadUnderTheLock) {
+TEST_F(AbstractRequestServerInstanceContractTest, IsReadUnderTheLock) {
   Server server;
   AbstractRequestServer* seen = nullptr;
   std::atomic<bool> started{false};
@@ -144,7 +146,7 @@ TEST_F(AbstractRequestServerInstance, IsReadUnderTheLock) {
   EXPECT_EQ(seen, &server);
 }
 
-TEST_F(AbstractRequestServerInstance, IsUnlockedAfterTheRead) {
+TEST_F(AbstractRequestServerInstanceContractTest, IsUnlockedAfterTheRead) {
   AbstractRequestServer::getInstance();
   ASSERT_TRUE(Server::mutex().try_lock());
   Server::mutex().unlock();
@@ -174,7 +176,7 @@ std::size_t slotOf(Operation operation) {
   return (encoded - 1) / sizeof(void*);
 }
 
-TEST(AbstractRequestServerType, DispatchesTheDestructorFirst) {
+TEST(AbstractRequestServerContractTest, DispatchesTheDestructorFirst) {
   EXPECT_EQ(slotOf(&AbstractRequestServer::start), 2U);
   EXPECT_EQ(slotOf(&AbstractRequestServer::stop), 3U);
   EXPECT_EQ(slotOf(&AbstractRequestServer::getHostInfo), 4U);

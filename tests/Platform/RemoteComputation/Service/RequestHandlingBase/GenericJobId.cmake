@@ -7,6 +7,6 @@ requesthandling_test(generic_job_id_property_test
   ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/GenericJobIdPropertyTest.cpp
   LIBRARIES rapidcheck_gtest)
 
-requesthandling_test(generic_job_id_service_calls_test
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/GenericJobIdServiceCallsTest.cpp
+requesthandling_test(generic_job_id_service_calls_contract_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/GenericJobIdServiceCallsContractTest.cpp
   LIBRARIES test_scripted_values)

@@ -89,14 +89,14 @@ static_assert(TagIsPublic<GenericJobId>::value && CmdTagIsPublic<GenericJobId>::
 static_assert(!UniqueIdTagIsPublic<GenericJobId>::value && !NameTagIsPublic<GenericJobId>::value);
 static_assert(!InvalidPrefixIsPublic<GenericJobId>::value);
 
-TEST(GenericJobIdType, HoldsTheUniqueIdBeforeTheName) {
+TEST(GenericJobIdContractTest, HoldsTheUniqueIdBeforeTheName) {
   const GenericJobId id;
   const auto* const first = reinterpret_cast<const std::string*>(&id);
   EXPECT_EQ(&id.getUniqueId(), first);
   EXPECT_EQ(&id.getName(), first + 1);
 }
 
-TEST(GenericJobIdType, HasTheTagsOfTheXmlAndCommandLineForms) {
+TEST(GenericJobIdContractTest, HasTheTagsOfTheXmlAndCommandLineForms) {
   EXPECT_EQ(GenericJobId::c_tag, "jobId");
   EXPECT_EQ(GenericJobId::c_cmdTag, "-jobId");
 }

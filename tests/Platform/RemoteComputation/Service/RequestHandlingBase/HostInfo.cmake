@@ -7,6 +7,6 @@ requesthandling_test(host_info_property_test
   ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/HostInfoPropertyTest.cpp
   LIBRARIES rapidcheck_gtest)
 
-requesthandling_test(host_info_service_calls_test
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/HostInfoServiceCallsTest.cpp
+requesthandling_test(host_info_service_calls_contract_test
+  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/HostInfoServiceCallsContractTest.cpp
   LIBRARIES test_scripted_values)

@@ -78,7 +78,7 @@ static_assert(!NameTagIsPublic<HostInfo>::value && !IpTagIsPublic<HostInfo>::val
 static_assert(!RequestServerPortIsPublic<HostInfo>::value && !PublisherPortIsPublic<HostInfo>::value);
 static_assert(!WritesXmlOfConstants<HostInfo>::value);
 
-TEST(HostInfoType, HoldsItsMembersInOrder) {
+TEST(HostInfoContractTest, HoldsItsMembersInOrder) {
   const HostInfo host = hostOf("alpha", "10.0.0.1", 4711, 5555);
   const auto* const layout = reinterpret_cast<const Layout*>(&host);
   EXPECT_EQ(&host.getName(), &layout->name);

@@ -76,7 +76,7 @@ std::size_t placeOf(const RemoteJobStatusInterface& status, const void* member) 
   return static_cast<std::size_t>(static_cast<const char*>(member) - reinterpret_cast<const char*>(&status));
 }
 
-TEST(RemoteJobStatusInterface, HoldsItsSignalsInOrder) {
+TEST(RemoteJobStatusInterfaceContractTest, HoldsItsSignalsInOrder) {
   const JobStatus status;
   const std::vector<std::size_t> places{
       placeOf(status, &status.m_stateChanged),  placeOf(status, &status.m_progressChanged),
@@ -101,7 +101,7 @@ class Witness {
   std::vector<int>& m_record;
 };
 
-TEST(RemoteJobStatusInterface, DestroysItsSignalsInReverseOrder) {
+TEST(RemoteJobStatusInterfaceContractTest, DestroysItsSignalsInReverseOrder) {
   std::vector<int> destroyed;
   std::unique_ptr<RemoteJobStatusInterface> status = std::make_unique<JobStatus>();
   const auto witness = [&](int number) { return std::make_shared<Witness>(number, destroyed); };
@@ -177,7 +177,7 @@ std::size_t slotOf(Operation operation) {
   return (encoded - 1) / sizeof(void*);
 }
 
-TEST(RemoteJobStatusInterface, DispatchesTheDestructorFirst) {
+TEST(RemoteJobStatusInterfaceContractTest, DispatchesTheDestructorFirst) {
   EXPECT_EQ(slotOf(&RemoteJobStatusInterface::getJobId), 2U);
   EXPECT_EQ(slotOf(&RemoteJobStatusInterface::getState), 3U);
   EXPECT_EQ(slotOf(&RemoteJobStatusInterface::getProgress), 4U);

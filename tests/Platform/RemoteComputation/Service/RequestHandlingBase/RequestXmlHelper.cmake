@@ -16,7 +16,7 @@ foreach(locale IN ITEMS C C.UTF-8)
   set_tests_properties(RequestXmlHelperFilesTest.InLocale.${locale} PROPERTIES ENVIRONMENT LC_ALL=${locale})
 endforeach()
 
-# These replace operations of the parser library, so each is a program of its own.
+# These replace operations of Xerces-C, so each is a program of its own.
 foreach(part IN ITEMS Platform SetUp)
   requesthandling_test(RequestXmlHelper${part}Test
     ${folder}/RequestXmlHelper${part}Test.cpp

@@ -30,7 +30,7 @@
 #include <xercesc/util/OutOfMemoryException.hpp>
 
 // Every allocation of an operation fails once, each in a process of its own. Afterwards no lock is held, the next
-// parses behave, and nothing is left but what the parser library itself loses.
+// parses behave, and nothing is left but what Xerces-C itself loses.
 
 namespace {
 
@@ -52,7 +52,7 @@ const std::string c_good = TestSupport::requestPackage().text();
 const std::string c_invalid = TestSupport::requestPackage("<unknown/>").text();
 const std::string c_broken = TestSupport::brokenDocument();
 
-/// Operations of the parser library that lose memory when an allocation in them fails: they build without a guard.
+/// Operations of Xerces-C that lose memory when an allocation in them fails: they build without a guard.
 const Places c_losingPlaces = {"AbstractDOMParser::initialize",
                                "AbstractDOMParser::useScanner",  // makes the scanner
                                "XMLGrammarPoolImpl::XMLGrammarPoolImpl",
@@ -63,7 +63,7 @@ const Places c_losingPlaces = {"AbstractDOMParser::initialize",
                                "XMLStringPool::XMLStringPool",
                                "XMLStringPool::addNewEntry"};  // keeps a new name
 
-/// Operations of the parser library in which a failing allocation ends the process: the first allocates in a
+/// Operations of Xerces-C in which a failing allocation ends the process: the first allocates in a
 /// destructor, the second frees what it has not made yet.
 const Places c_endingPlaces = {"ContentSpecNode::~ContentSpecNode", "ComplexTypeInfo::makeContentModel"};
 
@@ -94,7 +94,7 @@ void report(const std::string& problem, const Places& places) {
   }
 }
 
-/// Ends a process that the parser library has brought to its end.
+/// Ends a process that Xerces-C has brought to its end.
 [[noreturn]] void onCrash() {
   const Places places = FailingAllocations::failurePlaces();
   const bool known = leadsThrough(places, c_endingPlaces);
@@ -236,7 +236,7 @@ TEST_P(RequestXmlHelperFaults, EveryAllocationMayFail) {
   EXPECT_TRUE(ends == 0 || handlesContentModels) << ends;
 }
 
-/// A start of the platform that runs out of memory cannot be repeated, as the parser library counts it as done: here it
+/// A start of the platform that runs out of memory cannot be repeated, as Xerces-C counts it as done: here it
 /// has been started before.
 const auto c_startPlatform = [] {
   RequestXmlHelper::getInstance();

@@ -12,7 +12,10 @@ requesthandling_test(RequestXmlHelperHostileMemoryTest
   LIBRARIES test_recording_logging GTest::gmock
   LABELS slow)
 
-# Starts the platform with a memory manager of its own.
+# These start the platform with a memory manager of their own.
+requesthandling_test(RequestXmlHelperKeptMemoryTest
+  ${folder}/RequestXmlHelperKeptMemoryTest.cpp
+  LIBRARIES test_recording_logging GTest::gmock)
 requesthandling_test(RequestXmlHelperHostileElementStatesTest
   ${folder}/RequestXmlHelperHostileElementStatesTest.cpp
   LIBRARIES test_recording_logging GTest::gmock

@@ -1,4 +1,4 @@
-// Undeclared elements around one of the schema: the parser library keeps a state for each level of a document, and
+// Undeclared elements around one of the schema: Xerces-C keeps a state for each level of a document, and
 // grows the room for it by doubling once, however far the depth has jumped. No depth may write behind that room,
 // whatever has happened to the scanner before.
 
@@ -110,7 +110,7 @@ TEST(GuardedMemory, FindsWhatTheBareParserDoes) {
   }
   TestSupport::RecordingLog::clear();
   if (guarded.damages() == 0) {
-    GTEST_SKIP() << "this version of the parser library grows its array as it should";
+    GTEST_SKIP() << "this version of Xerces-C grows its array as it should";
   }
 }
 

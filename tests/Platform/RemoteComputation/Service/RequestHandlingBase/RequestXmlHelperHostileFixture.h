@@ -102,7 +102,7 @@ class HostileTest : public HelperTest {
     EXPECT_TRUE(takeEntries().empty());
   }
 
-  /// The document is refused with `message` as the last problem, at the marked place if there is one, by the road of
+  /// The document is rejected with `message` as the last error, at the marked place if there is one, in the way of
   /// every refusal, and the next good package passes.
   static void expectRefused(const Marked& document, bool validate, const std::string& message,
                             const std::string& kind = "fatal error") {

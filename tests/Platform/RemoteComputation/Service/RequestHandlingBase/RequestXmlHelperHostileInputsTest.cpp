@@ -31,7 +31,7 @@ const std::string c_package = TestSupport::requestPackage().text();
 
 std::string declaration(const std::string& encoding) { return "<?xml version='1.0' encoding='" + encoding + "'?>"; }
 
-/// The text in an encoding that the parser library knows.
+/// The text in an encoding that Xerces-C knows.
 std::string encoded(const std::string& text, const std::string& encoding) {
   const TestSupport::WideText wide(text);
   const xercesc_3_1::TranscodeToStr bytes(wide.get(), encoding.c_str());

@@ -1,5 +1,5 @@
-// Start-up and shut-down of the parser library's platform. The program defines these two
-// operations of the parser library itself: its definitions win over the library's, which they call.
+// Start-up and shut-down of Xerces-C's platform. The program defines these two
+// operations of Xerces-C itself: its definitions win over the library's, which they call.
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>

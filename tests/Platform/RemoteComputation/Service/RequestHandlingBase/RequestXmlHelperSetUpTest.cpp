@@ -59,14 +59,14 @@ std::string textOf(const InputSource& source) {
 
 using LoadGrammar = Grammar*(XercesDOMParser*, const InputSource&, Grammar::GrammarType, bool);
 
-/// The parser library's own definition.
+/// Xerces-C's definition.
 LoadGrammar* hiddenLoadGrammar() {
   const std::string library = REQUEST_XML_HELPER_TEXT(XERCES_CPP_NAMESPACE);
   const std::string name = "_ZN" + std::to_string(library.size()) + library +
                            "15XercesDOMParser11loadGrammarERKNS_11InputSourceENS_7Grammar11GrammarTypeEb";
   void* const found = dlsym(RTLD_NEXT, name.c_str());
   if (found == nullptr) {
-    throw std::logic_error("the parser library does not define " + name);
+    throw std::logic_error("Xerces-C does not define " + name);
   }
   return reinterpret_cast<LoadGrammar*>(found);
 }

@@ -8,12 +8,12 @@ UniqueID::UniqueID() = default;
 UniqueID::~UniqueID() = default;
 
 std::string UniqueID::generateId() {
-  House::note("UniqueID::generateId");
+  Site::note("UniqueID::generateId");
   return "00000000000000aa-00000000000000bb-00000000000000cc";
 }
 
 bool UniqueID::idCheckOK(const std::string& id) const {
-  House::note("UniqueID::idCheckOK");
+  Site::note("UniqueID::idCheckOK");
   return id.size() == 50;
 }
 

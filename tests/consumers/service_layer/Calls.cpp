@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-namespace House {
+namespace Site {
 
 namespace {
 
@@ -28,4 +28,4 @@ std::set<std::string> calls() {
   return names();
 }
 
-}  // namespace House
+}  // namespace Site

@@ -5,7 +5,7 @@
 namespace Drelvan {
 
 boost::mutex& XercesInitializationMutex::getMutex() {
-  House::note("XercesInitializationMutex::getMutex");
+  Site::note("XercesInitializationMutex::getMutex");
   static boost::mutex mutex;
   return mutex;
 }

@@ -15,15 +15,15 @@ using TestSupport::ParsedDocument;
 using TestSupport::ScriptedValues;
 using Calls = std::vector<std::string>;
 
-class HostInfoServiceCalls : public testing::Test {
+class HostInfoServiceCallsContractTest : public testing::Test {
  protected:
-  HostInfoServiceCalls() { ScriptedValues::reset(); }
-  ~HostInfoServiceCalls() override { ScriptedValues::reset(); }
+  HostInfoServiceCallsContractTest() { ScriptedValues::reset(); }
+  ~HostInfoServiceCallsContractTest() override { ScriptedValues::reset(); }
 
   const ParsedDocument m_document{"<host/>"};
 };
 
-TEST_F(HostInfoServiceCalls, ElementsAreLookedUpInOrderAndOnlyTheNameIsUnescaped) {
+TEST_F(HostInfoServiceCallsContractTest, ElementsAreLookedUpInOrderAndOnlyTheNameIsUnescaped) {
   HostInfo host(m_document.root());
   EXPECT_EQ(ScriptedValues::calls(),
             (Calls{"getElement name", "getContent", "fromXml 7", "getElement ip", "getContent",
@@ -31,7 +31,7 @@ TEST_F(HostInfoServiceCalls, ElementsAreLookedUpInOrderAndOnlyTheNameIsUnescaped
   EXPECT_EQ(host.toString(), "name:plain 7, ip:7, requestServerPort:7, publisherPort:7");
 }
 
-TEST_F(HostInfoServiceCalls, MissingElementsAreNotRead) {
+TEST_F(HostInfoServiceCallsContractTest, MissingElementsAreNotRead) {
   ScriptedValues::setElementsFound(false);
   const HostInfo host(m_document.root());
   EXPECT_EQ(ScriptedValues::calls(),
@@ -39,7 +39,7 @@ TEST_F(HostInfoServiceCalls, MissingElementsAreNotRead) {
   EXPECT_TRUE(host.empty());
 }
 
-TEST_F(HostInfoServiceCalls, OnlyTheNameIsEscaped) {
+TEST_F(HostInfoServiceCallsContractTest, OnlyTheNameIsEscaped) {
   HostInfo host;
   host.setName("a");
   host.setIp("b");
@@ -48,7 +48,7 @@ TEST_F(HostInfoServiceCalls, OnlyTheNameIsEscaped) {
   EXPECT_EQ(ScriptedValues::calls(), Calls{"toXml a"});
 }
 
-TEST_F(HostInfoServiceCalls, FailuresPassUnchanged) {
+TEST_F(HostInfoServiceCallsContractTest, FailuresPassUnchanged) {
   for (const std::string failing : {"getElement name", "getElement publisherPort", "getContent", "fromXml 7"}) {
     ScriptedValues::onCall([&](const std::string& call) {
       if (call == failing) {

@@ -15,12 +15,12 @@ class SignalHandler::Slots {
   std::vector<ErasedSlot> slots;
 };
 
-Trackable::Trackable() : m_lifetime(std::make_shared<char>()) { House::note("Trackable::Trackable"); }
-Trackable::~Trackable() { House::note("Trackable::~Trackable"); }
+Trackable::Trackable() : m_lifetime(std::make_shared<char>()) { Site::note("Trackable::Trackable"); }
+Trackable::~Trackable() { Site::note("Trackable::~Trackable"); }
 std::weak_ptr<const void> Trackable::getLifetime() const { return m_lifetime; }
 
-SignalHandler::SignalHandler() : m_slots(std::make_shared<Slots>()) { House::note("SignalHandler::SignalHandler"); }
-SignalHandler::~SignalHandler() { House::note("SignalHandler::~SignalHandler"); }
+SignalHandler::SignalHandler() : m_slots(std::make_shared<Slots>()) { Site::note("SignalHandler::SignalHandler"); }
+SignalHandler::~SignalHandler() { Site::note("SignalHandler::~SignalHandler"); }
 
 std::shared_ptr<ConnectionBody> SignalHandler::connect(const ErasedSlot& slot) {
   m_slots->slots.push_back(slot);

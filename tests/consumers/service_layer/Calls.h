@@ -4,9 +4,9 @@
 #include <string>
 
 /// Which operations of this service layer have been called, by the names "Class::operation".
-namespace House {
+namespace Site {
 
 void note(const std::string& operation);
 std::set<std::string> calls();
 
-}  // namespace House
+}  // namespace Site

@@ -18,7 +18,7 @@ std::string narrow(const XMLCh* text) {
 }  // namespace
 
 xercesc_3_1::DOMElement* XmlUtils::getElement(const std::string& tag, const xercesc_3_1::DOMElement* parent) {
-  House::note("XmlUtils::getElement");
+  Site::note("XmlUtils::getElement");
   xercesc_3_1::DOMElement* child = parent->getFirstElementChild();
   while (child != nullptr && narrow(child->getLocalName()) != tag) {
     child = child->getNextElementSibling();
@@ -27,22 +27,22 @@ xercesc_3_1::DOMElement* XmlUtils::getElement(const std::string& tag, const xerc
 }
 
 std::string XmlUtils::getElementContent(const std::string& tag, const xercesc_3_1::DOMElement* parent) {
-  House::note("XmlUtils::getElementContent");
+  Site::note("XmlUtils::getElementContent");
   return narrow(getElement(tag, parent)->getTextContent());
 }
 
 std::string XmlUtils::getContent(const xercesc_3_1::DOMElement* element) {
-  House::note("XmlUtils::getContent");
+  Site::note("XmlUtils::getContent");
   return narrow(element->getTextContent());
 }
 
 std::string XmlUtils::toXml(const std::string& text) {
-  House::note("XmlUtils::toXml");
-  return "house-" + text;
+  Site::note("XmlUtils::toXml");
+  return "site-" + text;
 }
 
 std::string XmlUtils::fromXml(const std::string& text) {
-  House::note("XmlUtils::fromXml");
+  Site::note("XmlUtils::fromXml");
   return text;
 }
 

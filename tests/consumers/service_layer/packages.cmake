@@ -1,13 +1,13 @@
 # One package for each service library, and one for what they share.
 
 set(package_root ${CMAKE_INSTALL_LIBDIR}/cmake)
-install(FILES Calls.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/house)
-install(TARGETS house_calls EXPORT house_calls)
-install(EXPORT house_calls NAMESPACE Drelvan:: FILE house_callsConfig.cmake DESTINATION ${package_root}/house_calls)
+install(FILES Calls.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/site)
+install(TARGETS site_calls EXPORT site_calls)
+install(EXPORT site_calls NAMESPACE Drelvan:: FILE site_callsConfig.cmake DESTINATION ${package_root}/site_calls)
 
 foreach(service IN LISTS services)
   set(library DVMService_${service})
-  set(dependencies DVMService_Contract house_calls)
+  set(dependencies DVMService_Contract site_calls)
   if(service STREQUAL FileHandling)
     list(APPEND dependencies DVMService_ExceptionHandling)
   elseif(service STREQUAL GeneralServices)

@@ -25,7 +25,7 @@ class JobId : public GenericJobId {
   JobId(const std::string& prefix, const std::string& uniqueId) { setPrefixAndUniqueId(prefix, uniqueId); }
 };
 
-class GenericJobIdServiceCalls : public testing::Test {
+class GenericJobIdServiceCallsContractTest : public testing::Test {
  protected:
   void SetUp() override { ScriptedValues::reset(); }
   void TearDown() override { ScriptedValues::reset(); }
@@ -44,14 +44,14 @@ class GenericJobIdServiceCalls : public testing::Test {
   }
 };
 
-TEST_F(GenericJobIdServiceCalls, DefaultIdDrawsOneId) {
+TEST_F(GenericJobIdServiceCallsContractTest, DefaultIdDrawsOneId) {
   const GenericJobId jobId;
   EXPECT_EQ(ScriptedValues::calls(), Calls{"generateId"});
   EXPECT_EQ(jobId.getUniqueId(), "drawn1");
   EXPECT_EQ(jobId.getName(), "Invalid_drawn1");
 }
 
-TEST_F(GenericJobIdServiceCalls, CopiesAndMovesDrawNone) {
+TEST_F(GenericJobIdServiceCallsContractTest, CopiesAndMovesDrawNone) {
   JobId jobId("Job", "given");
   EXPECT_EQ(callsOf([&] {
               GenericJobId copy(jobId);
@@ -61,27 +61,27 @@ TEST_F(GenericJobIdServiceCalls, CopiesAndMovesDrawNone) {
             Calls());
 }
 
-TEST_F(GenericJobIdServiceCalls, ValidityChecksTheIdOnceAndOnlyBehindAGoodName) {
+TEST_F(GenericJobIdServiceCallsContractTest, ValidityChecksTheIdOnceAndOnlyBehindAGoodName) {
   const JobId good("Job", "short");
   EXPECT_EQ(callsOf([&] { EXPECT_TRUE(good.isValid()); }), (Calls{"UniqueID", "idCheckOK short", "~UniqueID"}));
   const JobId invalid("Invalid", "short");
   EXPECT_EQ(callsOf([&] { EXPECT_FALSE(invalid.isValid()); }), Calls());
 }
 
-TEST_F(GenericJobIdServiceCalls, ValidityIsTheChecksAnswer) {
+TEST_F(GenericJobIdServiceCallsContractTest, ValidityIsTheChecksAnswer) {
   const JobId jobId("Job", "short");
   ScriptedValues::setIdsGood(false);
   EXPECT_FALSE(jobId.isValid());
 }
 
-TEST_F(GenericJobIdServiceCalls, NameWithoutSeparatorIsRefusedUnchecked) {
+TEST_F(GenericJobIdServiceCallsContractTest, NameWithoutSeparatorIsRefusedUnchecked) {
   const ParsedDocument document("<jobId/>");
   const GenericJobId jobId(document.root());
   ASSERT_EQ(jobId.getName(), "content of name");
   EXPECT_EQ(callsOf([&] { EXPECT_FALSE(jobId.isValid()); }), Calls());
 }
 
-TEST_F(GenericJobIdServiceCalls, ElementGivesTheIdBeforeTheName) {
+TEST_F(GenericJobIdServiceCallsContractTest, ElementGivesTheIdBeforeTheName) {
   const ParsedDocument document("<jobId/>");
   EXPECT_EQ(callsOf([&] {
               const GenericJobId jobId(document.root());
@@ -92,25 +92,25 @@ TEST_F(GenericJobIdServiceCalls, ElementGivesTheIdBeforeTheName) {
   EXPECT_EQ(callsOf([&] { GenericJobId(document.root(), document.root()); }), (Calls{"getContent", "getContent"}));
 }
 
-TEST_F(GenericJobIdServiceCalls, ReadTextDrawsOneIdThatIsDiscarded) {
+TEST_F(GenericJobIdServiceCallsContractTest, ReadTextDrawsOneIdThatIsDiscarded) {
   const Calls checked{"UniqueID", "idCheckOK 0123456789a", "~UniqueID", "generateId"};
   EXPECT_EQ(callsOf([&] { EXPECT_EQ(read("Job_0123456789#0123456789a").getUniqueId(), "0123456789a"); }), checked);
   EXPECT_EQ(callsOf([&] { EXPECT_EQ(read("Job_other67890#0123456789a").getUniqueId(), "drawn2"); }), checked);
 }
 
-TEST_F(GenericJobIdServiceCalls, RefusedTextGivesTheDrawnId) {
+TEST_F(GenericJobIdServiceCallsContractTest, RefusedTextGivesTheDrawnId) {
   EXPECT_EQ(callsOf([&] { EXPECT_EQ(read("Job").getUniqueId(), "drawn1"); }), Calls{"generateId"});
   ScriptedValues::setIdsGood(false);
   EXPECT_EQ(callsOf([&] { EXPECT_EQ(read("J#bad").getUniqueId(), "drawn2"); }),
             (Calls{"UniqueID", "idCheckOK bad", "~UniqueID", "generateId"}));
 }
 
-TEST_F(GenericJobIdServiceCalls, TooShortANameIsMetAfterTheCheckAndBeforeADraw) {
+TEST_F(GenericJobIdServiceCallsContractTest, TooShortANameIsMetAfterTheCheckAndBeforeADraw) {
   EXPECT_EQ(callsOf([&] { EXPECT_THROW(read("J#0123456789a"), std::out_of_range); }),
             (Calls{"UniqueID", "idCheckOK 0123456789a", "~UniqueID"}));
 }
 
-TEST_F(GenericJobIdServiceCalls, WritersCallNothing) {
+TEST_F(GenericJobIdServiceCallsContractTest, WritersCallNothing) {
   const JobId jobId("a & b", "<id>");
   EXPECT_EQ(callsOf([&] {
               std::vector<std::string> arguments;
@@ -120,7 +120,7 @@ TEST_F(GenericJobIdServiceCalls, WritersCallNothing) {
             Calls());
 }
 
-TEST_F(GenericJobIdServiceCalls, FailuresPassUnchanged) {
+TEST_F(GenericJobIdServiceCallsContractTest, FailuresPassUnchanged) {
   const ParsedDocument document("<jobId/>");
   const JobId jobId("Job", "short");
   const struct {

@@ -13,7 +13,7 @@ struct DvException::Fields {
 };
 
 DvException::DvException(const char* message, const char* group, const char* function, const char* file, int line)
-    : m_fields(std::make_shared<const Fields>(Fields{std::string("house: ") + message, group, function, file, line})) {}
+    : m_fields(std::make_shared<const Fields>(Fields{std::string("site: ") + message, group, function, file, line})) {}
 DvException::DvException(const DvException& other) noexcept = default;
 DvException& DvException::operator=(const DvException& other) noexcept = default;
 DvException::~DvException() = default;
@@ -28,7 +28,7 @@ int DvException::getLine() const noexcept { return m_fields->line; }
 DvExceptionNested::DvExceptionNested(const char* message, const char* group, const char* function, const char* file,
                                      int line)
     : DvException(message, group, function, file, line), m_nested(std::current_exception()) {
-  House::note("DvExceptionNested::DvExceptionNested");
+  Site::note("DvExceptionNested::DvExceptionNested");
 }
 DvExceptionNested::DvExceptionNested(const DvExceptionNested& other) noexcept = default;
 DvExceptionNested& DvExceptionNested::operator=(const DvExceptionNested& other) noexcept = default;

@@ -13,7 +13,7 @@ FileName& FileName::operator=(FileName&& other) noexcept = default;
 FileName::~FileName() = default;
 
 std::string FileName::toString() const {
-  House::note("FileName::toString");
+  Site::note("FileName::toString");
   return m_name;
 }
 
@@ -25,7 +25,7 @@ struct FileNameException::Files {
 
 FileNameException::FileNameException(const char* verb, const FileName& source, const FileName& target,
                                      std::error_code error, const char* function, const char* file, int line)
-    : DvException(verb, "House", function, file, line),
+    : DvException(verb, "Site", function, file, line),
       m_files(std::make_shared<const Files>(Files{source, target, error})) {}
 FileNameException::FileNameException(const FileNameException& other) noexcept = default;
 FileNameException& FileNameException::operator=(const FileNameException& other) noexcept = default;
@@ -46,22 +46,22 @@ namespace {
 }  // namespace
 
 bool FileUtilities::exists(const FileName&, bool) {
-  House::note("FileUtilities::exists");
+  Site::note("FileUtilities::exists");
   return false;
 }
 
 void FileUtilities::copyFile(const FileName& source, const FileName& target) {
-  House::note("FileUtilities::copyFile");
+  Site::note("FileUtilities::copyFile");
   refuse("copy", source, target);
 }
 
 void FileUtilities::rename(const FileName& source, const FileName& target) {
-  House::note("FileUtilities::rename");
+  Site::note("FileUtilities::rename");
   refuse("rename", source, target);
 }
 
 void FileUtilities::remove(const FileName& file) {
-  House::note("FileUtilities::remove");
+  Site::note("FileUtilities::remove");
   refuse("remove", file, "");
 }
 

@@ -1,0 +1,143 @@
+"""Puts the faults of mutations.toml into the code, one at a time; see run."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import tomllib
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+COPY = ROOT / 'build/mutations'
+BUILD = COPY / 'build/dev'
+TIMEOUT = 300
+
+
+def fail(text):
+    print(f'mutations: {text}', file=sys.stderr)
+    sys.exit(10)
+
+
+def run(*command, **options):
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors='replace', **options)
+
+
+def run_or_fail(*command, **options):
+    done = run(*command, **options)
+    if done.returncode != 0:
+        fail(f'{" ".join(map(str, command))} failed:\n{done.stdout}')
+    return done.stdout
+
+
+def write_if_changed(target, content, mode):
+    if not target.is_file() or target.read_bytes() != content:
+        target.parent.mkdir(parents=True, exist_ok=True)
+        target.write_bytes(content)
+        target.chmod(mode)
+
+
+def copy_sources():
+    """Keeps the times of files that are as they were, so that only what has changed is built."""
+    listed = run_or_fail('git', '-C', ROOT, 'ls-files', '--cached', '--others', '--exclude-standard', '-z').split('\0')
+    names = {name for name in listed if (ROOT / name).is_file()}
+    for name in names:
+        write_if_changed(COPY / name, (ROOT / name).read_bytes(), (ROOT / name).stat().st_mode)
+    for folder, folders, files in os.walk(COPY):
+        if pathlib.Path(folder) == COPY:
+            folders[:] = [name for name in folders if name != 'build']
+        for name in files:
+            file = pathlib.Path(folder) / name
+            if str(file.relative_to(COPY)) not in names:
+                file.unlink()
+
+
+def configure():
+    run_or_fail('cmake', '-S', COPY, '--preset', 'dev', cwd=COPY)
+
+
+def programs_by_source():
+    """The test program of each source, by its path within the repository."""
+    programs = {}
+    for line in (BUILD / 'test_programs.txt').read_text().splitlines():
+        program, _, sources = line.split('\t')
+        for source in sources.split():
+            programs[os.path.relpath(source, COPY)] = program
+    return programs
+
+
+def build(programs):
+    return run('cmake', '--build', BUILD, '--target', *sorted(programs))
+
+
+def tests_fail(program, mutation):
+    """Whether a test of the mutation fails, crashes or hangs; None when it has no tests."""
+    command = [BUILD / 'bin' / program, f'--gtest_filter={mutation.get("filter", "*")}', '--gtest_fail_fast']
+    try:
+        done = run(*command, timeout=TIMEOUT, cwd=BUILD)
+    except subprocess.TimeoutExpired:
+        return True
+    return None if 'Running 0 tests' in done.stdout else done.returncode != 0
+
+
+def check_unmutated(mutations, programs):
+    """Tests that fail without a fault would notice everything."""
+    done = build(set(programs.values()))
+    if done.returncode != 0:
+        fail(f'building failed:\n{done.stdout}')
+    for test, pattern in sorted({(mutation['test'], mutation.get('filter', '*')) for mutation in mutations}):
+        failed = tests_fail(programs[test], {'filter': pattern})
+        if failed is None:
+            fail(f'{test} has no test {pattern}.')
+        if failed:
+            fail(f'{test}, {pattern}, fails without any fault.')
+
+
+def mutated(mutation):
+    text = (ROOT / mutation['file']).read_text()
+    if text.count(mutation['from']) != 1:
+        fail(f'{mutation["name"]}: {mutation["file"]} must have this once; bring mutations.toml up to date:\n'
+             f'{mutation["from"]}')
+    return text.replace(mutation['from'], mutation['to'])
+
+
+def is_noticed(mutation, program):
+    file = COPY / mutation['file']
+    original = file.read_text()
+    try:
+        file.write_text(mutated(mutation))
+        done = build({program})
+        if done.returncode != 0:
+            fail(f'{mutation["name"]} cannot be built:\n{done.stdout}')
+        return tests_fail(program, mutation)
+    finally:
+        file.write_text(original)
+
+
+def main():
+    every = tomllib.loads((ROOT / 'tests/mutations/mutations.toml').read_text())['mutation']
+    wanted = tuple(sys.argv[1:])
+    mutations = [mutation for mutation in every if not wanted or mutation['name'].startswith(wanted)]
+    if not mutations:
+        fail(f'there is no mutation {" ".join(wanted)}.')
+    for mutation in mutations:
+        mutated(mutation)
+    copy_sources()
+    configure()
+    known = programs_by_source()
+    for mutation in mutations:
+        if mutation['test'] not in known:
+            fail(f'{mutation["name"]}: no test program is built from {mutation["test"]}.')
+    programs = {mutation['test']: known[mutation['test']] for mutation in mutations}
+    check_unmutated(mutations, programs)
+    missed = []
+    for mutation in mutations:
+        noticed = is_noticed(mutation, programs[mutation['test']])
+        print(f'{"noticed" if noticed else "NOT NOTICED":12}{mutation["name"]}', flush=True)
+        missed += [] if noticed else [mutation['name']]
+    if missed:
+        print(f'{len(missed)} of {len(mutations)} faults were not noticed: {", ".join(missed)}')
+        sys.exit(1)
+    print(f'All {len(mutations)} faults were noticed.')
+
+
+if __name__ == '__main__':
+    main()
