@@ -154,9 +154,9 @@ void GenericJobId::setPrefixAndGenerateUniqueId(const std::string& prefix) {
 }
 
 void GenericJobId::setPrefixAndUniqueId(const std::string& prefix, const std::string& uniqueId) {
-  std::string name = prefix + c_nameSeparator + firstCharacters(uniqueId);
+  // In this order also where an argument is a member of this object.
   m_uniqueId = uniqueId;
-  m_name = std::move(name);
+  m_name = prefix + c_nameSeparator + firstCharacters(uniqueId);
 }
 
 }  // namespace Drelvan

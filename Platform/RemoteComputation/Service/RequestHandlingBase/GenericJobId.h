@@ -35,7 +35,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   ~GenericJobId();
 
   /// Reads the children `id` and `name` of an element of type `DVJobId`; a missing one reads as empty.
-  explicit GenericJobId(xercesc_3_1::DOMElement* element);
+  GenericJobId(xercesc_3_1::DOMElement* element);
   /// Reads the contents of the `id` and the `name` element themselves.
   GenericJobId(xercesc_3_1::DOMElement* idElement, xercesc_3_1::DOMElement* nameElement);
 

@@ -22,7 +22,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// Reads the children `name`, `ip`, `requestServerPort` and `publisherPort` of `element`, in any order; a missing one
   /// stays unset. The name is unescaped, the address taken as it stands. Throws `boost::bad_lexical_cast` when a port
   /// is not a decimal number of 32 bits.
-  explicit HostInfo(xercesc_3_1::DOMElement* element);
+  HostInfo(xercesc_3_1::DOMElement* element);
   /// @{
   /// Takes the members of `other`; one that is moved from is left with empty texts and its ports as they are.
   HostInfo(const HostInfo& other);

@@ -2,6 +2,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentChecks.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/ErrorReports.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/GrammarPool.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NoResources.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
@@ -17,6 +18,7 @@
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 #include <xercesc/validators/schema/SchemaElementDecl.hpp>
@@ -42,14 +44,19 @@ std::string nestedElements(std::size_t depth) {
   return text;
 }
 
-/// Reports `message` at the place that the scanner has reached.
-void reportFatalError(const xercesc_3_1::XMLScanner& scanner, xercesc_3_1::ErrorHandler& handler,
-                      const std::string& message) {
-  xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
-  scanner.getReaderMgr()->getLastExtEntityInfo(place);
-  const std::u16string text = boost::locale::conv::utf_to_utf<char16_t>(message);
-  handler.fatalError(xercesc_3_1::SAXParseException(text.c_str(), place.publicId, place.systemId, place.lineNumber,
-                                                    place.colNumber, XMLPlatformUtils::fgMemoryManager));
+PackageErrors::Severity severityOf(xercesc_3_1::XMLErrorReporter::ErrTypes type) {
+  switch (type) {
+    case xercesc_3_1::XMLErrorReporter::ErrType_Warning:
+      return PackageErrors::Severity::Warning;
+    case xercesc_3_1::XMLErrorReporter::ErrType_Error:
+      return PackageErrors::Severity::Error;
+    default:
+      return PackageErrors::Severity::FatalError;
+  }
+}
+
+std::string toUtf8(const XMLCh* text) {
+  return boost::locale::conv::utf_to_utf<char>(text, text + xercesc_3_1::XMLString::stringLen(text));
 }
 
 }  // namespace
@@ -61,6 +68,7 @@ struct PackageParser::Parts {
 
   Parsing::NoResources resources;
   xercesc_3_1::SecurityManager expansions;
+  Parsing::ErrorReports reports;
   Parsing::Refusal refusal;
   Parsing::InputCounts input;
   Parsing::CountedInput source;
@@ -75,9 +83,8 @@ PackageParserPool::~PackageParserPool() = default;
 
 PackageParser::PackageParser()
     : XercesDOMParser(nullptr, XMLPlatformUtils::fgMemoryManager, m_grammarPool.get()),
-      m_parts(std::make_unique<Parts>(
-          [this](const std::string& message) { reportFatalError(*fScanner, *getErrorHandler(), message); },
-          m_grammarPool->namespaces())) {}
+      m_parts(std::make_unique<Parts>([this](const std::string& message) { reportRefusal(message); },
+                                      m_grammarPool->namespaces())) {}
 
 PackageParser::~PackageParser() = default;
 
@@ -117,6 +124,7 @@ void PackageParser::enableLimits() {
 void PackageParser::parse(const xercesc_3_1::InputSource& source) {
   prepareScanner();
   const bool validating = getValidationScheme() != Val_Never;
+  m_parts->reports.beginDocument();
   m_parts->refusal.beginDocument();
   m_parts->input.beginDocument(validating);
   m_parts->checks.beginDocument(validating);
@@ -134,6 +142,8 @@ void PackageParser::parse(const xercesc_3_1::InputSource& source) {
   }
   renewScannerIfLarge();
 }
+
+PackageErrors PackageParser::takeErrors() { return m_parts->reports.take(); }
 
 void PackageParser::prepareScanner() {
   if (m_parts->isScannerStale) {
@@ -186,7 +196,19 @@ void PackageParser::error(unsigned int code, const XMLCh* domain, ErrTypes type,
   if (getErrorHandler() != nullptr) {
     m_parts->checks.error();
   }
+  m_parts->reports.add(severityOf(type), line, column, [text] { return toUtf8(text); });
   XercesDOMParser::error(code, domain, type, text, systemId, publicId, line, column);
+}
+
+void PackageParser::reportRefusal(const std::string& message) {
+  xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
+  fScanner->getReaderMgr()->getLastExtEntityInfo(place);
+  m_parts->reports.add(PackageErrors::Severity::FatalError, place.lineNumber, place.colNumber,
+                       [&message] { return message; });
+  const std::u16string text = boost::locale::conv::utf_to_utf<char16_t>(message);
+  getErrorHandler()->fatalError(xercesc_3_1::SAXParseException(text.c_str(), place.publicId, place.systemId,
+                                                               place.lineNumber, place.colNumber,
+                                                               XMLPlatformUtils::fgMemoryManager));
 }
 
 void PackageParser::startDocument() {

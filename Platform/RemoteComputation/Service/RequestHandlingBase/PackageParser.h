@@ -1,8 +1,10 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/PackageErrors.h>
 #include <service/Xerces.h>
 
 #include <memory>
+#include <string>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 
 namespace Drelvan {
@@ -39,6 +41,8 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
   void enableLimits();
   /// As the base does, within the limits.
   void parse(const xercesc_3_1::InputSource& source);
+  /// What was reported of the document parsed last, if anything was; to be called once.
+  PackageErrors takeErrors();
 
   void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh* systemId,
              const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) override;
@@ -63,6 +67,8 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
   void renewScanner();
   void renewScannerIfLarge();
   void prepareScanner();
+  /// Reports that the document is refused, at the place that the scanner has reached.
+  void reportRefusal(const std::string& message);
 
   std::unique_ptr<Parts> m_parts;
 };

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -65,8 +64,8 @@ constexpr const char* c_fatalErrorSignature =
     "void __cdecl Drelvan::RequestXmlHelper::XmlErrorHandler::fatalError("
     "const class xercesc_3_1::SAXParseException &)";
 
-/// The parser library's text as UTF-8. Depends neither on the locale nor on a started platform, and never fails: half a
-/// surrogate pair, as the cut messages of the parser library may hold, is left out.
+/// Xerces-C's text as UTF-8. Depends neither on the locale nor on a started platform, and never fails: half a
+/// surrogate pair, as the messages that Xerces-C cuts may hold, is left out.
 std::string toText(const XMLCh* text) {
   if (text == nullptr) {
     return {};
@@ -99,53 +98,46 @@ void startPlatform() {
   XMLPlatformUtils::Initialize();
 }
 
-/// Opens the file by the bytes of its name, whatever the locale makes of them; the parser library's text of the name
-/// serves for the messages only.
+/// A file. Xerces-C names it by its text, with the parts of its path resolved, and opens what it names; the bytes of
+/// that name are its UTF-8, whatever the locale makes of them. A name that is not UTF-8 has no text: it is opened by
+/// its bytes, and what can be read of it serves for the messages.
 class NamedFileInputSource final : public xercesc_3_1::LocalFileInputSource {
  public:
-  NamedFileInputSource(const XMLCh* shownName, const std::string& name)
-      : LocalFileInputSource(shownName, XMLPlatformUtils::fgMemoryManager), m_name(name) {}
+  explicit NamedFileInputSource(const std::string& name)
+      : LocalFileInputSource(boost::locale::conv::utf_to_utf<char16_t>(name).c_str(),
+                             XMLPlatformUtils::fgMemoryManager),
+        m_bytes(isUtf8(name) ? toText(getSystemId()) : name) {}
 
   xercesc_3_1::BinInputStream* makeStream() const override {
-    auto stream = std::make_unique<xercesc_3_1::BinFileInputStream>(m_name.c_str(), XMLPlatformUtils::fgMemoryManager);
+    auto stream = std::make_unique<xercesc_3_1::BinFileInputStream>(m_bytes.c_str(), XMLPlatformUtils::fgMemoryManager);
     return stream->getIsOpen() ? stream.release() : nullptr;
   }
 
  private:
-  const std::string& m_name;
+  static bool isUtf8(const std::string& name) {
+    try {
+      boost::locale::conv::utf_to_utf<char16_t>(name, boost::locale::conv::stop);
+      return true;
+    } catch (const boost::locale::conv::conversion_error&) {
+      return false;
+    }
+  }
+
+  const std::string m_bytes;
 };
 
-/// The outcome of `attempt`, with `log` called for its failure. One that was raised beside the parse, by the set-up or
-/// a log entry, is logged too and goes on.
-template <typename Attempt, typename Log>
-auto tryLogged(Attempt attempt, Log log) {
-  const auto guarded = [&] {
-    try {
-      return attempt();
-    } catch (const DvExceptionNested& exception) {
-      log(exception);
-      throw;
-    }
-  };
-  auto outcome = guarded();
-  if (outcome.failure) {
-    log(*outcome.failure);
-  }
-  return outcome;
-}
-
-DvExceptionNested parseFailure(const std::string& logText, const char* message, int line) {
+[[noreturn]] void fail(const std::string& logText, const std::string& message, int line) {
   s_logger.logDEBUG(logText, __FILE__, c_parseSourceSignature, line);
-  return {message, c_group, c_parse, __FILE__, line};
+  throw DvExceptionNested(message.c_str(), c_group, c_parse, __FILE__, line);
 }
 
-/// The failure for an exception of the parser library. It keeps the text alone: programs keep failures, while that
-/// exception must be gone before the platform is.
-DvExceptionNested libraryFailure(const char* message, const std::string& text, int line) {
+/// The failure for an exception of Xerces-C. It nests the text alone: programs keep failures, while that exception must
+/// be gone before the platform is.
+[[noreturn]] void failWithText(const char* message, const std::string& text, int line) {
   try {
     throw std::runtime_error(text);
   } catch (const std::runtime_error&) {
-    return parseFailure(message + (": " + text), message, line);
+    fail(message + (": " + text), message, line);
   }
 }
 
@@ -261,6 +253,8 @@ void RequestXmlHelper::initParser() {
   m_parser.setIncludeIgnorableWhitespace(false);
   const std::string schema = SchemaEnvelope().around(m_schemas);
   m_parser.useCachedGrammarInParse(true);
+  // Fixed with the other steps of the set-up, and of no effect.
+  [[maybe_unused]] const BaseRequestHandlingSchema unused;
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(schema.data()), schema.size(), "", false,
                                               XMLPlatformUtils::fgMemoryManager);
   m_parser.loadSchema(source);
@@ -273,39 +267,20 @@ void RequestXmlHelper::initParser() {
   s_logger.logTRACE("Parser initialized.", __FILE__, c_initParserSignature, __LINE__);
 }
 
-/// What a parse came to: the document, or the failure, which is thrown once all have logged it.
-struct RequestXmlHelper::Outcome {
-  DOMDocument* document = nullptr;
-  std::optional<DvExceptionNested> failure;
-
-  DOMDocument* documentOrThrow() const {
-    if (failure) {
-      throw DvExceptionNested(*failure);
-    }
-    return document;
-  }
-};
-
-RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const xercesc_3_1::InputSource& source, bool validate) {
+DOMDocument* RequestXmlHelper::parse(const xercesc_3_1::InputSource& source, bool validate) {
   const boost::mutex::scoped_lock lock(m_parseMutex);
   if (!m_parserInitialized) {
     initParser();
   }
   m_errorHandler->resetErrors();
-  Outcome outcome;
-  runParser(source, validate, outcome);
-  if (!outcome.failure && m_errorHandler->hasErrors()) {
-    m_parser.resetDocumentPool();
-    const std::string message = "Errors occurred while parsing input: " + m_errorHandler->getErrorMessage();
-    outcome.failure.emplace(parseFailure(message, message.c_str(), __LINE__));
+  runParser(source, validate);
+  if (m_errorHandler->hasErrors()) {
+    failWithErrors();
   }
-  if (!outcome.failure) {
-    outcome.document = m_parser.adoptDocument();
-  }
-  return outcome;
+  return m_parser.adoptDocument();
 }
 
-void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool validate, Outcome& outcome) {
+void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool validate) {
   const auto scheme = m_parser.getValidationScheme();
   m_parser.setValidationScheme(validate ? xercesc_3_1::XercesDOMParser::Val_Always
                                         : xercesc_3_1::XercesDOMParser::Val_Never);
@@ -315,51 +290,58 @@ void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool va
   };
   try {
     m_parser.parse(source);
-    m_parser.setValidationScheme(scheme);
   } catch (const xercesc_3_1::XMLException& exception) {
     recover();
-    outcome.failure.emplace(libraryFailure("XMLException parsing input", toText(exception.getMessage()), __LINE__));
+    failWithText("XMLException parsing input", toText(exception.getMessage()), __LINE__);
   } catch (const xercesc_3_1::DOMException& exception) {
     recover();
-    outcome.failure.emplace(libraryFailure("DOMException parsing input", toText(exception.getMessage()), __LINE__));
+    failWithText("DOMException parsing input", toText(exception.getMessage()), __LINE__);
   } catch (const std::exception& exception) {
     recover();
-    // Callers know only the two parser library's texts: this one shares the second.
-    outcome.failure.emplace(parseFailure(std::string("Exception parsing input: ") + exception.what(),
-                                         "DOMException parsing input", __LINE__));
+    // Callers know only the two texts of Xerces-C's exceptions: this one shares the second.
+    fail(std::string("Exception parsing input: ") + exception.what(), "DOMException parsing input", __LINE__);
   } catch (...) {
     recover();
-    outcome.failure.emplace(
-        parseFailure("Unknown exception parsing input.", "Unknown exception parsing input.", __LINE__));
+    fail("Unknown exception parsing input.", "Unknown exception parsing input.", __LINE__);
+  }
+  m_parser.setValidationScheme(scheme);
+}
+
+void RequestXmlHelper::failWithErrors() {
+  m_parser.resetDocumentPool();
+  const std::string message = "Errors occurred while parsing input: " + m_errorHandler->getErrorMessage();
+  try {
+    throw m_parser.takeErrors();
+  } catch (const PackageErrors&) {
+    fail(message, message, __LINE__);
   }
 }
 
-RequestXmlHelper::Outcome RequestXmlHelper::tryParse(const char* text) {
+DOMDocument* RequestXmlHelper::parse(char* input) {
+  const char* text = input == nullptr ? "" : input;
   const auto length = static_cast<std::uint32_t>(std::strlen(text));
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text), length, c_memorySystemId, false,
                                               XMLPlatformUtils::fgMemoryManager);
-  const auto logInput = [&](const DvExceptionNested&) {
+  try {
+    return parse(source, true);
+  } catch (const DvExceptionNested&) {
     s_logger.logTRACE(joined("Input string:\n", text), __FILE__, c_parseBufferSignature, __LINE__);
-  };
-  return tryLogged([&] { return tryParse(source, true); }, logInput);
+    throw;
+  }
 }
-
-DOMDocument* RequestXmlHelper::parse(const xercesc_3_1::InputSource& source, bool validate) {
-  return tryParse(source, validate).documentOrThrow();
-}
-
-DOMDocument* RequestXmlHelper::parse(char* input) { return tryParse(input == nullptr ? "" : input).documentOrThrow(); }
 
 DOMDocument* RequestXmlHelper::parse(const std::string& input) {
   constexpr std::string_view logged = "Parser input:\n";
   // The text of the log entry is the copy that is parsed: inputs may have many megabytes.
-  const std::string copy = joined(logged, input);
+  std::string copy = joined(logged, input);
   s_logger.logTRACE(copy, __FILE__, c_parseStringSignature, __LINE__);
-  const auto logFailure = [&](const DvExceptionNested& failure) {
+  try {
+    return parse(copy.data() + logged.size());
+  } catch (const DvExceptionNested& failure) {
     s_logger.logERROR(joined(std::string("Input parsing error: ") + failure.what() + "\nInput:\n", input), __FILE__,
                       c_parseStringSignature, __LINE__);
-  };
-  return tryLogged([&] { return tryParse(copy.c_str() + logged.size()); }, logFailure).documentOrThrow();
+    throw;
+  }
 }
 
 DOMDocument* RequestXmlHelper::parseFile(const FileName& file, bool validate) {
@@ -367,9 +349,7 @@ DOMDocument* RequestXmlHelper::parseFile(const FileName& file, bool validate) {
     s_logger.logWARN("File dosn't exist: " + file.toString(), __FILE__, c_parseFileSignature, __LINE__);
     throw DvExceptionNested("File doesn't exist.", c_group, c_parseFile, __FILE__, __LINE__);
   }
-  const std::string name = file.toString();
-  const std::u16string shownName = boost::locale::conv::utf_to_utf<char16_t>(name);
-  const NamedFileInputSource source(shownName.c_str(), name);
+  const NamedFileInputSource source(file.toString());
   return parse(source, validate);
 }
 

@@ -27,9 +27,10 @@ namespace Drelvan {
 /// start-up.
 ///
 /// Every failed parse throws `DvExceptionNested` with the group "RequestHandling"; the instance is usable afterwards,
-/// and nothing of the failed document is kept. The failure may outlive the instance: of the parser library's own
-/// exceptions it nests the text, as a `std::runtime_error`; any other exception of an input source it nests as it is.
-/// What comes from outside a parse (the set-up, locks, exhausted memory) passes through as it is.
+/// and nothing of the failed document is kept. The failure may outlive the instance. Where the document was reported
+/// invalid, it nests `PackageErrors`; of an exception of Xerces-C it nests the text, as a `std::runtime_error`; any
+/// other exception of an input source it nests as it is. What comes from outside a parse (the set-up, locks, exhausted
+/// memory) passes through as it is.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
  public:
   /// Records the problems that the parser reports; each is logged at ERROR with its position.
@@ -95,11 +96,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   RequestXmlHelper();
 
   void initParser();
-  struct Outcome;
-  Outcome tryParse(const xercesc_3_1::InputSource& source, bool validate);
-  Outcome tryParse(const char* text);
-  /// Runs the parser; whatever it throws becomes the failure of `outcome`.
-  void runParser(const xercesc_3_1::InputSource& source, bool validate, Outcome& outcome);
+  /// Runs the parser, whose settings are the same again afterwards. What it throws becomes a `DvExceptionNested`.
+  void runParser(const xercesc_3_1::InputSource& source, bool validate);
+  [[noreturn]] void failWithErrors();
 
   static std::shared_ptr<RequestXmlHelper> s_instance;
   static boost::mutex s_instanceMutex;

@@ -270,4 +270,18 @@ TEST_F(RequestXmlHelperFiles, FilesAreClosedAfterEveryOutcome) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
+TEST_F(RequestXmlHelperFiles, OpensTheFileThatItNamesWhereAPathGoesUpBehindALink) {
+  std::filesystem::create_directories(m_folder.path() / "elsewhere/inner");
+  std::filesystem::create_directory(m_folder.path() / "here");
+  std::filesystem::create_directory_symlink("../elsewhere/inner", m_folder.path() / "here/link");
+  m_folder.write("elsewhere/x.xml", brokenDocument());
+  m_folder.write("here/x.xml", requestPackage().text());
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(m_folder.path());
+  const Document document(helper().parseFile(FileName("here/link/../x.xml"), true));
+  std::filesystem::current_path(before);
+  EXPECT_EQ(rootName(document), "DV_RequestPackage");
+  EXPECT_TRUE(RequestXmlHelperTests::endsWith(TestSupport::toUtf8(document->getDocumentURI()), "/here/x.xml"));
+}
+
 }  // namespace

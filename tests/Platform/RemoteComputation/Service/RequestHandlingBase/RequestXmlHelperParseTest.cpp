@@ -1,5 +1,6 @@
 // The parse operations: documents, failures, and what each leaves in the log.
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/PackageErrors.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
@@ -264,7 +265,7 @@ TEST_F(RequestXmlHelperParse, ExceptionTellsWhereItComesFrom) {
     message = exception.what();
   }
   const DvExceptionNested exception = expectParseFailure(parse, message);
-  EXPECT_EQ(exception.getNested(), nullptr) << "nothing was thrown before it";
+  EXPECT_THROW(std::rethrow_exception(exception.getNested()), Drelvan::PackageErrors);
 }
 
 TEST_F(RequestXmlHelperParse, SeveralErrorsAreAllLoggedAndTheLastIsThrown) {
