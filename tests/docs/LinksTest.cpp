@@ -62,7 +62,7 @@ TEST(ManualReference, ListsEveryPublicHeader) {
   expectHeadersOn("api-reference.md", "service");
 }
 
-TEST(ManualReference, TellsTheDutiesOfEveryHeaderOfTheContract) {
+TEST(ManualReference, ListsTheRequirementsOfEveryHeaderOfTheContract) {
   expectHeadersOn("service-layer.md", "service");
 }
 

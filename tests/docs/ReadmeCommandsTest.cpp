@@ -177,14 +177,14 @@ class ReadmeCommands : public testing::TestWithParam<std::string> {
   }
 };
 
-TEST_P(ReadmeCommands, RunAsTheyStandInAnEmptyFolder) {
+TEST_P(ReadmeCommands, RunUnchangedInAnEmptyFolder) {
   leaveTheNetwork();
   for (const Script& script : scriptsOf("../" + GetParam())) {
     run(script);
   }
 }
 
-TEST_P(ReadmeCommands, AreAllStillThere) {
+TEST_P(ReadmeCommands, AreAllInTheReadme) {
   std::vector<std::string> all;
   for (const Script& script : scriptsOf("../" + GetParam())) {
     all.insert(all.end(), script.begin(), script.end());
@@ -194,7 +194,7 @@ TEST_P(ReadmeCommands, AreAllStillThere) {
   }
 }
 
-TEST_P(ReadmeCommands, StandInBlocksThatSayWhatTheyAre) {
+TEST_P(ReadmeCommands, AreInBlocksWithAKnownLanguage) {
   for (const ManualTests::Block& block : ManualTests::blocksOfPage("../" + GetParam())) {
     const std::vector<std::string> known{"cpp", "cmake", "text", "sh", "console"};
     EXPECT_EQ(std::count(known.begin(), known.end(), block.language), 1) << block.place() << block.language;

@@ -238,7 +238,7 @@ TEST_F(FileUtilitiesCopy, ReplacesAnOlderTargetWhole) {
   m_folder.expectEntries(2);
 }
 
-TEST_F(FileUtilitiesCopy, LeavesOtherNamesOfTheOldTargetAlone) {
+TEST_F(FileUtilitiesCopy, KeepsOtherNamesOfTheOldTarget) {
   const std::string source = write("source", "new");
   fs::create_hard_link(write("target", "old"), file("other name"));
   FileUtilities::copyFile(source, file("target"));
@@ -408,7 +408,7 @@ TEST_F(FileUtilitiesCopy, FailsForAnEmptyTarget) {
   m_folder.expectEntries(1);
 }
 
-TEST_F(FileUtilitiesCopy, TellsBothFilesAndThePlace) {
+TEST_F(FileUtilitiesCopy, NamesBothFilesAndTheSourceLocation) {
   try {
     FileUtilities::copyFile(file("missing"), file("target"));
     FAIL() << "nothing was thrown";
@@ -597,7 +597,7 @@ TEST_F(FileUtilitiesRename, FailsWhereThereIsNoFileOrNoPlace) {
   m_folder.expectEntries(2);
 }
 
-TEST_F(FileUtilitiesRename, TellsBothFilesAndThePlace) {
+TEST_F(FileUtilitiesRename, NamesBothFilesAndTheSourceLocation) {
   try {
     FileUtilities::rename(file("missing"), file("target"));
     FAIL() << "nothing was thrown";
@@ -705,7 +705,7 @@ TEST_F(FileUtilitiesRemove, RefusesMissingFilesAndFolders) {
   m_folder.expectEntries(1);
 }
 
-TEST_F(FileUtilitiesRemove, TellsTheFileAndThePlace) {
+TEST_F(FileUtilitiesRemove, NamesTheFileAndTheSourceLocation) {
   try {
     FileUtilities::remove(file("missing"));
     FAIL() << "nothing was thrown";

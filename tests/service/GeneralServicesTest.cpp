@@ -38,7 +38,7 @@ TEST(XmlUtilsGetElement, FindsTheFirstDirectChildOfThatName) {
   EXPECT_EQ(XmlUtils::getElement("b ", document.root()), nullptr);
 }
 
-TEST(XmlUtilsGetElement, LooksAtTheLocalNameAlone) {
+TEST(XmlUtilsGetElement, ComparesTheLocalNameOnly) {
   const ParsedDocument document(
       "<p:r xmlns:p='urn:p' xmlns='urn:d'><p:a>prefixed</p:a><a>plain</a><b xmlns=''>none</b></p:r>");
   EXPECT_EQ(XmlUtils::getElementContent("a", document.root()), "prefixed");
@@ -222,7 +222,7 @@ TEST(XmlUtilsFromXml, UndoesTheReferences) {
   }
 }
 
-TEST(XmlUtilsFromXml, LeavesAnythingElseAsItStands) {
+TEST(XmlUtilsFromXml, LeavesAnythingElseUnchanged) {
   for (const std::string text : {"&",
                                  "&&",
                                  "a & b",

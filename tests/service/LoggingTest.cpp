@@ -148,12 +148,12 @@ TEST(LoggingText, TakesEveryMessageLiterally) {
   }
 }
 
-TEST(LoggingText, TakesALongMessageWhole) {
+TEST(LoggingText, WritesALongMessageCompletely) {
   const std::string message(3000000, 'x');
   EXPECT_EQ(entriesOf(probe("input", {}, message).errors), (Lines{"I unit.cpp:3 " + message}));
 }
 
-TEST(LoggingText, TakesAnEntryWithoutAPlace) {
+TEST(LoggingText, WritesAnEntryWithoutASourceLocation) {
   const Lines lines = linesOf(probe("nowhere").errors);
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_NE(lines[0].find("nowhere"), std::string::npos);
@@ -208,7 +208,7 @@ TEST(LoggingJson, ReplacesBytesThatAreNotUtf8) {
   EXPECT_EQ(cut.at("message"), "a\xEF\xBF\xBD");
 }
 
-TEST(LoggingJson, TakesAnEntryWithoutAPlace) {
+TEST(LoggingJson, WritesAnEntryWithoutASourceLocation) {
   const json object = onlyObject(probe("nowhere", {{"DV_LOG_FORMAT", "json"}}).errors);
   EXPECT_EQ(object.at("file"), "");
   EXPECT_EQ(object.at("function"), "");
@@ -291,7 +291,7 @@ class LoggingInProcess : public ::testing::Test {
   std::shared_ptr<spdlog::logger> m_before = spdlog::default_logger();
 };
 
-TEST_F(LoggingInProcess, HandsEntriesOnAtTheTimeOfTheCall) {
+TEST_F(LoggingInProcess, PassesEntriesOnAtTheTimeOfTheCall) {
   const auto sink = std::make_shared<RecordingSink>();
   install(sink);
   m_logger.logTRACE("one", "file", "function", 7);

@@ -127,7 +127,7 @@ TEST(SignalConcurrent, PassesExceptionsToTheEmitterThatMetThem) {
   EXPECT_EQ(others, 4 * 200);
 }
 
-TEST(SignalConcurrent, AsksForTheConnectionWhileTheSignalGoes) {
+TEST(SignalConcurrent, QueriesTheConnectionWhileTheSignalIsDestroyed) {
   for (int round = 0; round < 100; ++round) {
     auto signal = std::make_unique<Signal<void()>>();
     const Connection connection = signal->connect([] {});

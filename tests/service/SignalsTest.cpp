@@ -200,7 +200,7 @@ TEST(Signal, KeepsTheStateOfASlot) {
   EXPECT_EQ(seen, (Numbers{1, 2}));
 }
 
-TEST(Signal, ReleasesItsSlotsWhenItGoes) {
+TEST(Signal, ReleasesItsSlotsWhenDestroyed) {
   const auto held = std::make_shared<int>(1);
   {
     Signal<void()> signal;
@@ -219,7 +219,7 @@ TEST(Connection, IsToNothingByDefault) {
   EXPECT_FALSE(connection.connected());
 }
 
-TEST(Connection, EndsTheCallsOfItsSlotAlone) {
+TEST(Connection, EndsTheCallsOfItsSlotOnly) {
   Signal<void()> signal;
   Numbers called;
   signal.connect([&] { called.push_back(1); });
@@ -310,7 +310,7 @@ TEST(ScopedConnection, IsDisconnectedEarly) {
   EXPECT_EQ(calls, 0);
 }
 
-TEST(ScopedConnection, PassesItsHoldOnWhenMoved) {
+TEST(ScopedConnection, MovesItsConnection) {
   Signal<void()> signal;
   int calls = 0;
   ScopedConnection target;

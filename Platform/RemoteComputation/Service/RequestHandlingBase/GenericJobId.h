@@ -17,16 +17,16 @@ namespace Drelvan {
 /// form. The XML form is an element of schema type `DVJobId`. A class derived from this one chooses its own prefix.
 ///
 /// Threads: a plain value without locks or shared state.
-/// What a reader takes from outside is held as it stands; `isValid` tells whether it is usable.
+/// Values read from outside are stored unchanged; `isValid` says whether they are usable.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
  public:
   static const std::string c_tag;     ///< "jobId", the usual element name of the XML form
   static const std::string c_cmdTag;  ///< "-jobId", the command-line switch
 
-  /// A fresh unique id under the prefix "Invalid": never valid, and what every failed read returns.
+  /// A new unique id with the prefix "Invalid": never valid, and the result of every failed read.
   GenericJobId();
   /// @{
-  /// Takes both texts of `other`; one that is moved from is left with empty texts.
+  /// Copies or moves both texts; a moved-from object has empty texts.
   GenericJobId(const GenericJobId& other);
   GenericJobId(GenericJobId&& other) noexcept;
   GenericJobId& operator=(const GenericJobId& other);
@@ -40,7 +40,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   GenericJobId(xercesc_3_1::DOMElement* idElement, xercesc_3_1::DOMElement* nameElement);
 
   /// @{
-  /// As it was read or made, valid or not.
+  /// The stored text, valid or not.
   const std::string& getName() const;
   const std::string& getUniqueId() const;
   /// @}
@@ -50,8 +50,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   bool isValid() const;
 
   /// Appends the element `tag` with its children `id` and `name` to `stream`: three lines and the closing tag, which
-  /// has no line end. `indent` stands before every line, `childIndent` after it before the children. Nothing is
-  /// escaped: a name that holds "<" or "&" is not well-formed XML.
+  /// has no line end. `indent` precedes every line, followed by `childIndent` for the children. Nothing is
+  /// escaped: a name with "<" or "&" makes the XML not well-formed.
   void toXml(const std::string& tag, std::stringstream& stream, const std::string& indent,
              const std::string& childIndent) const;
   /// The same with the tag `c_tag`.
@@ -63,8 +63,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   std::string toString() const;
 
   /// Reads the text form; `text` is not changed. On failure replaces `errorMessage` and returns an invalid id; on
-  /// success leaves `errorMessage` as it was. Throws `std::out_of_range`, with `errorMessage` untouched, when a good
-  /// unique id follows a name of one to ten characters. The prefix is not looked at.
+  /// success leaves it unchanged. Throws `std::out_of_range`, with `errorMessage` unchanged, when a valid unique id
+  /// follows a name of one to ten characters. The prefix is not checked.
   static GenericJobId fromString(std::string& text, std::string& errorMessage);
 
   /// Appends the two arguments of the command-line form.
@@ -76,9 +76,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT GenericJobId {
   static GenericJobId fromCmd(int argc, char* argv[], std::string& errorMessage);
 
  protected:
-  /// Draws a new unique id and names it with `prefix`. A prefix that holds "#" spoils the text form.
+  /// Generates a new unique id, and the name with `prefix`. With a "#" in the prefix the text form cannot be read.
   void setPrefixAndGenerateUniqueId(const std::string& prefix);
-  /// Takes `uniqueId` unchecked and names it with `prefix`.
+  /// Stores `uniqueId` unchecked, and the name with `prefix`.
   void setPrefixAndUniqueId(const std::string& prefix, const std::string& uniqueId);
 
  private:

@@ -9,8 +9,8 @@
 
 namespace Drelvan {
 
-/// Describes a machine that takes part in remote computation: name, IP address, and the ports of its request server and
-/// its publisher. An empty text is an unset name or address; a negative port (-1 by default) is an unset port.
+/// Describes a machine: name, IP address, and the ports of its request server and publisher. An empty text is an unset
+/// name or address; a negative port (-1 by default) is an unset port.
 ///
 /// Threads: a plain value without locks or shared state.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
@@ -20,11 +20,11 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// Neither text is checked; both ports stay unset.
   HostInfo(const std::string& name, const std::string& ip);
   /// Reads the children `name`, `ip`, `requestServerPort` and `publisherPort` of `element`, in any order; a missing one
-  /// stays unset. The name is unescaped, the address taken as it stands. Throws `boost::bad_lexical_cast` when a port
+  /// stays unset. The name is unescaped, the address is not. Throws `boost::bad_lexical_cast` when a port
   /// is not a decimal number of 32 bits.
   HostInfo(xercesc_3_1::DOMElement* element);
   /// @{
-  /// Takes the members of `other`; one that is moved from is left with empty texts and its ports as they are.
+  /// Copies or moves the members; a moved-from object has empty texts and unchanged ports.
   HostInfo(const HostInfo& other);
   HostInfo(HostInfo&& other) noexcept;
   HostInfo& operator=(const HostInfo& other);
@@ -42,9 +42,9 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   int getRequestServerPort() const;
   int getPublisherPort() const;
   /// @}
-  /// The address where there is one, else the name, which may be empty too.
+  /// The address if set, else the name, which may be empty too.
   const std::string& getIpOrName() const;
-  /// The name where there is one, else the address, which may be empty too.
+  /// The name if set, else the address, which may be empty too.
   const std::string& getNameOrIp() const;
 
   /// @{
@@ -62,7 +62,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   bool empty() const;
 
   /// @{
-  /// Any value is stored as it comes.
+  /// Stores any value unchecked.
   void setName(const std::string& name);
   void setIp(const std::string& ip);
   void setRequestServerPort(int port);
@@ -79,11 +79,11 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT HostInfo {
   /// Whether `text` is exactly "127.0.0.1".
   static bool isLocalIp(const std::string& text);
 
-  /// All four members on one line, for logs; unset ports show as they are.
+  /// All four members on one line, for logs; unset ports are not replaced.
   std::string toString() const;
 
   /// Appends the element `tag` to `stream`: opening tag, `name`, `ip`, each port of 0 or more, each with a line end,
-  /// and the closing tag without one. `indent` stands before every line, `childIndent` after it before the children.
+  /// and the closing tag without one. `indent` precedes every line, followed by `childIndent` for the children.
   /// The name is escaped, the address is not.
   void toXml(std::stringstream& stream, const std::string& tag, const std::string& indent,
              const std::string& childIndent);

@@ -11,8 +11,8 @@
 
 namespace Drelvan {
 
-/// What is wrong with a document, error by error: the nested exception (`getNested`) of a failed parse whose document
-/// was reported invalid. The failure's own message has the last error alone, which is often a consequence of the first.
+/// The errors of a document: the nested exception (`getNested`) of a failed parse whose document was reported invalid.
+/// The message of the failure has the last error only, which is often a consequence of the first.
 ///
 /// Threads: an immutable value; copies share their content and may be used on different threads. Copying never throws.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT PackageErrors : public std::exception {
@@ -22,7 +22,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT PackageErrors : public std::exception {
   /// One error, as Xerces-C reports it.
   struct Report {
     Severity severity;
-    std::uint64_t line;    ///< of the end of what is wrong, from 1
+    std::uint64_t line;    ///< where the parser noticed the error, from 1
     std::uint64_t column;  ///< in characters, from 1
     std::string message;   ///< UTF-8, without the position
   };

@@ -29,9 +29,9 @@ namespace {
 
 using xercesc_3_1::XMLPlatformUtils;
 
-/// Elements of the schema's namespace, one in the other.
+/// Nested elements of the schema's namespace.
 std::string nestedElements(std::size_t depth) {
-  // The scanner looks for the default namespace through all open elements up to the one that declares it.
+  // The scanner searches all open elements for the default namespace, up to the one that declares it.
   constexpr std::size_t declareEvery = 32;
   const std::string declaring = std::string("<d xmlns='") + c_requestNamespace + "'>";
   std::string text;
@@ -61,7 +61,7 @@ std::string toUtf8(const XMLCh* text) {
 
 }  // namespace
 
-/// What the parser consists of besides Xerces-C's.
+/// The parts of the parser besides Xerces-C's.
 struct PackageParser::Parts {
   Parts(Parsing::Refusal::Report report, Parsing::NamespaceTable& namespaces)
       : refusal(std::move(report)), source(input), checks(refusal, input, namespaces) {}
@@ -133,7 +133,7 @@ void PackageParser::parse(const xercesc_3_1::InputSource& source) {
     XercesDOMParser::parse(m_parts->source);
     m_parts->checks.endDocument();
   } catch (const Parsing::Refused&) {
-    // The error handler has the reason.
+    // The reason has been reported to the error handler.
   } catch (const xercesc_3_1::OutOfMemoryException&) {
     // The one exception after which Xerces-C does not clean up.
     setParseInProgress(false);
@@ -150,7 +150,7 @@ void PackageParser::prepareScanner() {
     renewScanner();
   }
   if (fScanner->getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0) {
-    // The scanner reads documents without a declaration as the last one that had one.
+    // The scanner would read a document without XML declaration as the last one with a declaration.
     Parsing::SilencedScanner(*fScanner, *this).scan("<?xml version='1.0'?><d/>");
   }
   if (m_parts->checks.hasUndeclaredElements()) {
@@ -171,7 +171,7 @@ void PackageParser::renewScannerIfLarge() {
   try {
     renewScanner();
   } catch (...) {
-    // The document just parsed is none the worse; the scanner stays stale, and the next parse tries again.
+    // The parsed document is unaffected; the scanner stays stale, and the next parse tries again.
   }
 }
 
@@ -183,13 +183,13 @@ void PackageParser::renewScanner() {
   m_grammarPool->namespaces().dropDocuments();
   m_parts->checks.forgetPrefixes();
   m_parts->input.forgetBytes();
-  // The scanner doubles its array of element states once per element of the schema, however far the depth has jumped
+  // The scanner doubles its array of element states once per element of the schema, however far the depth has increased
   // since the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
   Parsing::SilencedScanner(*fScanner, *this).scan(nestedElements(Parsing::Limits::depth.most + 2));
   m_parts->isScannerStale = false;
 }
 
-// What the scanner reports while it reads a document.
+// Callbacks of the scanner.
 
 void PackageParser::error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text,
                           const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) {

@@ -15,7 +15,8 @@ class GrammarPool;
 
 /// @cond INTERNAL
 
-/// The grammar pool of a `PackageParser`: a base, since Xerces-C's parser must begin after it and end before it.
+/// The grammar pool of a `PackageParser`: a base class, so that it is constructed before Xerces-C's parser and
+/// destroyed after it.
 class PackageParserPool {
  protected:
   PackageParserPool();
@@ -24,10 +25,10 @@ class PackageParserPool {
   std::unique_ptr<Parsing::GrammarPool> m_grammarPool;
 };
 
-/// The parser of `RequestXmlHelper`; of no use to programs, which cannot call it: none of it is exported.
+/// The parser of `RequestXmlHelper`. Not exported: programs cannot call it.
 ///
-/// Xerces-C's parser, with limits on what one document may cost and on what documents leave behind, and with a faster
-/// way to the same tree. A document that exceeds a limit is reported to the error handler like any other error.
+/// Xerces-C's parser, with limits on the cost of a document and on what remains of it, and with a faster construction
+/// of the same tree. An exceeded limit is reported to the error handler like any other error.
 ///
 /// Threads: one at a time.
 class PackageParser final : private PackageParserPool, public xercesc_3_1::XercesDOMParser {
@@ -35,13 +36,13 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
   PackageParser();
   ~PackageParser() override;
 
-  /// Loads and caches the schema. When this or what follows of the set-up fails, it can be called again.
+  /// Loads and caches the schema. Can be called again when this or a later step of the set-up failed.
   void loadSchema(const xercesc_3_1::InputSource& source);
-  /// Begins to enforce the limits; called once the schema is loaded.
+  /// Starts to enforce the limits; called once the schema is loaded.
   void enableLimits();
-  /// As the base does, within the limits.
+  /// As the base class, within the limits.
   void parse(const xercesc_3_1::InputSource& source);
-  /// What was reported of the document parsed last, if anything was; to be called once.
+  /// The errors of the last document, if any; to be called once.
   PackageErrors takeErrors();
 
   void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh* systemId,
@@ -63,11 +64,11 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
   struct Parts;
 
   void undoSetUp();
-  /// Frees what the scanner has kept of the documents so far.
+  /// Frees what the scanner stored of earlier documents.
   void renewScanner();
   void renewScannerIfLarge();
   void prepareScanner();
-  /// Reports that the document is refused, at the place that the scanner has reached.
+  /// Reports that the document exceeds a limit, at the scanner's position.
   void reportRefusal(const std::string& message);
 
   std::unique_ptr<Parts> m_parts;

@@ -64,8 +64,8 @@ constexpr const char* c_fatalErrorSignature =
     "void __cdecl Drelvan::RequestXmlHelper::XmlErrorHandler::fatalError("
     "const class xercesc_3_1::SAXParseException &)";
 
-/// Xerces-C's text as UTF-8. Depends neither on the locale nor on a started platform, and never fails: half a
-/// surrogate pair, as the messages that Xerces-C cuts may hold, is left out.
+/// Xerces-C's text as UTF-8. Depends neither on the locale nor on a started platform, and never fails: an
+/// incomplete surrogate pair, which messages truncated by Xerces-C may contain, is left out.
 std::string toText(const XMLCh* text) {
   if (text == nullptr) {
     return {};
@@ -87,7 +87,7 @@ std::string joined(std::string_view first, std::string_view second) {
   return text;
 }
 
-/// The opening and the closing of a schema document, for all fragments together.
+/// The start and the end of the schema document of all fragments.
 class SchemaEnvelope final : public AbstractRequestSchema {
  public:
   std::string around(const std::string& fragments) const { return m_header + fragments + m_footer; }
@@ -131,8 +131,8 @@ class NamedFileInputSource final : public xercesc_3_1::LocalFileInputSource {
   throw DvExceptionNested(message.c_str(), c_group, c_parse, __FILE__, line);
 }
 
-/// The failure for an exception of Xerces-C. It nests the text alone: programs keep failures, while that exception must
-/// be gone before the platform is.
+/// The failure for an exception of Xerces-C. It nests the text only: programs keep failures, but that exception must
+/// not outlive Xerces-C.
 [[noreturn]] void failWithText(const char* message, const std::string& text, int line) {
   try {
     throw std::runtime_error(text);
@@ -253,7 +253,7 @@ void RequestXmlHelper::initParser() {
   m_parser.setIncludeIgnorableWhitespace(false);
   const std::string schema = SchemaEnvelope().around(m_schemas);
   m_parser.useCachedGrammarInParse(true);
-  // Fixed with the other steps of the set-up, and of no effect.
+  // Fixed with the other steps of the set-up; has no effect.
   [[maybe_unused]] const BaseRequestHandlingSchema unused;
   const xercesc_3_1::MemBufInputSource source(reinterpret_cast<const XMLByte*>(schema.data()), schema.size(), "", false,
                                               XMLPlatformUtils::fgMemoryManager);
@@ -298,7 +298,7 @@ void RequestXmlHelper::runParser(const xercesc_3_1::InputSource& source, bool va
     failWithText("DOMException parsing input", toText(exception.getMessage()), __LINE__);
   } catch (const std::exception& exception) {
     recover();
-    // Callers know only the two texts of Xerces-C's exceptions: this one shares the second.
+    // The other exceptions of Xerces-C share the second of its two texts.
     fail(std::string("Exception parsing input: ") + exception.what(), "DOMException parsing input", __LINE__);
   } catch (...) {
     recover();
@@ -332,7 +332,7 @@ DOMDocument* RequestXmlHelper::parse(char* input) {
 
 DOMDocument* RequestXmlHelper::parse(const std::string& input) {
   constexpr std::string_view logged = "Parser input:\n";
-  // The text of the log entry is the copy that is parsed: inputs may have many megabytes.
+  // Parses the copy that is in the text of the log entry: inputs may have many megabytes.
   std::string copy = joined(logged, input);
   s_logger.logTRACE(copy, __FILE__, c_parseStringSignature, __LINE__);
   try {

@@ -16,26 +16,26 @@
 
 namespace Drelvan {
 
-/// The one validating XML parser of a process.
+/// The validating XML parser of a process.
 ///
-/// Life: the first `getInstance` starts the parser library's platform and registers the base schema; the program adds
-/// its own fragments with `addSchema`; the first parse joins all fragments into one grammar, and from then on none can
-/// be added. `reset` ends the instance; nothing may parse, hold the reference or keep a parsed document meanwhile, and
-/// every document must have been released before `reset(true)`.
+/// States: the first `getInstance` initialises Xerces-C and registers the base schema; the program adds its own
+/// fragments with `addSchema`; the first parse compiles all fragments into one schema, after which none can be added.
+/// `reset` destroys the instance. Meanwhile no thread may parse or use the reference. Every document must have been
+/// released before `reset(true)`.
 ///
-/// Threads: any number of threads may parse; parses follow each other. `addSchema` belongs to the single-threaded
+/// Threads: any number of threads may parse; parses are serialised. `addSchema` belongs to the single-threaded
 /// start-up.
 ///
-/// Every failed parse throws `DvExceptionNested` with the group "RequestHandling"; the instance is usable afterwards,
-/// and nothing of the failed document is kept. The failure may outlive the instance. Where the document was reported
-/// invalid, it nests `PackageErrors`; of an exception of Xerces-C it nests the text, as a `std::runtime_error`; any
-/// other exception of an input source it nests as it is. What comes from outside a parse (the set-up, locks, exhausted
-/// memory) passes through as it is.
+/// Every failed parse throws `DvExceptionNested` with the group "RequestHandling". The instance is usable afterwards,
+/// and nothing of the failed document remains. The failure may outlive the instance and Xerces-C. For an invalid
+/// document it nests `PackageErrors`; for an exception of Xerces-C its text, as a `std::runtime_error`; any other
+/// exception of an input source is nested itself. Exceptions from outside a parse (set-up, locks, exhausted memory)
+/// pass through unchanged.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
  public:
-  /// Records the problems that the parser reports; each is logged at ERROR with its position.
+  /// Records the errors that the parser reports; each is logged at ERROR with its position.
   ///
-  /// Threads: used by one parse at a time. No callback throws, so the parser goes on as far as it can.
+  /// Threads: used by one parse at a time. No callback throws, so that the parser continues as far as it can.
   class SERVICE_REQUESTHANDLINGBASE_EXPORT XmlErrorHandler : public xercesc_3_1::ErrorHandler {
    public:
     XmlErrorHandler();
@@ -44,17 +44,17 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
     XmlErrorHandler& operator=(const XmlErrorHandler&) = delete;
 
     /// @{
-    /// Keeps the text of the problem and logs it.
+    /// Stores the text of the error and logs it.
     void warning(const xercesc_3_1::SAXParseException& exception) override;
     void error(const xercesc_3_1::SAXParseException& exception) override;
     void fatalError(const xercesc_3_1::SAXParseException& exception) override;
     /// @}
-    /// Forgets what was reported.
+    /// Removes what was recorded.
     void resetErrors() override;
 
     /// Whether anything, a warning included, was reported since the last reset.
     bool hasErrors() const;
-    /// The text of the last reported problem, without its position; "NO ERROR!" when there is none.
+    /// The text of the last reported error, without its position; "NO ERROR!" when there is none.
     std::string getErrorMessage() const;
 
    private:
@@ -68,35 +68,35 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
   RequestXmlHelper(const RequestXmlHelper&) = delete;
   RequestXmlHelper& operator=(const RequestXmlHelper&) = delete;
 
-  /// The instance, made by the first call. The reference is good until `reset`.
+  /// The instance, created by the first call. The reference is valid until `reset`.
   static RequestXmlHelper& getInstance();
 
-  /// Destroys the instance, if there is one, and then, with `terminateXerces`, ends the parser library's platform.
-  /// Without an instance nothing happens at all.
+  /// Destroys the instance and then, with `terminateXerces`, terminates Xerces-C. Without an instance nothing happens.
   static void reset(bool terminateXerces);
 
-  /// Registers a fragment. After the first parse it is refused: an ERROR entry says so, and nothing else happens.
-  /// The fragment is not checked; a broken one shows as failing documents.
+  /// Registers a fragment. After the first parse it is ignored, with an entry at ERROR. The fragment is not checked; a
+  /// broken one makes documents fail.
   void addSchema(const AbstractRequestSchema& schema);
 
   /// Whether the first parse has set the parser up.
   bool isParserInitialized() const;
 
-  /// Parses `source`, validating or not. The caller owns the document and must `release()` it; never null.
+  /// Parses `source`, and validates it if `validate`. The caller owns the document, which is never null, and must
+  /// `release()` it.
   xercesc_3_1::DOMDocument* parse(const xercesc_3_1::InputSource& source, bool validate);
   /// Parses and validates the text up to its terminating NUL, which is not changed; null counts as empty. Result and
   /// failures as above.
   xercesc_3_1::DOMDocument* parse(char* input);
   /// Parses and validates the text, which ends at its first NUL if it holds one. Result and failures as above.
   xercesc_3_1::DOMDocument* parse(const std::string& input);
-  /// Parses the named file. Result and failures as above; a missing file is a failure too.
+  /// Parses the named file. Result and failures as above; a missing file is a failure.
   xercesc_3_1::DOMDocument* parseFile(const FileName& file, bool validate);
 
  private:
   RequestXmlHelper();
 
   void initParser();
-  /// Runs the parser, whose settings are the same again afterwards. What it throws becomes a `DvExceptionNested`.
+  /// Runs the parser and restores its settings. What it throws becomes a `DvExceptionNested`.
   void runParser(const xercesc_3_1::InputSource& source, bool validate);
   [[noreturn]] void failWithErrors();
 

@@ -28,7 +28,7 @@ XMLSize_t InputCounts::count(XMLSize_t read) {
   m_bytes += read;
   if (m_isInDoctype) {
     m_doctypeBytes += read;
-    // Leaving from here would lose the content model that Xerces-C is reading; the end of the text does not.
+    // An exception here would leak the content model that Xerces-C is reading; the end of the text does not.
     m_isCutOff = m_doctypeBytes > Limits::doctypeBytes.most;
   }
   return m_isCutOff ? 0 : read;
@@ -47,8 +47,8 @@ class CountedInput::Stream final : public xercesc_3_1::BinInputStream {
   }
 
  private:
-  /// Xerces-C reads for the first time while it constructs its reader, and loses the reader's names, and sometimes this
-  /// stream, when that throws. So an exception of the first read waits for the second.
+  /// Xerces-C does the first read while it constructs its reader; when that throws, it leaks the reader's names, and
+  /// sometimes this stream. Therefore an exception of the first read is thrown by the second.
   XMLSize_t readInner(XMLByte* bytes, XMLSize_t most) {
     if (m_failureOfFirstRead != nullptr) {
       std::rethrow_exception(m_failureOfFirstRead);

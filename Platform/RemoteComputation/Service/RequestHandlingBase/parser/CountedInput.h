@@ -8,11 +8,11 @@
 
 namespace Drelvan::Parsing {
 
-/// How much is read, and how much of it is document type declaration.
+/// The number of bytes read, and of those in the document type declaration.
 class InputCounts {
  public:
   /// Until its root element is met, an unvalidated document is read in small pieces, so that the length of its document
-  /// type declaration can be told.
+  /// type declaration is known.
   void beginDocument(bool validating);
   void beginDoctype() { m_isInDoctype = true; }
   void endProlog() {
@@ -26,9 +26,9 @@ class InputCounts {
   std::size_t bytes() const { return m_bytes; }
   void forgetBytes() { m_bytes = 0; }
 
-  /// How much to read when `most` is asked for.
+  /// How much to read when `most` is requested.
   XMLSize_t pieceOf(XMLSize_t most) const;
-  /// Counts what was read, and returns how much of it is passed on.
+  /// Counts the bytes read, and returns how many of them are passed on.
   XMLSize_t count(XMLSize_t read);
 
  private:
@@ -39,8 +39,8 @@ class InputCounts {
   std::size_t m_bytes = 0;
 };
 
-/// Passes on the input source of the document being parsed, counting. One serves all documents: making one is a
-/// measurable part of the cost of a small document.
+/// Passes on the input source of the document being parsed, counting. One is used for all documents: creating one would
+/// be a measurable part of the cost of a small document.
 class CountedInput final : public xercesc_3_1::InputSource {
  public:
   explicit CountedInput(InputCounts& counts);

@@ -111,7 +111,7 @@ void DocumentChecks::checkDefaults() {
 void DocumentChecks::checkUndeclared(const ElementStart& element) {
   m_undeclaredElements.insert(&element.declaration);
   m_refusal.enforceLimit(m_undeclaredElements.size(), Limits::undeclaredElements);
-  // Xerces-C lets a root pass that names its own type.
+  // Xerces-C accepts an undeclared root that has an xsi:type.
   if (element.isRoot && isValidSoFar()) {
     m_refusal.refuse("The root element '" + shownName(element.declaration.getFullName()) +
                      "' is not declared in the schema.");
@@ -119,8 +119,8 @@ void DocumentChecks::checkUndeclared(const ElementStart& element) {
 }
 
 void DocumentChecks::checkNamedType(const ElementStart& element, xercesc_3_1::XMLValidator* validator) {
-  // Where a wildcard of the schema takes an element without validating it, Xerces-C ignores the type that the element
-  // names, or validates the next element by it.
+  // When a wildcard of the schema accepts an element without validation, Xerces-C ignores the element's xsi:type, or
+  // validates the next element by it.
   const bool isLeftOver =
       validator->handlesSchema() && static_cast<xercesc_3_1::SchemaValidator*>(validator)->getIsXsiTypeSet();
   if (isLeftOver || (!element.declaration.isDeclared() && namesType(element))) {

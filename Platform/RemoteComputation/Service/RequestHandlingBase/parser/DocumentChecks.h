@@ -17,7 +17,7 @@
 
 namespace Drelvan::Parsing {
 
-/// The start of an element, as the scanner hands it over.
+/// The start of an element, as the scanner reports it.
 struct ElementStart {
   const xercesc_3_1::XMLElementDecl& declaration;
   const xercesc_3_1::RefVectorOf<xercesc_3_1::XMLAttr>& attributes;
@@ -25,7 +25,7 @@ struct ElementStart {
   bool isRoot;
 };
 
-/// Counts what a document holds and refuses it where it exceeds a limit, or where Xerces-C would overlook an error.
+/// Counts the parts of a document and rejects it when it exceeds a limit, or when Xerces-C would overlook an error.
 class DocumentChecks {
  public:
   DocumentChecks(Refusal& refusal, InputCounts& input, NamespaceTable& namespaces)
@@ -90,8 +90,8 @@ class DocumentChecks {
   // Of this document:
   bool m_validating = false;
   std::size_t m_depth = 0;
-  /// Elements are checked down to this depth. Deeper ones only where something of their own calls for it, since every
-  /// element pays for the checks.
+  /// Elements are checked down to this depth. Deeper ones only for a reason of their own, since the
+  /// checks cost time for every element.
   std::size_t m_checkedDepth = 0;
   std::size_t m_errors = 0;
   bool m_seenXsi = false;

@@ -11,7 +11,7 @@
 
 namespace Drelvan::Parsing {
 
-/// What was reported of one document, for the exception that tells of it.
+/// The errors of one document, for the exception of the failed parse.
 class ErrorReports {
  public:
   void beginDocument() {
@@ -19,7 +19,7 @@ class ErrorReports {
     m_count = 0;
   }
 
-  /// `message` is called for its text only when the report is kept.
+  /// `message` is called only when the report is stored.
   template <typename Message>
   void add(PackageErrors::Severity severity, XMLFileLoc line, XMLFileLoc column, Message message) {
     if (m_reports.size() < PackageErrors::c_maxReports) {
@@ -28,7 +28,7 @@ class ErrorReports {
     ++m_count;
   }
 
-  /// The reports, which are gone from here afterwards.
+  /// The reports, which are removed from here.
   PackageErrors take() { return {std::exchange(m_reports, {}), m_count}; }
 
  private:

@@ -8,7 +8,7 @@
 
 namespace Drelvan::Parsing {
 
-/// Xerces-C's pool of grammars, which hands out our table of namespace names to all that need one.
+/// Xerces-C's grammar pool, with our table of namespace names instead of its own.
 class GrammarPool final : public xercesc_3_1::XMLGrammarPoolImpl {
  public:
   GrammarPool() : XMLGrammarPoolImpl(xercesc_3_1::XMLPlatformUtils::fgMemoryManager) {}

@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
-/// What one document may hold, and what may be left behind by documents. SECURITY.md lists the first part for users.
+/// Limits on one document, and on what remains of documents. SECURITY.md lists the first part for users.
 namespace Drelvan::Parsing {
 
-/// A document with more than `most` is refused: "The document exceeds the limit of <most> <what>."
+/// A document with more than `most` is rejected: "The document exceeds the limit of <most> <what>."
 struct Limit {
   std::size_t most;
   const char* what;
@@ -31,9 +31,8 @@ inline constexpr std::size_t entityExpansions = 64;
 
 }  // namespace Limits
 
-/// When the scanner is renewed, which frees what it keeps of the documents it has read: after so many new names, or
-/// after so many bytes, any of which may have made its buffers grow. Documents that fail, and those that exceed a
-/// limit, can make them grow most.
+/// When the scanner is renewed, which frees what it stored of earlier documents: after so many new names, or after so
+/// many bytes, since its buffers grow. Documents that fail or exceed a limit can make them grow most.
 namespace Renewal {
 
 inline constexpr std::size_t names = 1000;

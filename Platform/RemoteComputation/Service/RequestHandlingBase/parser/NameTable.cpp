@@ -11,7 +11,7 @@ namespace Drelvan::Parsing {
 namespace {
 
 constexpr std::size_t c_initialSlots = 128;
-/// A table that a document made larger is not kept for the next one.
+/// A table that grew for one document is not kept for the next.
 constexpr std::size_t c_mostKeptSlots = 4096;
 
 /// A copy of `name` that `document` owns, entered in its table of names.

@@ -10,16 +10,16 @@
 
 namespace Drelvan::Parsing {
 
-/// The names of the nodes of one document, each kept once, in the document.
+/// The names of the nodes of one document, each stored once, in the document.
 ///
-/// A document has a table of its own for that, whose cost for one name grows with the number of all whose hash is the
-/// same; and the names that a document brings are chosen by its author. The names are found with a keyed hash here, and
-/// entered in the document's table, where what changes the document later finds them.
+/// A document has a table for that, but its cost for one name grows with the number of names with the same hash, and
+/// the author of a document chooses the names. This table finds names with a keyed hash, and enters them in the
+/// document's table, where later changes of the document find them.
 class NameTable {
  public:
   NameTable();
 
-  /// Forgets the names of the document before. `document` must live until the next one begins.
+  /// Removes the names of the previous document. `document` must exist until the next call.
   void beginDocument(xercesc_3_1::DOMDocumentImpl& document);
 
   /// The one copy of `name`, which the document owns.

@@ -41,11 +41,11 @@ unsigned int NamespaceTable::addOrFind(const XMLCh* name) {
   if (m_refusal == nullptr) {
     return found == m_ids.end() ? add(view) : found->second;
   }
-  // The scanner resolves all of an element's before it hands the element over, each at a cost that grows with their
-  // number.
+  // The scanner resolves all namespaces of an element before it reports the element, each at a cost that grows with
+  // their number.
   m_refusal->enforceLimit(m_lookups, Limits::namespacesOfElement);
   if (found == m_ids.end()) {
-    // The scanner goes through a name at each element that has it.
+    // The scanner reads a name again at each element that has it.
     m_refusal->enforceLimit(view.size(), Limits::namespaceCharacters);
     return add(view);
   }

@@ -14,20 +14,20 @@
 
 namespace Drelvan::Parsing {
 
-/// The table of namespace names, in which the scanner and the validator give each its number: those of the schema,
-/// followed by those of documents, which can be dropped.
+/// The table of namespace names, by which the scanner and the validator number them: those of the schema, followed by
+/// those of documents, which can be removed.
 ///
-/// It takes the place of Xerces-C's, whose cost for one name grows with the number of all whose hash is the same.
+/// It replaces Xerces-C's table, whose cost for one name grows with the number of names with the same hash.
 class NamespaceTable final : public xercesc_3_1::XMLStringPool {
  public:
   NamespaceTable();
 
-  /// Ends the names of the schema: those that come from now on can be dropped, and are checked. `onXsi` is called
-  /// whenever the namespace of xsi:type is named. `refusal` must live as long as names come.
+  /// Ends the names of the schema: later ones can be removed, and are checked. `onXsi` is called
+  /// whenever the namespace of xsi:type is named. `refusal` must exist as long as names are added.
   void endSchema(Refusal& refusal, std::function<void()> onXsi);
-  /// Drops the names of the documents.
+  /// Removes the names of documents.
   void dropDocuments();
-  /// How many names documents have brought.
+  /// The number of names added by documents.
   std::size_t documentNames() const { return m_names.size() - m_schemaNames; }
 
   void beginElement() { m_lookups = 0; }

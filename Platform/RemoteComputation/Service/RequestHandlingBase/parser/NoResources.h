@@ -9,7 +9,7 @@
 
 namespace Drelvan::Parsing {
 
-/// Lets no document reach a file or a connection: what a document refers to does not exist.
+/// Lets no document open a file or a connection: everything that a document refers to counts as missing.
 class NoResources final : public xercesc_3_1::XMLEntityResolver {
  public:
   xercesc_3_1::InputSource* resolveEntity(xercesc_3_1::XMLResourceIdentifier* resource) override {

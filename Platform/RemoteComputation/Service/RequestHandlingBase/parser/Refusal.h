@@ -9,11 +9,10 @@
 
 namespace Drelvan::Parsing {
 
-/// Leaves a parse whose refusal the error handler has.
+/// Thrown to leave a parse after the document was rejected and the reason reported.
 struct Refused {};
 
-/// How a document is refused: the reason is reported like an error of Xerces-C, at the place that the parser has
-/// reached, and the parse is left.
+/// Rejects a document: reports the reason like an error of Xerces-C, at the parser's position, and leaves the parse.
 class Refusal {
  public:
   using Report = std::function<void(const std::string& message)>;
@@ -21,10 +20,10 @@ class Refusal {
   explicit Refusal(Report report) : m_report(std::move(report)) {}
 
   void beginDocument() { m_isExcess = false; }
-  /// Whether the document was refused for exceeding a limit.
+  /// Whether the document was rejected for exceeding a limit.
   bool isExcess() const { return m_isExcess; }
 
-  /// Refuses the document when `count` is above the limit.
+  /// Rejects the document when `count` is above the limit.
   void enforceLimit(std::size_t count, const Limit& limit) {
     if (count > limit.most) {
       refuseExcess(limit);

@@ -12,7 +12,7 @@
 
 namespace Drelvan::Parsing {
 
-/// Silences the scanner of a parser for documents that nothing is to come of; it speaks again when this object ends.
+/// Silences the scanner of a parser for documents whose events are not needed, as long as this object exists.
 class SilencedScanner {
  public:
   template <typename Parser>

@@ -31,7 +31,7 @@ using xercesc_3_1::XMLElementDecl;
 using xercesc_3_1::XMLScanner;
 using xercesc_3_1::XMLString;
 
-/// The size that Xerces-C gives the table of ids.
+/// The size of Xerces-C's table of ids.
 constexpr XMLSize_t c_idSlots = 500;
 
 constexpr const XMLCh* c_noName = nullptr;
@@ -42,7 +42,7 @@ bool equals(const XMLCh* left, const XMLCh* right) { return XMLString::equals(le
 
 std::u16string_view viewOf(const XMLCh* text) { return {text, XMLString::stringLen(text)}; }
 
-/// The siblings of a node that can have some. What has no case here is rare.
+/// The siblings of a node that can have some. Types without a case here are rare.
 DOMChildNode& siblingsOf(DOMNode& node) {
   switch (node.getNodeType()) {
     case DOMNode::ELEMENT_NODE:
@@ -99,8 +99,8 @@ DOMAttrNSImpl& attributeAt(DOMNodeVector& attributes, XMLSize_t index) {
   return static_cast<DOMAttrNSImpl&>(*attributes.elementAt(index));
 }
 
-/// Puts an attribute into the list, which is sorted by name. The names of all are kept by the document, so that one
-/// that is already there has the same pointers.
+/// Puts an attribute into the list, which is sorted by name. The document stores each name once, so that equal
+/// names have equal pointers.
 void insertSorted(DOMNodeVector& attributes, DOMAttrNSImpl& attribute) {
   for (XMLSize_t index = 0; index < attributes.size(); ++index) {
     const DOMAttrNSImpl& other = attributeAt(attributes, index);
@@ -167,7 +167,7 @@ const TreeBuilder::KnownElement& TreeBuilder::known(const XMLScanner& scanner, c
                                                     unsigned int uri, const XMLCh* prefix) {
   const bool hasNamespace = uri != scanner.getEmptyNamespaceId();
   const bool hasPrefix = hasNamespace && !isEmpty(prefix);
-  // Spreads the addresses over the places.
+  // Spreads the addresses over the table.
   const std::uint64_t spread = reinterpret_cast<std::uintptr_t>(&declaration) * std::uint64_t{0x9e3779b97f4a7c15};
   KnownElement& kind = m_known[spread >> 58U];
   if (kind.document == m_documentNumber && kind.declaration == &declaration && kind.uri == uri &&

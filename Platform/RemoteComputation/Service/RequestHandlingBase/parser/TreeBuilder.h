@@ -19,11 +19,10 @@
 
 namespace Drelvan::Parsing {
 
-/// Makes the elements, attributes and texts of a document and links them, to the very tree that Xerces-C's parser
-/// makes.
+/// Creates and links the elements, attributes and texts of a document: the same tree as Xerces-C's parser creates.
 ///
-/// That one finds the members of each node that it links with `dynamic_cast`, up to ten times per element, which is
-/// more than half of the time of a parse. Here they are found by the type of the node. Nodes of other kinds are few,
+/// Xerces-C finds the members of each node that it links with `dynamic_cast`, up to ten times per element, which takes
+/// more than half of the time of a parse. This class finds them by the type of the node. Nodes of other kinds are rare,
 /// and left to Xerces-C.
 class TreeBuilder {
  public:
@@ -44,12 +43,12 @@ class TreeBuilder {
   static void append(xercesc_3_1::DOMNode& parent, xercesc_3_1::DOMTextImpl& text);
   /// @}
 
-  /// The parent of `node`, if that is an element which is not the root; else null, and Xerces-C has to tell.
+  /// The parent of `node`, if it is an element other than the root; else null, and Xerces-C must be asked.
   static xercesc_3_1::DOMNode* parentWithinRoot(xercesc_3_1::DOMNode& node,
                                                 const xercesc_3_1::DOMDocumentImpl& document);
 
  private:
-  /// What is known of the elements of one declaration.
+  /// What elements of one declaration have in common.
   struct KnownElement {
     const xercesc_3_1::XMLElementDecl* declaration = nullptr;
     unsigned int uri = 0;
@@ -77,7 +76,7 @@ class TreeBuilder {
   xercesc_3_1::DOMDocumentImpl* m_document = nullptr;
   std::uint32_t m_documentNumber = 0;
   NameTable m_names;
-  /// By declaration; one that falls on the place of another takes it.
+  /// By declaration; one replaces another with the same index.
   std::array<KnownElement, 64> m_known;
 };
 

@@ -12,8 +12,8 @@
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XercesVersion.hpp>
 
-/// All that this library reaches into Xerces-C for: two private members of its scanner, and the members of the nodes of
-/// a document that it gives to no one. Where a Xerces-C does not have them so, nothing of this compiles.
+/// All internals of Xerces-C that this library uses: two private members of its scanner, and members of the nodes of a
+/// document that have no accessors. With a Xerces-C that differs here, this file does not compile.
 namespace Drelvan::Parsing::XercesAccess {
 
 #if XERCES_VERSION_MAJOR != 3 || XERCES_VERSION_MINOR != 2
@@ -66,7 +66,7 @@ struct AttributeMap : xercesc_3_1::DOMAttrMapImpl {
   static constexpr Nodes nodes = &AttributeMap::fNodes;
 };
 
-// The public members of the nodes that `TreeBuilder` links, as it takes them to be.
+// The public members of the nodes that `TreeBuilder` links, as it expects them.
 static_assert(std::is_same_v<decltype(xercesc_3_1::DOMNodeImpl::fOwnerNode), xercesc_3_1::DOMNode*>);
 static_assert(std::is_same_v<decltype(xercesc_3_1::DOMParentNode::fContainingNode), xercesc_3_1::DOMNode*>);
 static_assert(std::is_same_v<decltype(xercesc_3_1::DOMParentNode::fFirstChild), xercesc_3_1::DOMNode*>);
@@ -94,20 +94,20 @@ inline xercesc_3_1::IGXMLScanner& integrated(xercesc_3_1::XMLScanner& scanner) {
   return static_cast<xercesc_3_1::IGXMLScanner&>(scanner);
 }
 
-/// Has the scanner look for xsi:type. It tells from the text of a declaration, before references are resolved, whether
-/// it has seen the namespace of xsi:type, and would overlook one that is written with references.
+/// Makes the scanner look for xsi:type. It recognises the namespace of xsi:type in the text of a declaration, before
+/// references are resolved, and would overlook one that is written with references.
 inline void lookForXsiType(xercesc_3_1::XMLScanner& scanner) {
   integrated(scanner).*memberOf(Detail::SeenXsi()) = true;
 }
 
-/// Forgets the undeclared elements that the scanner has met. They change how it validates later elements of the same
-/// names, in later documents too.
+/// Removes the undeclared elements that the scanner stored. They would change how it validates later elements of the
+/// same names, also in later documents.
 inline void forgetUndeclaredElements(xercesc_3_1::XMLScanner& scanner) {
   (integrated(scanner).*memberOf(Detail::UndeclaredElements()))->removeAll();
 }
 
-/// Enters a name in the document's table of names, without looking whether it is there: where many have the same hash,
-/// that is what costs.
+/// Enters a name in the document's table of names, without checking for a duplicate: that check is slow when many names
+/// have the same hash.
 inline void enterName(xercesc_3_1::DOMDocumentImpl& document, xercesc_3_1::DOMStringPoolEntry& entry) {
   const XMLSize_t list = xercesc_3_1::XMLString::hash(entry.fString, document.*Detail::Document::nameLists);
   xercesc_3_1::DOMStringPoolEntry*& first = (document.*Detail::Document::names)[list];
@@ -115,7 +115,7 @@ inline void enterName(xercesc_3_1::DOMDocumentImpl& document, xercesc_3_1::DOMSt
   first = &entry;
 }
 
-/// The names of a node, each kept by the document. Without a prefix, the qualified name is the local one too.
+/// The names of a node, each stored in the document. Without a prefix, the qualified name is the local one too.
 struct NodeNames {
   const XMLCh* qualified = nullptr;
   const XMLCh* local = nullptr;
@@ -124,7 +124,7 @@ struct NodeNames {
 };
 
 /// @{
-/// Names a node that was made without a name: the constructors that take names look up each of them again.
+/// Names a node that was created without a name: constructors with names would look up each of them again.
 inline void setNames(xercesc_3_1::DOMElementNSImpl& element, const NodeNames& names) {
   element.fName = names.qualified;
   element.*Detail::Element::localName = names.local;

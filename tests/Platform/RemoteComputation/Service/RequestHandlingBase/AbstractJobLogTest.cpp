@@ -56,7 +56,7 @@ TEST(AbstractJobLogContractTest, HoldsItsSignalAfterTheDispatchTable) {
   EXPECT_EQ(reinterpret_cast<const char*>(&log.m_messageAppended), base + sizeof(void*));
 }
 
-TEST(AbstractJobLog, TellsItsListenersOfEachMessage) {
+TEST(AbstractJobLog, CallsItsSlotsForEachMessage) {
   JobLog log;
   std::vector<std::string> heard;
   const Signals::ScopedConnection connection =
@@ -73,7 +73,7 @@ TEST(AbstractJobLog, TellsItsListenersOfEachMessage) {
   EXPECT_FALSE(base.getJobId().isValid());
 }
 
-TEST(AbstractJobLog, EndsItsConnectionsWithItself) {
+TEST(AbstractJobLog, DisconnectsItsSlotsWhenDestroyed) {
   Signals::Connection connection;
   {
     JobLog log;

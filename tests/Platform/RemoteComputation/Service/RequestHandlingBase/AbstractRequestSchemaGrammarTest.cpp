@@ -681,7 +681,7 @@ TEST_F(BaseSchemaTest, DerivedContentNeedsItsType) {
   expectInvalid(replyPackage(TestSupport::reply().withContent("<exception><type>t</type></exception>").text()));
 }
 
-TEST_F(BaseSchemaTest, DerivationGoesOn) {
+TEST_F(BaseSchemaTest, TypesCanBeDerivedRepeatedly) {
   const XmlElement urgent = typed(TestSupport::request(), "dvrq:UrgentRunRequest")
                                 .with("priority", "1")
                                 .with("deadline", c_timestamp)

@@ -72,7 +72,7 @@ TEST(AbstractRequestSchema, EmptyFragmentYieldsHeaderTwoLineFeedsAndFooter) {
 
 TEST(AbstractRequestSchemaContractTest, KeepsItsThreeTextsInOrder) { EXPECT_TRUE(Fragment().membersFollowInOrder()); }
 
-TEST(AbstractRequestSchema, FragmentStandsUnchangedBetweenHeaderAndFooter) {
+TEST(AbstractRequestSchema, FragmentIsUnchangedBetweenHeaderAndFooter) {
   for (const std::string& fragment : {c_short, c_long, std::string("  \n\t"), std::string("not < a schema")}) {
     SCOPED_TRACE(fragment);
     const Fragment schema(fragment);
@@ -170,7 +170,7 @@ TEST(BaseRequestHandlingSchema, IsAsciiWithoutDeclarationOrSchemaElement) {
   EXPECT_EQ(fragment.find('\r'), std::string::npos);
 }
 
-TEST(BaseRequestHandlingSchema, ComponentsStandInTheFixedOrder) {
+TEST(BaseRequestHandlingSchema, ComponentsAreInTheFixedOrder) {
   const std::string fragment = BaseRequestHandlingSchema().getSchemaNoHeader();
   std::size_t last = 0;
   for (const char* start :

@@ -238,7 +238,7 @@ INSTANTIATE_TEST_SUITE_P(ShortAndLong, GenericJobIdMove,
 
 // ---- From documents ----
 
-TEST(GenericJobIdFromElement, TakesBothChildrenAsTheyStand) {
+TEST(GenericJobIdFromElement, ReadsBothChildrenUnchanged) {
   const ParsedDocument document("<jobId>\n  <id>" + c_id + "</id>\n  <name>Job_0123456789</name>\n</jobId>");
   const GenericJobId id(document.root());
   EXPECT_EQ(id.getUniqueId(), c_id);
@@ -273,7 +273,7 @@ TEST(GenericJobIdFromElement, ReadsANullElementAsEmpty) {
   EXPECT_EQ(id.getName(), "");
 }
 
-TEST(GenericJobIdFromElement, TakesTheContentsOfTwoElements) {
+TEST(GenericJobIdFromElement, ReadsTheContentsOfTwoElements) {
   const ParsedDocument document("<x><first>" + c_id + "</first><second>Job_0123456789</second></x>");
   auto* const first = document.root()->getFirstElementChild();
   auto* const second = first->getNextElementSibling();
@@ -285,7 +285,7 @@ TEST(GenericJobIdFromElement, TakesTheContentsOfTwoElements) {
   EXPECT_EQ(swapped.getName(), c_id);
 }
 
-TEST(GenericJobIdFromElement, TakesNullElementsAsEmptyTexts) {
+TEST(GenericJobIdFromElement, ReadsNullElementsAsEmptyTexts) {
   const GenericJobId id(nullptr, nullptr);
   EXPECT_EQ(id.getUniqueId(), "");
   EXPECT_EQ(id.getName(), "");
@@ -391,7 +391,7 @@ TEST(GenericJobIdToXml, EscapesNothing) {
   EXPECT_EQ(id.toXml("", ""), "<jobId>\n<id><&></id>\n<name>a&b<c>\"'_<&></name>\n</jobId>");
 }
 
-TEST(GenericJobIdToXml, TakesTheTagAsItStands) {
+TEST(GenericJobIdToXml, WritesTheTagUnchanged) {
   std::stringstream stream;
   JobId("", "").toXml("a:b<", stream, "", "");
   EXPECT_EQ(stream.str(), "<a:b<>\n<id></id>\n<name>_</name>\n</a:b<>");
@@ -455,7 +455,7 @@ TEST(GenericJobIdFromString, ReadsTheTextForm) {
   EXPECT_TRUE(reading.id.isValid());
 }
 
-TEST(GenericJobIdFromString, TellsWhatIsWrong) {
+TEST(GenericJobIdFromString, ReportsTheError) {
   const std::string upperText = "Job_ABCDEF0123#abcdef0123456789-0011223344556677-8899aabbccddeeff";
   const struct {
     std::string text;
@@ -506,7 +506,7 @@ TEST(GenericJobIdFromString, TestsTheUniqueIdBeforeAShortName) {
   EXPECT_EQ(readText("x#nothing").message, "Invalid UniqueID in -jobId");
 }
 
-TEST(GenericJobIdFromString, TakesANameOfElevenCharacters) {
+TEST(GenericJobIdFromString, AcceptsANameOfElevenCharacters) {
   const Reading reading = readText("_0123456789#" + c_id);
   EXPECT_EQ(reading.message, "as it was");
   EXPECT_EQ(reading.id.getName(), "_0123456789");
@@ -591,7 +591,7 @@ TEST(GenericJobIdFromCmd, ReadsTheArgumentAfterTheSwitch) {
   }
 }
 
-TEST(GenericJobIdFromCmd, TellsWhatIsWrong) {
+TEST(GenericJobIdFromCmd, ReportsTheError) {
   const struct {
     std::vector<std::string> arguments;
     const char* message;

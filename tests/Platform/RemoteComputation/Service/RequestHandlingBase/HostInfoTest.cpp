@@ -174,7 +174,7 @@ TEST(HostInfoAccess, FallsBackToTheOtherOne) {
   EXPECT_EQ(&addressed.getNameOrIp(), &addressed.getIp());
 }
 
-TEST(HostInfoAccess, TellsWhatIsSet) {
+TEST(HostInfoAccess, ReportsWhatIsSet) {
   const HostInfo named("alpha", "");
   EXPECT_TRUE(named.hasName());
   EXPECT_FALSE(named.hasIp());
@@ -340,7 +340,7 @@ TEST(HostInfoToXml, WritesPortsOfZero) {
             "<publisherPort>0</publisherPort>\n</host>");
 }
 
-TEST(HostInfoToXml, EscapesTheNameAlone) {
+TEST(HostInfoToXml, EscapesTheNameOnly) {
   HostInfo host("a&b<c>\"'", "a&b<c>\"'");
   EXPECT_EQ(host.toXmlString("host", "", ""),
             "<host>\n<name>a&amp;b&lt;c&gt;&quot;&apos;</name>\n<ip>a&b<c>\"'</ip>\n</host>");
@@ -429,7 +429,7 @@ TEST(HostInfoFromElement, ThrowsForAPortThatIsNoNumber) {
   }
 }
 
-TEST(HostInfoFromElement, UnescapesTheNameAlone) {
+TEST(HostInfoFromElement, UnescapesTheNameOnly) {
   expectHost(readHost("<host><name>&amp;lt;&amp;#65;&amp;</name><ip>&amp;lt;&amp;</ip></host>"), "<A&", "&lt;&", -1,
              -1);
 }

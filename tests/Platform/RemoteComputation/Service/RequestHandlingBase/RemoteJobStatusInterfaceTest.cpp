@@ -117,7 +117,7 @@ TEST(RemoteJobStatusInterfaceContractTest, DestroysItsSignalsInReverseOrder) {
   EXPECT_EQ(destroyed, (std::vector<int>{7, 6, 5, 4, 3, 2, 1}));
 }
 
-TEST(RemoteJobStatusInterface, TellsItsListeners) {
+TEST(RemoteJobStatusInterface, CallsItsSlots) {
   JobStatus status;
   std::vector<std::string> heard;
   status.m_stateChanged.connect(

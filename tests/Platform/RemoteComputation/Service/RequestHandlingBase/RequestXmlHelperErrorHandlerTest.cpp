@@ -68,7 +68,7 @@ TEST_F(RequestXmlHelperErrorHandler, EveryCallbackLogsAtErrorWithItsOwnStartAndS
                 "XML fatal error at file 'inMemory_pseudoXMLfile', line 0, char 3\n  Message: broken"}));
 }
 
-TEST_F(RequestXmlHelperErrorHandler, EveryCallbackCountsAndKeepsTheLastMessageAlone) {
+TEST_F(RequestXmlHelperErrorHandler, EveryCallbackCountsAndKeepsTheLastMessageOnly) {
   using Callback = void (ErrorHandler::*)(const SAXParseException&);
   for (const Callback callback : {&ErrorHandler::warning, &ErrorHandler::error, &ErrorHandler::fatalError}) {
     Handler handler;

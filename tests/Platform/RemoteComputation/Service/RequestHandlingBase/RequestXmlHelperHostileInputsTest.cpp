@@ -96,7 +96,7 @@ TEST_F(RequestXmlHelperHostileInputs, BytesThatAreNotUtf8AreRefused) {
   }
 }
 
-TEST_F(RequestXmlHelperHostileInputs, VersionOfOneDocumentDoesNotReachTheNext) {
+TEST_F(RequestXmlHelperHostileInputs, VersionOfOneDocumentDoesNotAffectTheNext) {
   const std::string control = "<r>&#1;</r>";
   for (const bool validate : {true, false}) {
     SCOPED_TRACE(validate);

@@ -376,7 +376,7 @@ TEST_F(RequestXmlHelperHostileGrammar, LargeContentModelsOfASubsetAreBounded) {
   expectAccepted(withSubset(nested), false);
 }
 
-TEST_F(RequestXmlHelperHostileGrammar, SubsetOfOneDocumentDoesNotReachTheNext) {
+TEST_F(RequestXmlHelperHostileGrammar, SubsetOfOneDocumentDoesNotAffectTheNext) {
   expectAccepted(withSubset("<!ENTITY e 'x'><!ATTLIST r a CDATA 'v'>", "&e;"), false);
   expectRefused(Marked("<r>&e;</r>"), false, "entity 'e' not found");
   const TestSupport::Document plain(parse("<r/>", false));

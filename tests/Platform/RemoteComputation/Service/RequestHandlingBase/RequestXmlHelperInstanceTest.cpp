@@ -195,7 +195,7 @@ TEST_F(RequestXmlHelperInstance, InstanceAfterResetStartsAnew) {
   XMLPlatformUtils::Terminate();
 }
 
-TEST_F(RequestXmlHelperInstance, ParserWorksThroughManyLives) {
+TEST_F(RequestXmlHelperInstance, ParserWorksAfterManyResets) {
   for (int life = 0; life < 20; ++life) {
     parseValid();
     EXPECT_FALSE(isDeclared("Undeclared"));
@@ -237,7 +237,7 @@ TEST_F(RequestXmlHelperInstance, AddedFragmentsExtendTheGrammar) {
   parseValid();
 }
 
-TEST_F(RequestXmlHelperInstance, NothingStandsBetweenTwoFragments) {
+TEST_F(RequestXmlHelperInstance, NoSeparatorIsBetweenTwoFragments) {
   helper().addSchema(Fragment("<xs:element name=\"Jo"));
   helper().addSchema(Fragment("ined\" type=\"xs:string\"/>"));
   EXPECT_TRUE(isDeclared("Joined"));

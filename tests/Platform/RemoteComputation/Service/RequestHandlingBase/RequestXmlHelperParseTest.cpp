@@ -188,7 +188,7 @@ TEST_F(RequestXmlHelperParse, WithoutValidationTheFormStillMatters) {
   EXPECT_EQ(entries[1], failure(c_errors + messageOf(entries[0].message)));
 }
 
-TEST_F(RequestXmlHelperParse, ValidationOfOneParseDoesNotReachTheNext) {
+TEST_F(RequestXmlHelperParse, ValidationOfOneParseDoesNotAffectTheNext) {
   const ScriptedSource wrong(wrongDocument());
   const ScriptedSource broken(brokenDocument());
   for (const bool validate : {false, true, false, false, true, true}) {
@@ -256,7 +256,7 @@ TEST_F(RequestXmlHelperParse, FailingSourceLeavesTwoEntriesInOrder) {
   EXPECT_EQ(entries[1], failure(c_errors + messageOf(entries[0].message)));
 }
 
-TEST_F(RequestXmlHelperParse, ExceptionTellsWhereItComesFrom) {
+TEST_F(RequestXmlHelperParse, ExceptionNamesItsSourceLocation) {
   const auto parse = [] { return helper().parse(wrongDocument()); };
   std::string message;
   try {
@@ -360,7 +360,7 @@ TEST_F(RequestXmlHelperParse, ErrorAfterAWarningIsTheLastProblem) {
   EXPECT_EQ(entries[3], failure(c_errors + messageOf(entries[2].message)));
 }
 
-TEST_F(RequestXmlHelperParse, ProblemsOfOneParseDoNotReachTheNext) {
+TEST_F(RequestXmlHelperParse, ErrorsOfOneParseDoNotAffectTheNext) {
   EXPECT_THROW(helper().parse(wrongDocument()), DvExceptionNested);
   TestSupport::RecordingLog::clear();
   parseValid();

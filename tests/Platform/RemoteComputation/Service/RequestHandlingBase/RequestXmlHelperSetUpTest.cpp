@@ -129,7 +129,7 @@ TEST_F(RequestXmlHelperSetUp, BaseFragmentAloneIsOneDocument) {
   EXPECT_EQ(s_loadings.front().text, c_start + base() + c_end);
 }
 
-TEST_F(RequestXmlHelperSetUp, FragmentsFollowEachOtherWithNothingBetween) {
+TEST_F(RequestXmlHelperSetUp, FragmentsAreConcatenatedWithoutSeparator) {
   const std::string first = "<xs:element name=\"First\" type=\"xs:string\"/>";
   const std::string second = "<!-- no component -->";
   helper().addSchema(Fragment(first));
@@ -223,7 +223,7 @@ void expectPassesThrough(const std::function<void()>& throwIt) {
   EXPECT_EQ(TestSupport::rootName(document), "Kept");
 }
 
-TEST_F(RequestXmlHelperSetUp, WhateverLoadingRaisesPassesThroughAndTheNextParseTriesAgain) {
+TEST_F(RequestXmlHelperSetUp, ExceptionsOfLoadingPassThroughAndTheNextParseTriesAgain) {
   expectPassesThrough<xercesc_3_1::XMLException>([] {
     throw xercesc_3_1::IOException(__FILE__, __LINE__, xercesc_3_1::XMLExcepts::File_CouldNotReadFromFile,
                                    xercesc_3_1::XMLPlatformUtils::fgMemoryManager);

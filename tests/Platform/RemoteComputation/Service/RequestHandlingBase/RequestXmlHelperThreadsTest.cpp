@@ -133,7 +133,7 @@ TEST_F(RequestXmlHelperThreads, AllOperationsOnAllThreadsLeaveEveryEntry) {
   EXPECT_EQ(countsOf(takeEntries()), expected);
 }
 
-TEST_F(RequestXmlHelperThreads, ProblemAndFailureOfOneParseStandTogether) {
+TEST_F(RequestXmlHelperThreads, ErrorAndFailureOfOneParseAreLoggedTogether) {
   RequestXmlHelper& instance = helper();
   setUpParser();
   onEightThreads([&](int thread) {
