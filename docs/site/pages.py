@@ -24,6 +24,7 @@ PAGES = [
     ("docs/getting-started.md", "getting-started", "Getting started"),
     ("docs/package-format.md", "package-format", "Package format"),
     ("docs/writing-a-program.md", "writing-a-program", "Writing a program"),
+    ("docs/packages-and-values.md", "packages-and-values", "Packages and values"),
     ("examples/parameter_sweep/README.md", "parameter-sweep", "Parameter sweep"),
     ("tools/dvrequest/dvrequest.1", "dvrequest", "dvrequest"),
     ("docs/service-layer.md", "service-layer", "Service layer"),

@@ -40,7 +40,7 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
       {"cmake --preset release && cmake --build --preset release && cmake --install build/release --prefix ~/requests",
        "builds everything; tests/consumers installs the library"},
       {"export PKG_CONFIG_PATH=~/requests/lib/pkgconfig"},
-      {"g++ -std=c++17 cancel.cpp $(pkg-config --cflags --libs Service_RequestHandlingBase) "
+      {"g++ -std=c++17 cancel.cpp $(pkg-config --cflags --libs Service_RequestPackages) "
        "-Wl,-rpath,$HOME/requests/lib -o cancel",
        "needs the installed library; tests/consumers builds a program in this way"},
       {"cmake --build build/dev --target manual", "builds in this build tree; the continuous integration runs it"}}},

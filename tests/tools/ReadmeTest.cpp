@@ -24,8 +24,15 @@ TEST(Readme, FirstProgramPrintsWhatItSays) {
 
 TEST(Readme, FirstProgramReportsABadPackage) {
   const ProgramRun run = TestSupport::program({README_PROGRAM, TestSupport::package("bad-uid.xml")});
+  EXPECT_EQ(run.exitCode, 1);
   EXPECT_EQ(run.output, "");
   EXPECT_NE(run.errors.find("Errors occurred while parsing input: "), std::string::npos) << run.errors;
+}
+
+TEST(Readme, FirstProgramAsksForAPackage) {
+  const ProgramRun run = TestSupport::program({README_PROGRAM});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(run.errors, "usage: cancel PACKAGE\n");
 }
 
 /// The block of the README behind the line `start`.

@@ -1,20 +1,22 @@
 // Says what a package asks for, or why it is refused.
 
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
-#include <service/ExceptionHandling.h>
-#include <service/GeneralServices.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 
+#include <exception>
 #include <iostream>
 
-int main(int, char* argv[]) {
-  auto& helper = Drelvan::RequestXmlHelper::getInstance();  // 1
-  try {
-    auto* document = helper.parseFile(argv[1], true);  // 2
-    auto* request = Drelvan::XmlUtils::getElement("request", document->getDocumentElement());
-    std::cout << (request != nullptr ? "a request\n" : "a reply\n");
-    document->release();  // 3
-  } catch (const Drelvan::DvExceptionNested& failure) {
-    std::cout << failure.what() << "\n";  // 4
+int main(int argc, char* argv[]) {
+  if (argc != 2) {
+    std::cerr << "usage: first PACKAGE\n";
+    return 2;
   }
-  Drelvan::RequestXmlHelper::reset(true);  // 5
+  try {
+    const Drelvan::ParserSession parser;                                    // 1
+    const auto document = Drelvan::PackageDocument::fromFile(argv[1]);      // 2
+    std::cout << (document.holdsRequests() ? "a request\n" : "a reply\n");  // 3
+    return 0;
+  } catch (const std::exception& failure) {
+    std::cout << failure.what() << "\n";  // 4
+    return 1;
+  }
 }

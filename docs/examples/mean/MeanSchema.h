@@ -22,7 +22,9 @@ class MeanSchema : public Drelvan::AbstractRequestSchema {
   <xs:complexContent>
     <xs:extension base="dvrq:Reply">
       <xs:sequence>
+        <xs:element name="jobId" type="dvrq:DVJobId"/>
         <xs:element name="mean" type="xs:double"/>
+        <xs:element name="logMessage" type="dvrq:LogMessage" minOccurs="0" maxOccurs="unbounded"/>
       </xs:sequence>
     </xs:extension>
   </xs:complexContent>

@@ -1,16 +1,16 @@
 // mean-job SPOOL -jobId ID   computes one job; the server starts it
 
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/GenericJobId.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageWriter.h>
 
 #include <exception>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
 
-#include "Packages.h"
-
-using Drelvan::XmlUtils;
+#include "MeanJobLog.h"
+#include "MeanSchema.h"
 
 namespace {
 
@@ -23,32 +23,44 @@ Drelvan::GenericJobId readJobId(int argc, char* argv[]) {
   return jobId;
 }
 
-double computeMean(const std::string& requestFile) {
-  const Document document(Drelvan::RequestXmlHelper::getInstance().parseFile(requestFile, true));
-  auto* request = XmlUtils::getElement("request", document->getDocumentElement());
-  auto* parameter = XmlUtils::getElement("realizationId", XmlUtils::getElement("values", request));
+double computeMean(const std::string& requestFile, MeanJobLog& log) {
+  const auto document = Drelvan::PackageDocument::fromFile(requestFile);
+  const auto vector = document.getRequest().get<Drelvan::ParameterVector>("values");
+  log.info("got " + std::to_string(vector.parameters.size()) + " values");
   double sum = 0;
-  int count = 0;
-  while ((parameter = parameter->getNextElementSibling()) != nullptr) {
-    sum += std::stod(XmlUtils::getElementContent("value", parameter));
-    ++count;
+  for (const Drelvan::Parameter& parameter : vector.parameters) {
+    sum += parameter.getNumber();
   }
-  return sum / count;
+  return sum / static_cast<double>(vector.parameters.size());
 }
 
 void writeResult(const std::string& file, double mean) {
-  std::ofstream(file + ".part") << mean << "\n";
+  std::ofstream part(file + ".part");
+  Drelvan::PackageWriter writer(part);
+  writer.element("mean", mean);
+  writer.finish();
+  part.close();
+  if (!part) {
+    throw std::runtime_error("cannot write " + file + ".part");
+  }
   Drelvan::WaitingFileUtilities::waitingRename(file + ".part", file, 500, 10);
+}
+
+void runJob(int argc, char* argv[]) {
+  const auto jobId = readJobId(argc, argv);
+  const std::string file = std::string(argv[1]) + "/" + jobId.getUniqueId();
+  MeanJobLog log(jobId, file + ".log");
+  log.m_messageAppended.connect(
+      [](const MeanJobLog::Message& message) { std::cerr << message.group << ": " << message.text << "\n"; });
+  writeResult(file + ".mean", computeMean(file + ".request.xml", log));
 }
 
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  const ParserSession parser;
   try {
-    const auto jobId = readJobId(argc, argv);
-    const std::string file = std::string(argv[1]) + "/" + jobId.getUniqueId();
-    writeResult(file + ".mean", computeMean(file + ".request.xml"));
+    const Drelvan::ParserSession parser{MeanSchema()};
+    runJob(argc, argv);
     return 0;
   } catch (const std::exception& failure) {
     std::cerr << "mean-job: " << failure.what() << "\n";

@@ -120,13 +120,13 @@ struct PackageData {
   /// @{
   /// As the attribute of this name.
   std::string id;
-  std::optional<std::string> name;
-  std::optional<std::string> dataPtrType;
-  std::optional<std::string> dataType;
-  std::optional<std::int64_t> dataSize;  ///< bytes
+  std::optional<std::string> name = {};
+  std::optional<std::string> dataPtrType = {};
+  std::optional<std::string> dataType = {};
+  std::optional<std::int64_t> dataSize = {};  ///< bytes
   std::string href;
-  std::optional<bool> forceTransfer;
-  std::optional<bool> fileNotTransfered;
+  std::optional<bool> forceTransfer = {};
+  std::optional<bool> fileNotTransfered = {};
   /// @}
 };
 
@@ -135,13 +135,13 @@ struct PackageException {
   /// @{
   /// As the child element of this name.
   std::string type;
-  std::optional<std::string> message;
-  std::optional<std::string> name;
-  std::optional<std::string> source;
-  std::optional<std::string> file;
-  std::optional<std::string> function;
-  std::optional<std::int32_t> line;
-  std::optional<std::string> severity;
+  std::optional<std::string> message = {};
+  std::optional<std::string> name = {};
+  std::optional<std::string> source = {};
+  std::optional<std::string> file = {};
+  std::optional<std::string> function = {};
+  std::optional<std::int32_t> line = {};
+  std::optional<std::string> severity = {};
   /// @}
 };
 

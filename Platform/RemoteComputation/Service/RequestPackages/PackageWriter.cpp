@@ -149,10 +149,7 @@ void PackageWriter::startReply(std::string_view type, std::string_view requestId
 void PackageWriter::startElement(std::string_view name) {
   checkName(name);
   if (!m_levels.empty()) {
-    endTag();
-    if (!m_levels.back().hasText) {
-      m_text += '\n';
-    }
+    startLine();
   }
   m_text += '<';
   m_text += name;
@@ -168,7 +165,7 @@ void PackageWriter::type(std::string_view name) {
 
 void PackageWriter::piece(std::string_view xml) {
   if (!m_levels.empty()) {
-    startText();
+    startLine();
   }
   m_text += xml;
   sendLong();
@@ -183,7 +180,8 @@ void PackageWriter::endElement() {
     m_text += "/>";
     m_isTagOpen = false;
   } else {
-    m_text += m_levels.back().hasText ? "</" : "\n</";
+    startLine();
+    m_text += "</";
     m_text += name;
     m_text += '>';
   }
@@ -258,6 +256,13 @@ void PackageWriter::endTag() {
   if (m_isTagOpen) {
     m_text += '>';
     m_isTagOpen = false;
+  }
+}
+
+void PackageWriter::startLine() {
+  endTag();
+  if (!m_levels.back().hasText && (m_text.empty() || m_text.back() != '\n')) {
+    m_text += '\n';
   }
 }
 

@@ -101,6 +101,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageWriter {
   void endAttribute();
   void startText();
   void endTag();
+  void startLine();
   std::string_view openName() const;
   void sendLong();
 

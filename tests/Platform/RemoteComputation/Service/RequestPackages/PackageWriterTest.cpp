@@ -234,6 +234,19 @@ TEST_F(PackageWriterTest, PiecesAreTakenAsTheyStand) {
   EXPECT_EQ(PackageDocument::fromText(writer.finish()).getReply().getAll<int>("int"), (std::vector<int>{1, 2, 3}));
 }
 
+TEST_F(PackageWriterTest, PiecesStandOnLinesOfTheirOwn) {
+  PackageWriter writer;
+  writer.startElement("a");
+  writer.piece("<b/>");
+  writer.piece("<c/>\n");
+  writer.element("d", 1);
+  EXPECT_EQ(writer.finish(), "<a>\n<b/>\n<c/>\n<d>1</d>\n</a>\n");
+  writer.startElement("a");
+  writer.text("x");
+  writer.piece("<b/>");
+  EXPECT_EQ(writer.finish(), "<a>x<b/></a>\n") << "no line feed becomes a part of a text";
+}
+
 TEST_F(PackageWriterTest, AStreamGetsTheSameText) {
   const auto write = [](PackageWriter& writer) {
     writer.startDocument(PackageKind::Reply);
