@@ -185,7 +185,7 @@ def threads_section(times):
     for parser, title in (("library", "the library, one instance"), ("bare", "bare parser, one per thread")):
         rates = [1e9 / median_of(times, f"threads/{parser}/{count}") for count in (1, 2, 4, 8)]
         rows.append([title] + [f"{rate:,.0f}/s" for rate in rates])
-    text = "## Threads\n\nValid packages of 1 KB a second, by the clock. The library's parses follow each other; the bare parser "
+    text = "## Threads\n\nValid packages of 1 KB a second, by the clock. The library's parses are serialised; the bare parser "
     return text + "is not safe for threads, so each thread has one.\n\n" + table(["parser", "1", "2", "4", "8"], rows)
 
 
@@ -304,7 +304,7 @@ def main(results, docs):
     text = (
         "# Benchmarks\n\nWritten by `benchmarks/run`; do not edit.\n\n"
         "The packages are `DV_RequestScript`s with job ids, hosts and parameter vectors; an invalid one lacks one element, halfway. "
-        "The library is called with a string, its log at the default level, standard error sent to nowhere. Times are processor "
+        "The library is called with a string, its log at the default level, standard error redirected to /dev/null. Times are processor "
         f"times; ratios are the medians of {processes} processes, in each that of the fastest rounds of all parsers in random order; in "
         "brackets the least and the greatest of the processes. Freed memory stays with the process.\n\n"
         "## Time of a parse, as a multiple of the bare parser's\n\n"

@@ -17,11 +17,12 @@ namespace Drelvan {
 /// Threads: an immutable value; copies share their content and may be used on different threads. Copying never throws.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT PackageErrors : public std::exception {
  public:
+  /// As Xerces-C reports it.
   enum class Severity { Warning, Error, FatalError };
 
   /// One error, as Xerces-C reports it.
   struct Report {
-    Severity severity;
+    Severity severity;     ///< of the error
     std::uint64_t line;    ///< where the parser noticed the error, from 1
     std::uint64_t column;  ///< in characters, from 1
     std::string message;   ///< UTF-8, without the position
