@@ -20,7 +20,8 @@ def man_sections(mandoc, path):
     page = re.sub(r"<pre>.*?</pre>", lambda pre: literal(pre.group(0)), page, flags=re.S)
     page = re.sub(r'<p class="Pp">\s*</p>', "", page)
     parts = re.split(r'<h([12]) class="S[hs]" id="[^"]*">(.*?)</h\1>', page, flags=re.S)
-    return [(int(parts[place]), parts[place + 1], parts[place + 2].strip()) for place in range(1, len(parts), 3)]
+    return [(int(parts[place]), " ".join(parts[place + 1].split()), parts[place + 2].strip())
+            for place in range(1, len(parts), 3)]
 
 
 def literal(block):
