@@ -114,7 +114,7 @@ GenericJobId ElementReader::read(Type<GenericJobId>) const {
     return const_cast<DOMElement*>(&getChild(name, "xs:string").getElement());  // NOLINT(*-const-cast)
   };
   DOMElement* const id = child("id");
-  return GenericJobId(id, child("name"));
+  return {id, child("name")};
 }
 
 HostInfo ElementReader::read(Type<HostInfo>) const {

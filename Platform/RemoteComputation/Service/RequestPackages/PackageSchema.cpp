@@ -47,8 +47,12 @@ class Platform {
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
   ~Platform() {
-    const boost::mutex::scoped_lock lock(XercesInitializationMutex::getMutex());
-    XMLPlatformUtils::Terminate();
+    try {
+      const boost::mutex::scoped_lock lock(XercesInitializationMutex::getMutex());
+      XMLPlatformUtils::Terminate();
+    } catch (...) {
+      // Then Xerces-C stays started, which harms nobody.
+    }
   }
 };
 

@@ -14,3 +14,7 @@ foreach(locale IN ITEMS C C.UTF-8)
   add_test(NAME PackagesPropertyTest.InLocale.${locale} COMMAND PackagesPropertyTest)
   set_tests_properties(PackagesPropertyTest.InLocale.${locale} PROPERTIES ENVIRONMENT LC_ALL=${locale} TIMEOUT 600)
 endforeach()
+
+requesthandling_test(PackagesFaultsTest ${folder}/PackagesFaultsTest.cpp
+  ${PROJECT_SOURCE_DIR}/tests/support/FailingAllocations.cpp
+  LIBRARIES Drelvan::Service_RequestPackages ${CMAKE_DL_LIBS})
