@@ -1,12 +1,11 @@
 # Debian packages by CPack, one per component of RequestHandlingInstall.cmake: the runtime libraries, the development
-# files and, when it is built, dvrequest. packaging/build makes and checks them; docs/packages.md lists their contents.
+# files and, when it is built, dvrequest; one with the manual, which is built before; and the debug symbols of the
+# programs and libraries. packaging/build makes and checks them; docs/packages.md lists their
+# contents.
 
 if(NOT REQUESTHANDLING_INSTALL OR NOT REQUESTHANDLING_SERVICE_LAYER STREQUAL embedded)
   message(FATAL_ERROR "The packages hold what is installed, with the embedded service layer.")
 endif()
-
-# Log entries contain the names of source files; nothing else reveals where the libraries were built.
-target_compile_options(requesthandling_build INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(source_name service-requesthandlingbase)
@@ -14,6 +13,7 @@ set(source_name service-requesthandlingbase)
 set(runtime_package lib${source_name}${PROJECT_VERSION_MAJOR})
 set(development_package lib${source_name}-dev)
 set(tools_package dvrequest)
+set(documentation_package ${source_name}-doc)
 
 # The changelog of the packages sets their version, and the time of their files.
 set(changelog ${packaging}/debian/changelog)
@@ -36,14 +36,13 @@ endif()
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package begins its description itself
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/packages.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${packaging}/compress_documents.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${packaging}/complete_packages.cmake)
 # The archives take their times from this variable of the environment.
 file(WRITE ${PROJECT_BINARY_DIR}/packages.cmake "set(ENV{SOURCE_DATE_EPOCH} ${changelog_Timestamp})\n")
 
-set(CPACK_COMPONENTS_ALL Runtime Development)
+set(CPACK_COMPONENTS_ALL Runtime Development Documentation)
 if(TARGET dvrequest)
   list(APPEND CPACK_COMPONENTS_ALL Tools)
 endif()
@@ -74,7 +73,10 @@ service layer that it stands on.")
 # A program needs at least the version that it was built with: newer ones of the same name only add to it.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${packaging}/debian/triggers)
+# The versions in which each symbol came; packaging/build compares it with the libraries.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${packaging}/debian/triggers ${packaging}/debian/symbols)
+set(CPACK_DEBIAN_RUNTIME_DEBUGINFO_PACKAGE ON)
+set(CPACK_DEBIAN_TOOLS_DEBUGINFO_PACKAGE ON)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -89,6 +91,20 @@ This package contains what programs are built with: the headers of the
 libraries and of the service layer, the CMake packages
 Service_RequestHandlingBase and DVMService_Contract, and files for
 pkg-config.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS ${documentation_package})
+
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME ${documentation_package})
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DOCUMENTATION_DESCRIPTION "base for the request handling of a remote service - manual
+Request servers, their clients and the job programs that a server starts share
+this library, which reads, validates and writes their request and reply
+packages.
+
+This package contains the manual as HTML: the first steps, the package format,
+writing a program, operating, limits, and the reference of all classes.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
@@ -112,8 +128,10 @@ function(requesthandling_package_documents component package)
 endfunction()
 
 requesthandling_package_documents(Runtime ${runtime_package})
-requesthandling_package_documents(Development ${development_package}
-  ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md)
+requesthandling_package_documents(Development ${development_package})
+requesthandling_package_documents(Documentation ${documentation_package})
+install(DIRECTORY ${PROJECT_BINARY_DIR}/manual/html
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${documentation_package} COMPONENT Documentation)
 requesthandling_package_documents(Tools ${tools_package})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/packages/
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${tools_package}/examples COMPONENT Tools)
