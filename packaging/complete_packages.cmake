@@ -4,8 +4,9 @@
 # complete(TREE): changes an unpacked package.
 function(complete tree)
   file(REMOVE ${tree}/DEBIAN/postinst ${tree}/DEBIAN/postrm)
-  # Folders came to be with the mask of whoever runs cpack.
+  # Folders and debug symbols came to be with the mask of whoever runs cpack.
   execute_process(COMMAND find ${tree} -type d -exec chmod 0755 {} + COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND find ${tree} -name *.debug -exec chmod 0644 {} + COMMAND_ERROR_IS_FATAL ANY)
   file(READ ${tree}/DEBIAN/control control)
   set(multi_arch same)
   if(control MATCHES "\nSection: (utils|doc)\n")
