@@ -7,6 +7,8 @@ function(complete tree)
   # Folders and debug symbols came to be with the mask of whoever runs cpack.
   execute_process(COMMAND find ${tree} -type d -exec chmod 0755 {} + COMMAND_ERROR_IS_FATAL ANY)
   execute_process(COMMAND find ${tree} -name *.debug -exec chmod 0644 {} + COMMAND_ERROR_IS_FATAL ANY)
+  # CPack lists the sums of debug symbols by where it found them.
+  execute_process(COMMAND sed --in-place "s|  /.*-dbgsym/|  |" ${tree}/DEBIAN/md5sums COMMAND_ERROR_IS_FATAL ANY)
   file(READ ${tree}/DEBIAN/control control)
   set(multi_arch same)
   if(control MATCHES "\nSection: (utils|doc)\n")
