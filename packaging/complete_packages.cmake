@@ -10,6 +10,12 @@ function(complete tree)
   # CPack lists the sums of debug symbols by where it found them.
   execute_process(COMMAND sed --in-place "s|  /.*-dbgsym/|  |" ${tree}/DEBIAN/md5sums COMMAND_ERROR_IS_FATAL ANY)
   file(READ ${tree}/DEBIAN/control control)
+  # The documents of debug symbols are those of the package that they belong to.
+  if(control MATCHES "Package: ([^\n]+)-dbgsym\n")
+    set(documents ${tree}/usr/share/doc)
+    file(MAKE_DIRECTORY ${documents})
+    file(CREATE_LINK ${CMAKE_MATCH_1} ${documents}/${CMAKE_MATCH_1}-dbgsym SYMBOLIC)
+  endif()
   set(multi_arch same)
   if(control MATCHES "\nSection: (utils|doc)\n")
     set(multi_arch foreign)
