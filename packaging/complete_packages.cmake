@@ -4,9 +4,6 @@
 # complete(TREE): changes an unpacked package.
 function(complete tree)
   file(REMOVE ${tree}/DEBIAN/postinst ${tree}/DEBIAN/postrm)
-  # Folders and debug symbols came to be with the mask of whoever runs cpack.
-  execute_process(COMMAND find ${tree} -type d -exec chmod 0755 {} + COMMAND_ERROR_IS_FATAL ANY)
-  execute_process(COMMAND find ${tree} -name *.debug -exec chmod 0644 {} + COMMAND_ERROR_IS_FATAL ANY)
   # CPack lists the sums of debug symbols by where it found them.
   execute_process(COMMAND sed --in-place "s|  /.*-dbgsym/|  |" ${tree}/DEBIAN/md5sums COMMAND_ERROR_IS_FATAL ANY)
   file(READ ${tree}/DEBIAN/control control)
@@ -16,6 +13,9 @@ function(complete tree)
     file(MAKE_DIRECTORY ${documents})
     file(CREATE_LINK ${CMAKE_MATCH_1} ${documents}/${CMAKE_MATCH_1}-dbgsym SYMBOLIC)
   endif()
+  # Folders and debug symbols came to be with the mask of whoever runs cpack.
+  execute_process(COMMAND find ${tree} -type d -exec chmod 0755 {} + COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND find ${tree} -name *.debug -exec chmod 0644 {} + COMMAND_ERROR_IS_FATAL ANY)
   set(multi_arch same)
   if(control MATCHES "\nSection: (utils|doc)\n")
     set(multi_arch foreign)
