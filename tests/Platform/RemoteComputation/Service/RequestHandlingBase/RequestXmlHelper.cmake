@@ -17,7 +17,7 @@ foreach(locale IN ITEMS C C.UTF-8)
 endforeach()
 
 # These replace operations of Xerces-C, so each is a program of its own.
-foreach(part IN ITEMS Platform SetUp)
+foreach(part IN ITEMS Platform SetUp SchemeContract)
   requesthandling_test(RequestXmlHelper${part}Test
     ${folder}/RequestXmlHelper${part}Test.cpp
     LIBRARIES test_recording_logging GTest::gmock ${CMAKE_DL_LIBS})
