@@ -48,6 +48,17 @@ TEST(UniqueIdGenerate, UsesEveryDigitInEveryPlace) {
   }
 }
 
+TEST(UniqueIdGenerate, UsesEveryPairOfDigits) {
+  std::set<std::string> seen;
+  for (int round = 0; round < 2000; ++round) {
+    const std::string group = UniqueID::generateId().substr(0, 16);
+    for (std::size_t place = 0; place < group.size(); place += 2) {
+      seen.insert(group.substr(place, 2));
+    }
+  }
+  EXPECT_EQ(seen.size(), 256U);
+}
+
 TEST(UniqueIdGenerate, DiffersBetweenParentAndChildren) {
   constexpr int children = 5;
   constexpr std::size_t idsOfAChild = 20;

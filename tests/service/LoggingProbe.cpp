@@ -4,6 +4,7 @@
 #include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <iterator>
@@ -82,6 +83,15 @@ void makeMoreLoggers(Logging& logger) {
   spdlog::flush_on(spdlog::level::info);
   spdlog::default_logger()->flush();
 }
+
+/// Replaces spdlog's logger before the first `Logging` is made, if the environment asks for that.
+[[maybe_unused]] const bool replacedFirst = [] {
+  const bool wanted = std::getenv("LOGGING_PROBE_REPLACES_FIRST") != nullptr;
+  if (wanted) {
+    spdlog::set_default_logger(programsLogger());
+  }
+  return wanted;
+}();
 
 /// Destroyed after `main`, when the output may be gone already.
 class LastWords {

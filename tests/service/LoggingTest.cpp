@@ -217,13 +217,22 @@ TEST(LoggingJson, WritesAnEntryWithoutASourceLocation) {
 
 // ---- What the program sets ----
 
+/// What the probe's own logger writes of its entries of all levels.
+const Lines c_entriesOfTheProgram{"program|trace|a trace|folder/unit.cpp|1|void __cdecl f(void)",
+                                  "program|debug|a debug|folder/unit.cpp|2|void __cdecl f(void)",
+                                  "program|info|an info|folder/unit.cpp|3|void __cdecl f(void)",
+                                  "program|warning|a warn|folder/unit.cpp|4|void __cdecl f(void)",
+                                  "program|error|an error|folder/unit.cpp|5|void __cdecl f(void)"};
+
 TEST(LoggingProgram, ReplacesTheLogger) {
   const ProgramRun result = probe("replaced logger", {{"DV_LOG_LEVEL", "error"}, {"DV_LOG_FORMAT", "json"}});
-  EXPECT_EQ(linesOf(result.output), (Lines{"program|trace|a trace|folder/unit.cpp|1|void __cdecl f(void)",
-                                           "program|debug|a debug|folder/unit.cpp|2|void __cdecl f(void)",
-                                           "program|info|an info|folder/unit.cpp|3|void __cdecl f(void)",
-                                           "program|warning|a warn|folder/unit.cpp|4|void __cdecl f(void)",
-                                           "program|error|an error|folder/unit.cpp|5|void __cdecl f(void)"}));
+  EXPECT_EQ(linesOf(result.output), c_entriesOfTheProgram);
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST(LoggingProgram, ReplacesTheLoggerBeforeTheFirstLogging) {
+  const ProgramRun result = probe("levels", {{"DV_LOG_LEVEL", "error"}, {"LOGGING_PROBE_REPLACES_FIRST", "yes"}});
+  EXPECT_EQ(linesOf(result.output), c_entriesOfTheProgram);
   EXPECT_EQ(result.errors, "");
 }
 
