@@ -9,7 +9,7 @@ import tomllib
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 COPY = ROOT / 'build/mutations'
 BUILD = COPY / 'build/dev'
-TIMEOUT = 300
+TIMEOUT = 120
 
 
 def fail(text):
@@ -91,48 +91,57 @@ def check_unmutated(mutations, programs):
             fail(f'{test}, {pattern}, fails without any fault.')
 
 
-def mutated(mutation):
-    text = (ROOT / mutation['file']).read_text()
+def mutated(mutation, text):
     if text.count(mutation['from']) != 1:
         fail(f'{mutation["name"]}: {mutation["file"]} must have this once; bring mutations.toml up to date:\n'
              f'{mutation["from"]}')
     return text.replace(mutation['from'], mutation['to'])
 
 
-def is_noticed(mutation, program):
+def outcome_of(mutation, program):
     file = COPY / mutation['file']
     original = file.read_text()
     try:
-        file.write_text(mutated(mutation))
+        file.write_text(mutated(mutation, original))
         done = build({program})
         if done.returncode != 0:
-            fail(f'{mutation["name"]} cannot be built:\n{done.stdout}')
-        return tests_fail(program, mutation)
+            print(done.stdout, file=sys.stderr)
+            return 'NOT BUILT'
+        return 'noticed' if tests_fail(program, mutation) else 'NOT NOTICED'
     finally:
         file.write_text(original)
 
 
-def main():
+def wanted_mutations():
     every = tomllib.loads((ROOT / 'tests/mutations/mutations.toml').read_text())['mutation']
-    wanted = tuple(sys.argv[1:])
-    mutations = [mutation for mutation in every if not wanted or mutation['name'].startswith(wanted)]
+    names = tuple(sys.argv[1:])
+    mutations = [mutation for mutation in every if not names or mutation['name'].startswith(names)]
     if not mutations:
-        fail(f'there is no mutation {" ".join(wanted)}.')
+        fail(f'there is no mutation {" ".join(names)}.')
     for mutation in mutations:
-        mutated(mutation)
-    copy_sources()
-    configure()
+        mutated(mutation, (ROOT / mutation['file']).read_text())
+    return mutations
+
+
+def programs_of(mutations):
     known = programs_by_source()
     for mutation in mutations:
         if mutation['test'] not in known:
             fail(f'{mutation["name"]}: no test program is built from {mutation["test"]}.')
-    programs = {mutation['test']: known[mutation['test']] for mutation in mutations}
+    return {mutation['test']: known[mutation['test']] for mutation in mutations}
+
+
+def main():
+    mutations = wanted_mutations()
+    copy_sources()
+    configure()
+    programs = programs_of(mutations)
     check_unmutated(mutations, programs)
     missed = []
     for mutation in mutations:
-        noticed = is_noticed(mutation, programs[mutation['test']])
-        print(f'{"noticed" if noticed else "NOT NOTICED":12}{mutation["name"]}', flush=True)
-        missed += [] if noticed else [mutation['name']]
+        outcome = outcome_of(mutation, programs[mutation['test']])
+        print(f'{outcome:12}{mutation["name"]}', flush=True)
+        missed += [] if outcome == 'noticed' else [mutation['name']]
     if missed:
         print(f'{len(missed)} of {len(mutations)} faults were not noticed: {", ".join(missed)}')
         sys.exit(1)
