@@ -53,7 +53,7 @@ def help_sections(programs):
     """A section for each program that holds its help, and that of each of its commands."""
     lines = []
     for program in programs:
-        lines += ["", f"## {os.path.basename(program)} --help", ""] + help_block([program])
+        lines += ["", f"## Help of {os.path.basename(program)}", ""] + help_block([program])
         for name in subcommands(program):
             lines += help_block([program, name])
     return "\n".join(lines)

@@ -4,6 +4,7 @@ import html.parser
 import json
 import os
 import re
+import sys
 
 HEADINGS = {"h1", "h2", "h3"}
 # Elements whose text is no text of the page, by name or class.
@@ -78,12 +79,24 @@ def is_searched(name, page_names):
     return name in page_names or re.fullmatch(r"(class|struct).*(?<!-members)\.html", name) is not None
 
 
+def refuse_dead_entries(name, page, entries):
+    if not entries:
+        sys.exit(f"{name}: the search finds nothing on this page")
+    for address, _, heading, _ in entries:
+        _, mark, anchor = address.partition("#")
+        if mark and f'id="{anchor}"' not in page:
+            sys.exit(f"{name}: the search leads to '{heading}', which has no place #{anchor}")
+
+
 def write_index(site, page_names):
     """Writes search-index.js for the pages in the folder."""
     found = []
     for name in sorted(os.listdir(site)):
         if is_searched(name, page_names):
             with open(os.path.join(site, name), encoding="utf-8") as file:
-                found += sections_of(name, file.read())
+                page = file.read()
+            entries = sections_of(name, page)
+            refuse_dead_entries(name, page, entries)
+            found += entries
     with open(os.path.join(site, "search-index.js"), "w", encoding="utf-8") as file:
         file.write("window.searchSections = " + json.dumps(found, ensure_ascii=False, separators=(",", ":")) + ";\n")
