@@ -267,7 +267,8 @@ void PackageWriter::startLine() {
 }
 
 std::string_view PackageWriter::openName() const {
-  return std::string_view(m_names).substr(m_names.size() - m_levels.back().nameLength);
+  const std::string_view names = m_names;
+  return names.substr(names.size() - m_levels.back().nameLength);
 }
 
 void PackageWriter::sendLong() {
