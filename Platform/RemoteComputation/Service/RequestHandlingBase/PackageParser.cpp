@@ -63,8 +63,11 @@ std::string toUtf8(const XMLCh* text) {
 
 /// The parts of the parser besides Xerces-C's.
 struct PackageParser::Parts {
-  Parts(Parsing::Refusal::Report report, Parsing::NamespaceTable& namespaces)
-      : refusal(std::move(report)), source(input), checks(refusal, input, namespaces) {}
+  explicit Parts(PackageParser& parser)
+      : refusal([&parser](const std::string& message) { parser.reportRefusal(message); }),
+        input([&parser] { return Parsing::XercesAccess::mostAttributes(*parser.fScanner); }),
+        source(input),
+        checks(refusal, input, parser.m_grammarPool->namespaces()) {}
 
   Parsing::NoResources resources;
   xercesc_3_1::SecurityManager expansions;
@@ -83,8 +86,7 @@ PackageParserPool::~PackageParserPool() = default;
 
 PackageParser::PackageParser()
     : XercesDOMParser(nullptr, XMLPlatformUtils::fgMemoryManager, m_grammarPool.get()),
-      m_parts(std::make_unique<Parts>([this](const std::string& message) { reportRefusal(message); },
-                                      m_grammarPool->namespaces())) {}
+      m_parts(std::make_unique<Parts>(*this)) {}
 
 PackageParser::~PackageParser() = default;
 
@@ -159,13 +161,21 @@ void PackageParser::prepareScanner() {
   }
 }
 
-void PackageParser::renewScannerIfLarge() {
+bool PackageParser::isScannerLarge() const {
   namespace Renewal = Parsing::Renewal;
-  const std::size_t names = m_parts->checks.prefixes() + m_grammarPool->namespaces().documentNames();
+  const std::size_t prefixes = m_parts->checks.prefixes();
+  const std::size_t names = prefixes + m_grammarPool->namespaces().documentNames();
+  const std::size_t attributes = Parsing::XercesAccess::mostAttributes(*fScanner);
   const std::size_t bytesOfFailures =
       m_parts->refusal.isExcess() ? Renewal::bytesAfterExcess : Renewal::bytesAfterFailure;
   const bool hasFailed = m_parts->refusal.isExcess() || m_parts->checks.hasErrors();
-  if (names <= Renewal::names && m_parts->input.bytes() <= (hasFailed ? bytesOfFailures : Renewal::bytes)) {
+  return names > Renewal::names || prefixes > Renewal::prefixes ||
+         attributes > Parsing::Limits::attributesOfElement.most ||
+         m_parts->input.bytes() > (hasFailed ? bytesOfFailures : Renewal::bytes);
+}
+
+void PackageParser::renewScannerIfLarge() {
+  if (!isScannerLarge()) {
     return;
   }
   try {

@@ -67,6 +67,7 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
   /// Frees what the scanner stored of earlier documents.
   void renewScanner();
   void renewScannerIfLarge();
+  bool isScannerLarge() const;
   void prepareScanner();
   /// Reports that the document exceeds a limit, at the scanner's position.
   void reportRefusal(const std::string& message);

@@ -11,6 +11,7 @@ namespace Drelvan::Parsing {
 
 namespace {
 
+constexpr XMLSize_t c_piece = 8192;
 constexpr XMLSize_t c_prologPiece = 4096;
 
 }  // namespace
@@ -18,20 +19,27 @@ constexpr XMLSize_t c_prologPiece = 4096;
 void InputCounts::beginDocument(bool validating) {
   m_isInProlog = !validating;
   m_isInDoctype = false;
-  m_isCutOff = false;
+  m_cutOffBy = nullptr;
   m_doctypeBytes = 0;
 }
 
-XMLSize_t InputCounts::pieceOf(XMLSize_t most) const { return m_isInProlog ? std::min(most, c_prologPiece) : most; }
+XMLSize_t InputCounts::pieceOf(XMLSize_t most) {
+  if (m_attributesOfTag() > Limits::attributesOfElement.most) {
+    m_cutOffBy = &Limits::attributesOfElement;
+  }
+  return m_cutOffBy != nullptr ? 0 : std::min(most, m_isInProlog ? c_prologPiece : c_piece);
+}
 
 XMLSize_t InputCounts::count(XMLSize_t read) {
   m_bytes += read;
   if (m_isInDoctype) {
     m_doctypeBytes += read;
     // An exception here would leak the content model that Xerces-C is reading; the end of the text does not.
-    m_isCutOff = m_doctypeBytes > Limits::doctypeBytes.most;
+    if (m_doctypeBytes > Limits::doctypeBytes.most) {
+      m_cutOffBy = &Limits::doctypeBytes;
+    }
   }
-  return m_isCutOff ? 0 : read;
+  return m_cutOffBy != nullptr ? 0 : read;
 }
 
 class CountedInput::Stream final : public xercesc_3_1::BinInputStream {
@@ -43,7 +51,8 @@ class CountedInput::Stream final : public xercesc_3_1::BinInputStream {
   const XMLCh* getEncoding() const override { return m_inner->getEncoding(); }
 
   XMLSize_t readBytes(XMLByte* bytes, XMLSize_t most) override {
-    return m_counts.isCutOff() ? 0 : m_counts.count(readInner(bytes, m_counts.pieceOf(most)));
+    const XMLSize_t piece = m_counts.pieceOf(most);
+    return piece == 0 ? 0 : m_counts.count(readInner(bytes, piece));
   }
 
  private:

@@ -1,18 +1,25 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Limits.h>
 #include <service/Xerces.h>
 
 #include <cstddef>
+#include <functional>
+#include <utility>
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/util/BinInputStream.hpp>
 
 namespace Drelvan::Parsing {
 
-/// The number of bytes read, and of those in the document type declaration.
+/// The number of bytes read, and of those in the document type declaration. Ends the text where a declaration or a tag
+/// becomes too long, since Xerces-C tells of both only once it has read them to their end.
 class InputCounts {
  public:
-  /// Until its root element is met, an unvalidated document is read in small pieces, so that the length of its document
-  /// type declaration is known.
+  /// `attributesOfTag` tells how many attributes the scanner has read of the tag that it is in.
+  explicit InputCounts(std::function<std::size_t()> attributesOfTag) : m_attributesOfTag(std::move(attributesOfTag)) {}
+
+  /// The document is read in small pieces, up to its root element in smaller ones when it may have a document type
+  /// declaration.
   void beginDocument(bool validating);
   void beginDoctype() { m_isInDoctype = true; }
   void endProlog() {
@@ -20,21 +27,22 @@ class InputCounts {
     m_isInDoctype = false;
   }
 
-  /// Whether the text was ended because its document type declaration is too long.
-  bool isCutOff() const { return m_isCutOff; }
+  /// The limit for which the text was ended; null when it was not.
+  const Limit* cutOffBy() const { return m_cutOffBy; }
   /// The bytes of all documents since `forgetBytes`.
   std::size_t bytes() const { return m_bytes; }
   void forgetBytes() { m_bytes = 0; }
 
-  /// How much to read when `most` is requested.
-  XMLSize_t pieceOf(XMLSize_t most) const;
-  /// Counts the bytes read, and returns how many of them are passed on.
+  /// How much to read when `most` is requested; 0 when the text is ended.
+  XMLSize_t pieceOf(XMLSize_t most);
+  /// Counts what was read, and returns how much of it is passed on.
   XMLSize_t count(XMLSize_t read);
 
  private:
+  const std::function<std::size_t()> m_attributesOfTag;
   bool m_isInProlog = false;
   bool m_isInDoctype = false;
-  bool m_isCutOff = false;
+  const Limit* m_cutOffBy = nullptr;
   std::size_t m_doctypeBytes = 0;
   std::size_t m_bytes = 0;
 };

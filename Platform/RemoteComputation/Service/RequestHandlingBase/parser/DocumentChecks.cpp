@@ -37,6 +37,7 @@ void DocumentChecks::beginDocument(bool validating) {
   m_errors = 0;
   m_seenXsi = false;
   m_namespaceDeclarations = 0;
+  m_prefixes.clear();
   m_namespacesInScope = 0;
   m_scopes.clear();
   m_doctypeAttributes = 0;
@@ -47,8 +48,8 @@ void DocumentChecks::beginDocument(bool validating) {
 }
 
 void DocumentChecks::endDocument() {
-  if (m_input.isCutOff()) {
-    m_refusal.refuseExcess(Limits::doctypeBytes);
+  if (m_input.cutOffBy() != nullptr) {
+    m_refusal.refuseExcess(*m_input.cutOffBy());
   }
 }
 
@@ -93,12 +94,14 @@ void DocumentChecks::checkNamespaces(const ElementStart& element) {
     const bool declaresPrefix = hasPrefix(attribute) && isXmlns(attribute.getPrefix());
     if (declaresPrefix) {
       m_prefixes.insert(attribute.getName());
+      m_storedPrefixes.insert(attribute.getName());
     }
     if (declaresPrefix || isXmlns(attribute.getName())) {
       ++declarations;
     }
   }
   m_refusal.enforceLimit(m_namespaceDeclarations += declarations, Limits::namespaceDeclarations);
+  m_refusal.enforceLimit(m_prefixes.size(), Limits::prefixes);
   m_refusal.enforceLimit(m_namespacesInScope += declarations, Limits::namespacesInScope);
   m_scopes.push_back({m_depth, declarations});
 }
@@ -109,13 +112,21 @@ void DocumentChecks::checkDefaults() {
 }
 
 void DocumentChecks::checkUndeclared(const ElementStart& element) {
-  m_undeclaredElements.insert(&element.declaration);
-  m_refusal.enforceLimit(m_undeclaredElements.size(), Limits::undeclaredElements);
-  // Xerces-C accepts an undeclared root that has an xsi:type.
+  if (m_undeclaredElements.insert(&element.declaration).second) {
+    m_refusal.enforceLimit(m_undeclaredElements.size(), Limits::undeclaredElements);
+    std::size_t& count = m_undeclaredOfList.at(XercesAccess::listOfUndeclaredElement(element.declaration));
+    m_refusal.enforceLimit(++count, Limits::undeclaredElementsOfList);
+  }
+  // Xerces-C lets a root pass that names its own type.
   if (element.isRoot && isValidSoFar()) {
     m_refusal.refuse("The root element '" + shownName(element.declaration.getFullName()) +
                      "' is not declared in the schema.");
   }
+}
+
+void DocumentChecks::forgetUndeclaredElements() {
+  m_undeclaredElements.clear();
+  m_undeclaredOfList = {};
 }
 
 void DocumentChecks::checkNamedType(const ElementStart& element, xercesc_3_1::XMLValidator* validator) {

@@ -3,8 +3,10 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NamespaceTable.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
 #include <service/Xerces.h>
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <unordered_set>
@@ -60,12 +62,14 @@ class DocumentChecks {
 
   /// Whether the scanner knows undeclared elements of the documents since `forgetUndeclaredElements`.
   bool hasUndeclaredElements() const { return !m_undeclaredElements.empty(); }
-  void forgetUndeclaredElements() { m_undeclaredElements.clear(); }
+  void forgetUndeclaredElements();
   /// How many different prefixes were declared since `forgetPrefixes`, by all documents.
-  std::size_t prefixes() const { return m_prefixes.size(); }
-  void forgetPrefixes() { m_prefixes.clear(); }
+  std::size_t prefixes() const { return m_storedPrefixes.size(); }
+  void forgetPrefixes() { m_storedPrefixes.clear(); }
 
  private:
+  using NameSet = std::unordered_set<std::u16string, KeyedHash>;
+
   /// An open element that declares namespaces.
   struct Scope {
     std::size_t depth;
@@ -96,6 +100,7 @@ class DocumentChecks {
   std::size_t m_errors = 0;
   bool m_seenXsi = false;
   std::size_t m_namespaceDeclarations = 0;
+  NameSet m_prefixes;
   std::size_t m_namespacesInScope = 0;
   std::vector<Scope> m_scopes;
   std::size_t m_doctypeAttributes = 0;
@@ -105,7 +110,8 @@ class DocumentChecks {
 
   // Of the documents since they were forgotten:
   std::unordered_set<const void*> m_undeclaredElements;
-  std::unordered_set<std::u16string, KeyedHash> m_prefixes;
+  std::array<std::size_t, XercesAccess::c_undeclaredElementLists> m_undeclaredOfList{};
+  NameSet m_storedPrefixes;
 };
 
 }  // namespace Drelvan::Parsing

@@ -5,6 +5,9 @@
 /// Limits on one document, and on what remains of documents. SECURITY.md lists the first part for users.
 namespace Drelvan::Parsing {
 
+/// Names that fall on the same hash in Xerces-C's tables, which have no seed, make the lookup of each cost what their
+/// number is. Where a table of ours cannot take the place of such a table, the number of the names in it is limited.
+
 /// A document with more than `most` is rejected: "The document exceeds the limit of <most> <what>."
 struct Limit {
   std::size_t most;
@@ -14,12 +17,14 @@ struct Limit {
 namespace Limits {
 
 inline constexpr Limit depth{1000, "levels of elements"};
-inline constexpr Limit attributesOfElement{1000, "attributes of an element"};
+inline constexpr Limit attributesOfElement{200, "attributes of an element"};
 inline constexpr Limit namespaceDeclarations{10000, "namespace declarations"};
+inline constexpr Limit prefixes{500, "namespace prefixes of different names"};
 inline constexpr Limit namespacesInScope{256, "namespace declarations in scope"};
-inline constexpr Limit namespacesOfElement{1000, "namespaces named by an element"};
+inline constexpr Limit namespacesOfElement{150, "namespaces named by an element"};
 inline constexpr Limit namespaceCharacters{1000, "characters of a namespace name"};
-inline constexpr Limit undeclaredElements{10000, "undeclared elements of different names"};
+inline constexpr Limit undeclaredElements{2000, "undeclared elements of different names"};
+inline constexpr Limit undeclaredElementsOfList{150, "undeclared elements whose names have the same hash"};
 inline constexpr Limit errors{1000, "reported problems"};
 inline constexpr Limit doctypeBytes{16384, "bytes of document type declaration"};
 inline constexpr Limit doctypeAttributes{100, "attributes in its document type declaration"};
@@ -36,6 +41,7 @@ inline constexpr std::size_t entityExpansions = 64;
 namespace Renewal {
 
 inline constexpr std::size_t names = 1000;
+inline constexpr std::size_t prefixes = 200;
 inline constexpr std::size_t bytes = std::size_t{64} << 20U;
 inline constexpr std::size_t bytesAfterFailure = std::size_t{4} << 20U;
 inline constexpr std::size_t bytesAfterExcess = std::size_t{64} << 10U;

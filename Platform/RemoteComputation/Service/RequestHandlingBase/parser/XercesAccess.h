@@ -2,18 +2,20 @@
 
 #include <service/Xerces.h>
 
+#include <cstddef>
 #include <type_traits>
 #include <xercesc/dom/impl/DOMAttrNSImpl.hpp>
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMElementNSImpl.hpp>
 #include <xercesc/dom/impl/DOMNodeVector.hpp>
 #include <xercesc/dom/impl/DOMTextImpl.hpp>
+#include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/internal/IGXMLScanner.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XercesVersion.hpp>
 
-/// All internals of Xerces-C that this library uses: two private members of its scanner, and members of the nodes of a
-/// document that have no accessors. With a Xerces-C that differs here, this file does not compile.
+/// All that this library reaches into Xerces-C for: three private members of its scanner, and the members of the nodes
+/// of a document that it gives to no one. Where a Xerces-C does not have them so, nothing of this compiles.
 namespace Drelvan::Parsing::XercesAccess {
 
 #if XERCES_VERSION_MAJOR != 3 || XERCES_VERSION_MINOR != 2
@@ -33,12 +35,17 @@ struct UndeclaredElements {
   using Member = xercesc_3_1::RefHash3KeysIdPool<xercesc_3_1::SchemaElementDecl>* xercesc_3_1::IGXMLScanner::*;
   friend Member memberOf(UndeclaredElements);
 };
+struct TagAttributes {
+  using Member = xercesc_3_1::RefVectorOf<xercesc_3_1::KVStringPair>* xercesc_3_1::IGXMLScanner::*;
+  friend Member memberOf(TagAttributes);
+};
 template <typename Tag, typename Tag::Member Pointer>
 struct Reach {
   friend typename Tag::Member memberOf(Tag) { return Pointer; }
 };
 template struct Reach<SeenXsi, &xercesc_3_1::IGXMLScanner::fSeeXsi>;
 template struct Reach<UndeclaredElements, &xercesc_3_1::IGXMLScanner::fSchemaElemNonDeclPool>;
+template struct Reach<TagAttributes, &xercesc_3_1::IGXMLScanner::fRawAttrList>;
 
 // A derived class may name protected members of its base.
 struct Document : xercesc_3_1::DOMDocumentImpl {
@@ -106,8 +113,22 @@ inline void forgetUndeclaredElements(xercesc_3_1::XMLScanner& scanner) {
   (integrated(scanner).*memberOf(Detail::UndeclaredElements()))->removeAll();
 }
 
-/// Enters a name in the document's table of names, without checking for a duplicate: that check is slow when many names
-/// have the same hash.
+/// How many attributes the longest tag has that the scanner has read, or is reading. It goes through the attributes of
+/// a tag once it has read all of them, and compares each with those before it whose names have the same hash.
+inline std::size_t mostAttributes(const xercesc_3_1::XMLScanner& scanner) {
+  return (static_cast<const xercesc_3_1::IGXMLScanner&>(scanner).*memberOf(Detail::TagAttributes()))->size();
+}
+
+/// How many lists the scanner's tables of undeclared elements have, and in which of them an element is.
+inline constexpr XMLSize_t c_undeclaredElementLists = 29;
+inline XMLSize_t listOfUndeclaredElement(const xercesc_3_1::XMLElementDecl& declaration) {
+  const bool isOfSchema = declaration.getObjectType() == xercesc_3_1::XMLElementDecl::Schema;
+  return xercesc_3_1::XMLString::hash(isOfSchema ? declaration.getBaseName() : declaration.getFullName(),
+                                      c_undeclaredElementLists);
+}
+
+/// Enters a name in the document's table of names, without looking whether it is there: where many have the same hash,
+/// that is what costs.
 inline void enterName(xercesc_3_1::DOMDocumentImpl& document, xercesc_3_1::DOMStringPoolEntry& entry) {
   const XMLSize_t list = xercesc_3_1::XMLString::hash(entry.fString, document.*Detail::Document::nameLists);
   xercesc_3_1::DOMStringPoolEntry*& first = (document.*Detail::Document::names)[list];

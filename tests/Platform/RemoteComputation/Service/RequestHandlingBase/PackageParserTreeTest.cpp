@@ -254,7 +254,7 @@ TEST_F(PackageParserTree, IsTheSameForDeepAndBroadDocuments) {
   expectSame(nested(400), false);
   expectSame("<r>" + repeated("<e a='1'/>text<!-- c -->", 3000) + "</r>", false);
   std::string attributes;
-  for (int number = 0; number < 300; ++number) {
+  for (int number = 0; number < 190; ++number) {
     attributes += " n" + std::to_string(number * 7919 % 1000) + "='" + std::to_string(number) + "'";
   }
   expectSame("<r><e" + attributes + "/></r>", false);
