@@ -2,6 +2,8 @@
 #include <tests/support/TemporaryFolder.h>
 #include <tests/tools/Program.h>
 
+#include <filesystem>
+#include <map>
 #include <regex>
 #include <set>
 #include <string>
@@ -15,8 +17,10 @@ using TestSupport::ProgramRun;
 using TestSupport::TemporaryFolder;
 
 const std::vector<std::vector<std::string>> c_commands{
-    {},       {"check"}, {"schema"},        {"job-id"}, {"job-id", "new"}, {"job-id", "check"}, {"job-id", "xml"},
-    {"host"}, {"copy"},  {"host", "check"}, {"rename"}, {"remove"}};
+    {},         {"check"},         {"explain"},         {"schema"},
+    {"job-id"}, {"job-id", "new"}, {"job-id", "check"}, {"job-id", "xml"},
+    {"host"},   {"copy"},          {"host", "check"},   {"rename"},
+    {"remove"}};
 
 ProgramRun help(std::vector<std::string> command) {
   command.push_back("--help");
@@ -36,13 +40,47 @@ TEST(Help, FitsAScreen) {
 }
 
 TEST(Help, HoldsExamples) {
-  for (const char* command : {"check", "schema", "job-id", "host", "copy", "rename", "remove"}) {
+  for (const char* command : {"check", "explain", "schema", "job-id", "host", "copy", "rename", "remove"}) {
     EXPECT_NE(help({command}).output.find(std::string("  dvrequest ") + command), std::string::npos) << command;
   }
 }
 
 TEST(Help, ShowsTheVersion) {
   EXPECT_TRUE(std::regex_match(dvrequest({"--version"}).output, std::regex("dvrequest [0-9]+\\.[0-9]+\\.[0-9]+\n")));
+}
+
+TEST(Help, FailsWhenItCannotBeWritten) {
+  for (const char* option : {"--help", "--version"}) {
+    const ProgramRun run = TestSupport::program(
+        {"sh", "-c", "\"$0\" " + std::string(option) + " > /dev/full", TestSupport::dvrequestPath()});
+    EXPECT_EQ(run.exitCode, 2) << option;
+    EXPECT_EQ(run.errors, "dvrequest: cannot write to standard output\n");
+  }
+}
+
+TEST(Help, NamesAnUnknownCommandAndTheNearest) {
+  const ProgramRun run = dvrequest({"chekc", "request.xml"});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(linesOf(run.errors).front(), "dvrequest: unknown command 'chekc'; the nearest is 'check'");
+  EXPECT_EQ(linesOf(dvrequest({"job-id", "xm", "a"}).errors).front(),
+            "dvrequest: unknown command 'xm'; the nearest is 'xml'");
+}
+
+TEST(Sources, IncludeEachOtherOneWay) {
+  const std::map<std::string, std::string> allowed{{"commands", "commands check report support"},
+                                                   {"check", "check support"},
+                                                   {"report", "report support"},
+                                                   {"support", "support"}};
+  const std::regex include("#include <tools/dvrequest/(\\w+)/");
+  for (const auto& [folder, folders] : allowed) {
+    for (const auto& entry : std::filesystem::directory_iterator(DVREQUEST_SOURCES "/" + folder)) {
+      const std::string text = TemporaryFolder::read(entry.path().string());
+      for (auto match = std::sregex_iterator(text.begin(), text.end(), include); match != std::sregex_iterator();
+           ++match) {
+        EXPECT_NE(folders.find((*match)[1].str()), std::string::npos) << entry.path() << " " << match->str();
+      }
+    }
+  }
 }
 
 std::set<std::string> longOptions(const std::string& text) {

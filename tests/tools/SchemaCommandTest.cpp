@@ -82,15 +82,15 @@ TEST_P(BrokenFragment, IsShownWithItsOwnFileAndLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, BrokenFragment,
-    testing::Values(Broken{"<xs:element name=\"a\" type=\"dvrq:None\"/>", ":1:40: error: type '"},
-                    Broken{"\n\n<xs:element name=\"a\" type=\"xs:strin\"/>\n", ":3:39: error: type '"},
+    testing::Values(Broken{"<xs:element name=\"a\" type=\"dvrq:None\"/>", ":1:1: error: type '"},
+                    Broken{"\n\n<xs:element name=\"a\" type=\"xs:strin\"/>\n", ":3:1: error: type '"},
                     Broken{"<xs:complexType name=\"T\">\n <xs:sequence>\n </xs:choice>\n",
-                           ":3:4: fatal error: expected end of tag"},
-                    Broken{"<xs:complexType name=\"DVJobId\"/>", ":1:33: error: "},
-                    Broken{"<xs:element nam=\"a\"/>\r\n<xs:element nam=\"a\"/>", ":1:22: error: "},
+                           ":3:4: error: expected end of tag"},
+                    Broken{"<xs:complexType name=\"DVJobId\"/>", ":1:1: error: "},
+                    Broken{"<xs:element nam=\"a\"/>\r\n<xs:element nam=\"a\"/>", ":1:1: error: "},
                     Broken{"\n<!-- \xc3\xa9 -->", ":2:6: error: a fragment holds ASCII characters only"},
                     Broken{"\n<?xml version=\"1.0\"?>\n", ":2:1: error: a fragment has no XML declaration; remove it"},
-                    Broken{"\n<xs:schema/>", ":2:13: error: a fragment holds only what stands within xs:schema"},
+                    Broken{"\n<xs:schema/>", ":2:1: error: a fragment holds only what stands within xs:schema"},
                     Broken{"</xs:schema><xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">", ":1:"},
                     Broken{"\n<nope:element/>", ":2:"}));
 
@@ -101,10 +101,24 @@ TEST(SchemaCommand, ShowsEachFaultOfEachFragment) {
   const std::string second = folder.write("second", "<xs:element name='c' type='dvrq:C'/>\n");
   const ProgramRun run = checkFragments({first, second});
   const auto lines = linesOf(run.output);
-  ASSERT_EQ(lines.size(), 3U) << run.output;
-  EXPECT_EQ(lines[0].rfind(first + ":1:37: error:", 0), 0U) << lines[0];
-  EXPECT_EQ(lines[1].rfind(first + ":2:37: error:", 0), 0U) << lines[1];
-  EXPECT_EQ(lines[2].rfind(second + ":1:37: error:", 0), 0U) << lines[2];
+  ASSERT_EQ(lines.size(), 9U) << run.output;
+  EXPECT_EQ(lines[0].rfind(first + ":1:1: error:", 0), 0U) << lines[0];
+  EXPECT_EQ(lines[3].rfind(first + ":2:1: error:", 0), 0U) << lines[3];
+  EXPECT_EQ(lines[6].rfind(second + ":1:1: error:", 0), 0U) << lines[6];
+}
+
+TEST(SchemaCommand, RefusesRepeatedGroupsThatAreTooLargeToCompile) {
+  const TemporaryFolder folder;
+  for (const char* maximum : {"10000", "1000000"}) {
+    const std::string file = folder.write(
+        "large.xsd", "\n<xs:complexType name='T'>\n <xs:sequence maxOccurs='" + std::string(maximum) +
+                         "'><xs:element name='a' type='xs:int'/><xs:element name='b' type='xs:int'/></xs:sequence>\n"
+                         "</xs:complexType>");
+    const ProgramRun run = checkFragments({fragment(), file});
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_EQ(run.output.rfind(file + ":3:2: error: ", 0), 0U) << run.output;
+    EXPECT_NE(run.output.find("unbounded"), std::string::npos) << run.output;
+  }
 }
 
 TEST(SchemaCommand, BrokenFragmentsAreAnObjectForTheCheckCommandToo) {

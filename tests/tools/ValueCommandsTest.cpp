@@ -26,7 +26,7 @@ TEST(JobIdCommand, MakesIdsThatItAccepts) {
 }
 
 TEST(JobIdCommand, RefusesPrefixesThatSpoilTheId) {
-  for (const char* prefix : {"a#b", "a<b", "a&b", "Invalid"}) {
+  for (const char* prefix : {"", "a#b", "a<b", "a&b", "Invalid"}) {
     const ProgramRun run = dvrequest({"job-id", "new", "--prefix", prefix});
     EXPECT_EQ(run.exitCode, 2) << prefix;
     EXPECT_EQ(run.output, "") << prefix;
@@ -64,6 +64,11 @@ TEST(JobIdCommand, WritesTheXmlForm) {
   const ProgramRun run = dvrequest({"job-id", "xml", c_jobId});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.output, "<jobId>\n  <id>" + c_uniqueId + "</id>\n  <name>Job_0123456789</name>\n</jobId>\n");
+}
+
+TEST(JobIdCommand, EscapesTheNameInTheXmlForm) {
+  const ProgramRun run = dvrequest({"job-id", "xml", "A<&>_0123456789#" + c_uniqueId});
+  EXPECT_NE(run.output.find("<name>A&lt;&amp;&gt;_0123456789</name>"), std::string::npos) << run.output;
 }
 
 TEST(JobIdCommand, ExplainsWrongUse) {

@@ -15,12 +15,13 @@ _dvrequest() {
   local command=${COMP_WORDS[1]} part=${COMP_WORDS[2]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    _dvrequest_words "$current" "check schema job-id host copy rename remove --help --version"
+    _dvrequest_words "$current" "check explain schema job-id host copy rename remove --help --version"
     return
   fi
   case $previous in
     -f | --fragment) _dvrequest_files "$current"; return ;;
     --format) _dvrequest_words "$current" "text json"; return ;;
+    --color) _dvrequest_words "$current" "auto always never"; return ;;
     --prefix | --wait | --tries) return ;;
   esac
   case $command in
@@ -31,8 +32,9 @@ _dvrequest() {
       fi ;;
   esac
   case $command in
-    check) _dvrequest_words "$current" "--fragment --format --no-validate --help" ;;
-    schema) _dvrequest_words "$current" "--fragment --check --help" ;;
+    check) _dvrequest_words "$current" "--fragment --format --no-validate --color --help" ;;
+    explain) _dvrequest_words "$current" "--fragment --help" ;;
+    schema) _dvrequest_words "$current" "--fragment --check --color --help" ;;
     copy | rename | remove) _dvrequest_words "$current" "--wait --tries --help" ;;
     job-id)
       if ((COMP_CWORD == 2)); then

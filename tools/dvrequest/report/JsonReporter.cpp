@@ -1,0 +1,143 @@
+#include <tools/dvrequest/report/JsonReporter.h>
+#include <tools/dvrequest/support/Text.h>
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace DvRequest {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* nameOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::valid:
+      return "valid";
+    case Verdict::wellFormed:
+      return "well-formed";
+    case Verdict::invalid:
+      return "invalid";
+    case Verdict::refused:
+      return "refused";
+    case Verdict::notWellFormed:
+      return "not-well-formed";
+    case Verdict::unreadable:
+      return "unreadable";
+    case Verdict::badFragment:
+      return "bad-fragment";
+  }
+  return "";
+}
+
+Json numberOrNull(long number) { return number == 0 ? Json() : Json(number); }
+
+Json portOrNull(int port) { return port < 0 ? Json() : Json(port); }
+
+Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+Json toJson(const Allowed& allowed);
+Json toJson(const Diagnostic& diagnostic);
+Json toJson(const Job& job);
+Json toJson(const Host& host);
+Json toJson(const Parameter& parameter);
+Json toJson(const ParameterVector& vector);
+Json toJson(const Data& data);
+Json toJson(const Failure& failure);
+Json toJson(const LogText& entry);
+Json toJson(const Entry& entry);
+
+template <typename Value>
+Json toArray(const std::vector<Value>& values) {
+  Json array = Json::array();
+  for (const Value& value : values) {
+    array.push_back(toJson(value));
+  }
+  return array;
+}
+
+Json toJson(const Allowed& allowed) { return {{"kind", allowed.kind}, {"text", allowed.text}}; }
+
+Json toJson(const Diagnostic& diagnostic) {
+  return {{"line", numberOrNull(diagnostic.place.line)},
+          {"column", numberOrNull(diagnostic.place.column)},
+          {"severity", diagnostic.severity},
+          {"message", diagnostic.message},
+          {"path", textOrNull(diagnostic.path)},
+          {"allowed", toArray(diagnostic.allowed)},
+          {"hint", textOrNull(diagnostic.hint)},
+          {"loggedLine", numberOrNull(diagnostic.logged.line)},
+          {"loggedColumn", numberOrNull(diagnostic.logged.column)},
+          {"consequences", diagnostic.consequences}};
+}
+
+Json toJson(const Job& job) {
+  return {{"element", job.element},
+          {"name", job.id.getName()},
+          {"uniqueId", job.id.getUniqueId()},
+          {"isValid", job.id.isValid()}};
+}
+
+Json toJson(const Host& host) {
+  return {{"element", host.element},
+          {"name", textOrNull(host.info.getName())},
+          {"ip", textOrNull(host.info.getIp())},
+          {"requestServerPort", portOrNull(host.info.getRequestServerPort())},
+          {"publisherPort", portOrNull(host.info.getPublisherPort())},
+          {"problem", textOrNull(host.problem)}};
+}
+
+Json toJson(const Parameter& parameter) {
+  return {{"id", parameter.id}, {"value", parameter.value}, {"isEncrypted", parameter.encrypted}};
+}
+
+Json toJson(const ParameterVector& vector) {
+  return {{"realizationId", vector.realizationId}, {"parameters", toArray(vector.parameters)}};
+}
+
+Json toJson(const Data& data) {
+  return {{"element", data.element}, {"id", data.id}, {"name", textOrNull(data.name)}, {"href", data.href}};
+}
+
+Json toJson(const Failure& failure) { return {{"type", failure.type}, {"message", textOrNull(failure.message)}}; }
+
+Json toJson(const LogText& entry) { return {{"type", entry.type}, {"group", entry.group}, {"text", entry.text}}; }
+
+Json toJson(const Entry& entry) {
+  return {{"role", entry.role},
+          {"id", entry.id},
+          {"type", textOrNull(entry.type)},
+          {"jobs", toArray(entry.jobs)},
+          {"hosts", toArray(entry.hosts)},
+          {"parameterVectors", toArray(entry.parameterVectors)},
+          {"data", toArray(entry.data)},
+          {"exceptions", toArray(entry.failures)},
+          {"logMessages", toArray(entry.logTexts)}};
+}
+
+Json toJson(const Package& package) {
+  Json attributes = Json::object();
+  for (const Attribute& attribute : package.attributes) {
+    attributes[attribute.name] = attribute.value;
+  }
+  return {{"root", package.root},
+          {"kind", package.kind},
+          {"attributes", attributes},
+          {"entries", toArray(package.entries)}};
+}
+
+Json toJson(const Report& report) {
+  return {{"file", report.file},
+          {"verdict", nameOf(report.verdict)},
+          {"message", textOrNull(report.message)},
+          {"package", report.package ? toJson(*report.package) : Json()},
+          {"diagnostics", toArray(report.diagnostics)}};
+}
+
+}  // namespace
+
+void JsonReporter::show(const Report& report) {
+  std::cout << printableJson(toJson(report).dump(-1, ' ', false, Json::error_handler_t::replace)) << "\n";
+}
+
+}  // namespace DvRequest
