@@ -81,7 +81,7 @@ set(CPACK_DEBIAN_TOOLS_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "${runtime_package} (= ${changelog_Version}), libxerces-c-dev (>= 3.1), libboost1.81-dev, libboost-chrono1.81-dev, libboost-thread1.81-dev")
+  "${runtime_package} (= ${changelog_Version}), libxerces-c-dev (>= 3.2), libboost1.81-dev, libboost-chrono1.81-dev, libboost-thread1.81-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "base for the request handling of a remote service - development files
 Request servers, their clients and the job programs that a server starts share
 this library, which reads, validates and writes their request and reply

@@ -2,7 +2,6 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentChecks.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/ErrorReports.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/GrammarPool.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NoResources.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
@@ -14,6 +13,7 @@
 #include <cstddef>
 #include <string>
 #include <utility>
+#include <vector>
 #include <xercesc/sax/ErrorHandler.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -44,6 +44,31 @@ std::string nestedElements(std::size_t depth) {
   return text;
 }
 
+/// The errors of one document, for the exception of the failed parse.
+class ErrorReports {
+ public:
+  void beginDocument() {
+    m_reports.clear();
+    m_count = 0;
+  }
+
+  /// `message` is called only when the report is stored.
+  template <typename Message>
+  void add(PackageErrors::Severity severity, XMLFileLoc line, XMLFileLoc column, Message message) {
+    if (m_reports.size() < PackageErrors::c_maxReports) {
+      m_reports.push_back({severity, line, column, message()});
+    }
+    ++m_count;
+  }
+
+  /// The reports, which are removed from here.
+  PackageErrors take() { return {std::exchange(m_reports, {}), m_count}; }
+
+ private:
+  std::vector<PackageErrors::Report> m_reports;
+  std::size_t m_count = 0;
+};
+
 PackageErrors::Severity severityOf(xercesc_3_1::XMLErrorReporter::ErrTypes type) {
   switch (type) {
     case xercesc_3_1::XMLErrorReporter::ErrType_Warning:
@@ -71,7 +96,7 @@ struct PackageParser::Parts {
 
   Parsing::NoResources resources;
   xercesc_3_1::SecurityManager expansions;
-  Parsing::ErrorReports reports;
+  ErrorReports reports;
   Parsing::Refusal refusal;
   Parsing::InputCounts input;
   Parsing::CountedInput source;

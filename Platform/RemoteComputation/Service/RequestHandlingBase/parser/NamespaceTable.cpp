@@ -1,14 +1,11 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NamespaceTable.h>
 
-#include <type_traits>
 #include <utility>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
 
 namespace Drelvan::Parsing {
-
-static_assert(std::is_same_v<XMLCh, char16_t>, "names are kept as UTF-16 text of the standard library");
 
 namespace {
 

@@ -12,17 +12,10 @@
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/internal/IGXMLScanner.hpp>
 #include <xercesc/util/XMLString.hpp>
-#include <xercesc/util/XercesVersion.hpp>
 
 /// All that this library reaches into Xerces-C for: three private members of its scanner, and the members of the nodes
 /// of a document that it gives to no one. Where a Xerces-C does not have them so, nothing of this compiles.
 namespace Drelvan::Parsing::XercesAccess {
-
-#if XERCES_VERSION_MAJOR != 3 || XERCES_VERSION_MINOR != 2
-#error "The nodes of a document are known as Xerces-C 3.2 links them."
-#endif
-
-static_assert(std::is_same_v<XMLCh, char16_t>, "names and messages are UTF-16 text of the standard library");
 
 namespace Detail {
 
