@@ -334,6 +334,20 @@ TEST_F(RequestXmlHelperHostileGrammar, DeclaredRootMayNameItsType) {
   expectAccepted(text, true);
 }
 
+TEST_F(RequestXmlHelperHostileGrammar, RootMayNotNameTheTypeThatItsOwnIsDerivedFrom) {
+  const std::string text = TestSupport::requestPackage()
+                               .with("xmlns:xsi", c_instanceNamespace)
+                               .with("xmlns:dvrq", TestSupport::c_targetNamespace)
+                               .with("xsi:type", "dvrq:RequestPackage")
+                               .text();
+  EXPECT_ANY_THROW(parse(text, true));
+  const auto messages = RequestXmlHelperTests::reportedMessages(RequestXmlHelperTests::takeEntries());
+  ASSERT_FALSE(messages.empty());
+  EXPECT_EQ(messages.front(),
+            "type 'dvrq:RequestPackage' specified in 'xsi:type' does not derive from type of element "
+            "'DV_RequestPackage'");
+}
+
 TEST_F(RequestXmlHelperHostileGrammar, LocalElementsAreNoRoots) {
   const std::string text = TestSupport::request().with("xmlns", TestSupport::c_targetNamespace).text();
   expectRefused(Marked(text), true, "attribute 'id' is not declared for element 'request'");

@@ -7,7 +7,9 @@
 #include <service/System.h>
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
 
+#include <chrono>
 #include <functional>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -250,6 +252,20 @@ TEST_F(RequestXmlHelperPlatform, OtherExceptionsOfTheTerminationPassThrough) {
   RequestXmlHelper::reset(true);
   EXPECT_THAT(takeEntries(), IsEmpty()) << "the instance was gone";
   XMLPlatformUtils::Terminate();
+}
+
+TEST_F(RequestXmlHelperPlatform, TerminationIsDoneUnderTheLockOfTheInstance) {
+  RequestXmlHelper::getInstance();
+  std::future<void> other;
+  std::future_status duringTermination = std::future_status::ready;
+  s_replacement.beforeTerminate = [&] {
+    // Without an instance this returns at once, unless it has to wait for the lock.
+    other = std::async(std::launch::async, [] { RequestXmlHelper::reset(false); });
+    duringTermination = other.wait_for(std::chrono::milliseconds(200));
+  };
+  RequestXmlHelper::reset(true);
+  other.get();
+  EXPECT_EQ(duringTermination, std::future_status::timeout);
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <tests/support/TemporaryFolder.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <future>
 #include <map>
 #include <string>
 #include <thread>
@@ -249,6 +251,27 @@ TEST_F(RequestXmlHelperThreads, DocumentsMoveBetweenThreads) {
     expectGood(document, nameOf(other, 0));
     EXPECT_NO_THROW(Document(instance.parse(goodText(nameOf(thread, 1)))));
   });
+}
+
+/// While the entries of the overloads for strings and buffers are logged, other threads may parse.
+TEST_F(RequestXmlHelperThreads, OverloadsLogOutsideTheLockOfTheParse) {
+  setUpParser();
+  std::atomic<bool> isNested{false};
+  std::map<std::string, std::future_status> duringEntry;
+  std::vector<std::future<void>> others;
+  TestSupport::RecordingLog::onEntry([&](const TestSupport::LogEntry& entry) {
+    const bool isOverload = entry.function == Signature::c_parseString || entry.function == Signature::c_parseBuffer;
+    if (isOverload && !isNested.exchange(true)) {
+      others.push_back(std::async(std::launch::async, [] { parseValid(); }));
+      duringEntry[entry.message.substr(0, entry.message.find(':'))] = others.back().wait_for(std::chrono::seconds(20));
+      isNested = false;
+    }
+  });
+  failureOf([] { return helper().parse(wrongText("outside")); });
+  TestSupport::RecordingLog::onEntry(nullptr);
+  const auto parsed = std::future_status::ready;
+  EXPECT_EQ(duringEntry, (std::map<std::string, std::future_status>{
+                             {"Parser input", parsed}, {"Input string", parsed}, {"Input parsing error", parsed}}));
 }
 
 }  // namespace
