@@ -13,6 +13,7 @@
 #include <exception>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -45,6 +46,14 @@ std::vector<std::string> filesBelow(const std::string& folder) {
     files.push_back(entry.path().string());
   }
   return files;
+}
+
+/// Whether the reports differ in order or number, with the same verdict, on this seed when it is validated: the library
+/// ends at the start tag with too many namespace declarations, where the tool reports what else is wrong with the tag;
+/// and Xerces-C's two scanners report in another order what is wrong with one tag.
+bool differsInReports(const std::string& file) {
+  const std::set<std::string> seeds = {"namespaces-of-an-element", "grown-24", "grown-26"};
+  return seeds.count(std::filesystem::path(file).filename().string()) != 0;
 }
 
 class Agreement : public testing::TestWithParam<bool> {
@@ -95,6 +104,11 @@ class Agreement : public testing::TestWithParam<bool> {
     if (!isComplete) {
       EXPECT_LE(recorder.m_messages.size(), errors->getCount()) << file;
       recorder.m_messages.resize(messages.size());
+    }
+    if (GetParam() && differsInReports(file)) {
+      EXPECT_NE(errors->getCount(), 0U) << file;
+      EXPECT_FALSE(recorder.m_messages.empty()) << file;
+      return;
     }
     EXPECT_EQ(recorder.m_messages, messages) << file;
   }
