@@ -101,6 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"blank before the declaration", " <?xml version='1.0'?>" + c_open + c_request + c_close, 1, 2,
              "nothing, not even a blank"},
         Slip{"JSON", "{\"id\": 1}", 1, 1, "the input looks like JSON"},
+        Slip{"gzip", "\x1f\x8b\x08 and more", 1, 1, "the input looks like a gzip file"},
         Slip{"nothing", " \n", 2, 1, "there is no document"}));
 
 TEST(Diagnostics, ShowTheLineWithACaretBelowThePlace) {

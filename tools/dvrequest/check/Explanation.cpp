@@ -90,6 +90,7 @@ struct Draft {
   std::shared_ptr<Step> step;
   std::string attribute;
   std::optional<std::size_t> offset;
+  std::optional<std::size_t> reached;  ///< the byte that the parser had reached
 };
 
 /// A child that does not fit where it stands.
@@ -234,7 +235,7 @@ class Explainer final : public ReadHandler {
     } else if (!m_levels.empty()) {
       blameText(error, m_levels.back());
     } else {
-      add(error.problem, nullptr);
+      add(error, nullptr);
     }
   }
 
@@ -287,6 +288,12 @@ class Explainer final : public ReadHandler {
 
   Level* parentLevel() { return m_levels.size() < 2 ? nullptr : &m_levels[m_levels.size() - 2]; }
 
+  Draft& add(const ReadError& error, const std::shared_ptr<Step>& step) {
+    Draft& draft = add(error.problem, step);
+    draft.reached = error.offset;
+    return draft;
+  }
+
   Draft& add(const Problem& problem, const std::shared_ptr<Step>& step) {
     Draft draft;
     draft.diagnostic.severity = problem.severity;
@@ -297,7 +304,7 @@ class Explainer final : public ReadHandler {
     return m_drafts.back();
   }
 
-  /// Makes the diagnostic added last the one that later errors are folded into.
+  /// The draft added last, for later errors to be folded into.
   std::size_t lastDraft() const { return m_drafts.size() - 1; }
 
   void fold(std::size_t draft) { ++m_drafts[draft].diagnostic.consequences; }
@@ -307,7 +314,7 @@ class Explainer final : public ReadHandler {
       fold(*level.hint);
       return;
     }
-    Draft& draft = add(error.problem, level.step);
+    Draft& draft = add(error, level.step);
     level.hint = lastDraft();
     draft.diagnostic.hint = c_schemaHint;
     for (const char* name : {"schemaLocation", "noNamespaceSchemaLocation"}) {
@@ -325,7 +332,7 @@ class Explainer final : public ReadHandler {
       level.cause = parent->empty;
       return;
     }
-    Draft& draft = add(error.problem, level.step);
+    Draft& draft = add(error, level.step);
     level.cause = lastDraft();
     draft.offset = level.element.start;
     if (parent == nullptr) {
@@ -343,7 +350,7 @@ class Explainer final : public ReadHandler {
 
   void blameType(const ReadError& error, Level& level) {
     const ReadElement& element = level.element;
-    Draft& draft = add(error.problem, level.step);
+    Draft& draft = add(error, level.step);
     level.cause = lastDraft();
     draft.offset = m_source.attribute(element.start, element.content, "type").value_or(element.start);
     if (element.declared != nullptr) {
@@ -353,7 +360,7 @@ class Explainer final : public ReadHandler {
 
   void blameAttribute(const ReadError& error, const Level& level, const std::string& name) {
     const ReadElement& element = level.element;
-    Draft& draft = add(error.problem, level.step);
+    Draft& draft = add(error, level.step);
     draft.offset = element.start;
     if (name.empty() || element.type == nullptr) {
       return;
@@ -376,7 +383,7 @@ class Explainer final : public ReadHandler {
       fold(*level.empty);
       return;
     }
-    Draft& draft = add(error.problem, level.step);
+    Draft& draft = add(error, level.step);
     level.empty = lastDraft();
     draft.offset = level.element.start;
     auto& allowed = draft.diagnostic.allowed = m_schema.typesFrom(*level.element.type);
@@ -392,7 +399,7 @@ class Explainer final : public ReadHandler {
       fold(*level.misplaced->draft);
     } else {
       const bool isMissing = !level.misplaced;
-      Draft& draft = add(error.problem, isMissing ? level.step : level.misplaced->step);
+      Draft& draft = add(error, isMissing ? level.step : level.misplaced->step);
       draft.offset = isMissing ? tag : level.misplaced->start;
       if (level.model) {
         draft.diagnostic.allowed = allowedNext(level, isMissing ? "" : level.misplaced->name);
@@ -412,7 +419,7 @@ class Explainer final : public ReadHandler {
   }
 
   void blameValue(const ReadError& error, const Level& level, const std::string& text) {
-    Draft& draft = add(error.problem, level.step);
+    Draft& draft = add(error, level.step);
     draft.offset = level.element.start;
     auto* type = level.element.type == nullptr ? nullptr : textType(*level.element.type);
     if (type != nullptr) {
@@ -429,14 +436,14 @@ class Explainer final : public ReadHandler {
     } else if (level.text) {
       fold(*level.text);
     } else {
-      add(error.problem, level.step);
+      add(error, level.step);
       level.text = lastDraft();
     }
   }
 
   void blameSyntax(const ReadError& error) {
     const ReadElement* open = m_levels.empty() ? nullptr : &m_levels.back().element;
-    Draft& draft = add(error.problem, open == nullptr ? nullptr : m_levels.back().step);
+    Draft& draft = add(error, open == nullptr ? nullptr : m_levels.back().step);
     const Hint hint = hintOnSyntax(error, m_source, open);
     draft.diagnostic.hint = hint.text;
     draft.offset = hint.offset;
@@ -453,7 +460,10 @@ class Explainer final : public ReadHandler {
       Diagnostic& diagnostic = draft.diagnostic;
       diagnostic.path = pathOf(draft.step.get()) + (draft.attribute.empty() ? "" : "/@" + draft.attribute);
       diagnostic.place = draft.offset ? m_source.place(*draft.offset) : diagnostic.place;
-      diagnostic.source = m_source.line(diagnostic.place.line);
+      const auto shown = draft.offset    ? draft.offset
+                         : draft.reached ? draft.reached
+                                         : m_source.offset(diagnostic.place);
+      diagnostic.source = shown ? m_source.excerpt(*shown) : Excerpt();
       diagnostics.push_back(std::move(diagnostic));
     }
     std::stable_sort(diagnostics.begin(), diagnostics.end(),

@@ -45,8 +45,11 @@ std::vector<Report> Fragments::check() const {
     report.message = "The fragment is broken.";
     report.diagnostics.push_back(toDiagnostic(error));
     if (error.fragment) {
-      report.diagnostics.back().source =
-          SourceText(m_fragments[*error.fragment].getSchemaNoHeader()).line(report.diagnostics.back().place.line);
+      Diagnostic& diagnostic = report.diagnostics.back();
+      const SourceText source(m_fragments[*error.fragment].getSchemaNoHeader());
+      if (const auto offset = source.offset(diagnostic.place)) {
+        diagnostic.source = source.excerpt(*offset);
+      }
     }
   }
   std::vector<Report> result;

@@ -103,9 +103,6 @@ std::string hintOnStart(const SourceText& source) {
   if (begin == std::string::npos) {
     return "there is no document: the input is empty or blank";
   }
-  if (text.compare(0, 2, "\x1f\x8b") == 0) {
-    return "the input looks like a gzip file; unpack it first";
-  }
   if (text[begin] == '{' || text[begin] == '[') {
     return "the input looks like JSON; a package is XML";
   }
@@ -137,6 +134,9 @@ bool isNumeric(const std::string& type) { return type == "xs:double" || type == 
 
 Hint hintOnSyntax(const ReadError& error, const SourceText& source, const ReadElement* open) {
   const std::string& text = source.text();
+  if (text.compare(0, 2, "\x1f\x8b") == 0) {
+    return {"the input looks like a gzip file; unpack it first", std::nullopt};
+  }
   if (error.kind == ReadError::Kind::exception) {
     return hintOnEncoding(error, source);
   }

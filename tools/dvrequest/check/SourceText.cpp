@@ -20,6 +20,8 @@ using xercesc_3_1::XMLRecognizer;
 constexpr const char* c_blanks = " \t\r\n";
 constexpr const char* c_byteOrderMark = "\xef\xbb\xbf";
 constexpr std::size_t c_maxDeclaration = 200;
+constexpr std::size_t c_maxBefore = 50;
+constexpr std::size_t c_maxBehind = 80;
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80; }
 
@@ -85,15 +87,31 @@ Place SourceText::place(std::size_t offset) const {
   return m_lastPlace;
 }
 
-std::string SourceText::line(long number) const {
-  if (number < 1 || static_cast<std::size_t>(number) > m_lines.size()) {
-    return {};
+std::optional<std::size_t> SourceText::offset(const Place& place) const {
+  if (place.line < 1 || static_cast<std::size_t>(place.line) > m_lines.size()) {
+    return std::nullopt;
   }
-  const std::size_t begin = m_lines[static_cast<std::size_t>(number) - 1];
-  const std::size_t end =
-      static_cast<std::size_t>(number) < m_lines.size() ? m_lines[static_cast<std::size_t>(number)] : m_text.size();
-  const std::string line = m_text.substr(begin, end - begin);
-  return line.substr(0, line.find_last_not_of("\r\n") + 1);
+  std::size_t offset = m_lines[static_cast<std::size_t>(place.line) - 1];
+  for (long column = 1; column < place.column && offset < m_text.size(); ++column) {
+    offset += std::max(characterLength(m_text, offset), std::size_t{1});
+  }
+  return offset;
+}
+
+Excerpt SourceText::excerpt(std::size_t offset) const {
+  const auto next = std::upper_bound(m_lines.begin() + 1, m_lines.end(), offset);
+  std::size_t begin = offset;
+  for (std::size_t count = 0; begin > *std::prev(next) && count < c_maxBefore; ++count) {
+    do {
+      --begin;
+    } while (begin > *std::prev(next) && isContinuation(m_text[begin]));
+  }
+  const std::size_t end = std::min(m_text.find_first_of("\r\n", offset), offset + c_maxBehind);
+  std::size_t cut = std::min(end, m_text.size());
+  while (cut < m_text.size() && cut > offset && isContinuation(m_text[cut])) {
+    --cut;
+  }
+  return {m_text.substr(begin, offset - begin), m_text.substr(offset, cut - offset)};
 }
 
 std::optional<std::size_t> SourceText::invalidByte() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tools/dvrequest/support/Place.h>
+#include <tools/dvrequest/support/Report.h>
 
 #include <cstddef>
 #include <optional>
@@ -23,8 +24,10 @@ class SourceText {
 
   /// Columns count characters. Cheap for a series of growing offsets.
   Place place(std::size_t offset) const;
-  /// The line at `number`, without its end; empty when there is none.
-  std::string line(long number) const;
+  /// The byte at `place`; nothing when there is none.
+  std::optional<std::size_t> offset(const Place& place) const;
+  /// What stands around the byte in its line, as much as a terminal shows in one.
+  Excerpt excerpt(std::size_t offset) const;
   /// The first byte that is not part of a UTF-8 character.
   std::optional<std::size_t> invalidByte() const;
   /// Where the attribute `name`, whatever its prefix, begins in the start tag from `begin` to `end`.

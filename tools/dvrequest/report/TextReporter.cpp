@@ -14,8 +14,6 @@ constexpr const char* c_red = "\033[1;31m";
 constexpr const char* c_green = "\033[1;32m";
 constexpr const char* c_plain = "\033[0m";
 constexpr int c_labelWidth = 16;
-constexpr long c_maxBeforeMark = 50;
-constexpr std::size_t c_maxBehindMark = 80;
 
 void line(const std::string& label, const std::string& text) {
   std::cout << "  " << std::left << std::setw(c_labelWidth) << label << " " << printable(text) << "\n";
@@ -131,26 +129,19 @@ void showAllowed(const std::vector<Allowed>& allowed) {
   }
 }
 
-/// The line of the place, cut to what a terminal shows, with a mark below the place.
+std::string onOneLine(std::string text) {
+  std::replace(text.begin(), text.end(), '\t', ' ');
+  return printable(text);
+}
+
+/// The line of the place, with a mark below the place.
 std::string sourceLines(const Diagnostic& diagnostic, const std::string& mark) {
-  std::size_t offset = 0;
-  std::size_t window = 0;
-  for (long column = 1; column < diagnostic.place.column && offset < diagnostic.source.size(); ++column) {
-    offset += std::max(characterLength(diagnostic.source, offset), std::size_t{1});
-    if (column > c_maxBeforeMark) {
-      window += std::max(characterLength(diagnostic.source, window), std::size_t{1});
-    }
-  }
-  std::string before = diagnostic.source.substr(window, offset - window);
-  std::string line = before + diagnostic.source.substr(offset, c_maxBehindMark);
-  std::replace(before.begin(), before.end(), '\t', ' ');
-  std::replace(line.begin(), line.end(), '\t', ' ');
-  before = printable(before);
+  const std::string before = onOneLine(diagnostic.source.before);
   const auto isStart = [](char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80; };
   const auto width = static_cast<std::size_t>(std::count_if(before.begin(), before.end(), isStart));
   const std::string number = std::to_string(diagnostic.place.line);
-  return "    " + number + " | " + printable(line) + "\n    " + std::string(number.size(), ' ') + " | " +
-         std::string(width, ' ') + mark + "\n";
+  return "    " + number + " | " + before + onOneLine(diagnostic.source.behind) + "\n    " +
+         std::string(number.size(), ' ') + " | " + std::string(width, ' ') + mark + "\n";
 }
 
 /// What a reader of the service's log needs to find the entries.
@@ -175,7 +166,7 @@ void TextReporter::showDiagnostic(const std::string& file, const Diagnostic& dia
   const std::string place = toText(diagnostic.place);
   std::cout << printable(file) << ":" << place << (place.empty() ? " " : ": ")
             << coloured(diagnostic.severity + ":", c_red) << " " << printable(diagnostic.message) << "\n";
-  if (!diagnostic.source.empty()) {
+  if (!diagnostic.source.before.empty() || !diagnostic.source.behind.empty()) {
     std::cout << sourceLines(diagnostic, coloured("^", c_green));
   }
   if (!diagnostic.path.empty()) {

@@ -16,6 +16,12 @@ struct Allowed {
   std::string text;
 };
 
+/// A piece of the line of a place.
+struct Excerpt {
+  std::string before;
+  std::string behind;
+};
+
 /// One error of a document or fragment.
 struct Diagnostic {
   std::string severity;  ///< "warning", "error" or "fatal error"
@@ -25,7 +31,7 @@ struct Diagnostic {
   std::string path;  ///< of the element or attribute concerned, such as /DV_Request/request/@id; may be empty
   std::vector<Allowed> allowed;  ///< instead; empty when not known
   std::string hint;              ///< what is meant, and what to do; may be empty
-  std::string source;            ///< the line of the place; empty when not known
+  Excerpt source;                ///< at the place; empty when not known
   std::size_t consequences = 0;  ///< further messages of the parser that follow from this error
 };
 
