@@ -36,13 +36,13 @@ TEST_F(SweepClientTest, FaultInATableIsNamedWithLineAndColumn) {
       {"x,y\n1,\n", "line 2, column 2: '' is not a number; write it as 1.5 or 15e-1"},
       {"x,nan\n1,NaN\n", "line 2, column 2: 'NaN' is not a number; write it as 1.5 or 15e-1"},
       {"x,y\n1,1;5\n", "line 2, column 2: '1;5' is not a number; write it as 1.5 or 15e-1"},
-      {"x,x\n1,2\n", "line 1, column 2: the name 'x' stands there twice"},
+      {"x,x\n1,2\n", "line 1, column 2: duplicate column 'x'"},
       {"x,\n1,2\n", "line 1, column 2: a parameter name is missing"},
       {"realizationId\n1\n", "line 1, column 1: there is no parameter"},
       {"realizationId,x\n-1,2\n",
        "line 2, column 1: '-1' is not a realization id, which is a whole number from 0 to 4294967295"},
-      {"realizationId,x\n1,2\n1,3\n", "line 3, column 1: realization 1 stands there twice"},
-      {"x,realizationId\n1,2\n1,2\n", "line 3, column 2: realization 2 stands there twice"},
+      {"realizationId,x\n1,2\n1,3\n", "line 3, column 1: duplicate realization id 1"},
+      {"x,realizationId\n1,2\n1,2\n", "line 3, column 2: duplicate realization id 2"},
       {"x,1y\n1,2\n", "line 1, column 2: '1y' cannot name a parameter; use letters, digits and '_'"},
       {"x\n1\x01\t2\n", "line 2, column 1: '1??2' is not a number; write it as 1.5 or 15e-1"},
   };
@@ -168,7 +168,7 @@ TEST_F(SweepClientTest, ResultThatCannotBeWrittenIsNamed) {
   const Outcome accepted = server.client({"submit", "--expression", "x", "--parameters", m_folder.file("table.csv"),
                                           "--output", m_folder.file("nowhere/out.csv")});
   EXPECT_EQ(accepted.exitCode, 14);
-  const std::size_t named = accepted.errors.find("; if it was accepted, the job is Sweep_");
+  const std::size_t named = accepted.errors.find("; the job is Sweep_");
   ASSERT_NE(named, std::string::npos) << accepted.errors;
   const std::string unseen = accepted.errors.substr(accepted.errors.find("Sweep_", named));
   EXPECT_EQ(server.client({"--quiet", "wait", unseen.substr(0, unseen.find('\n'))}).exitCode, 0);

@@ -153,7 +153,6 @@ TEST(SweepConnectionTest, HostWithSeveralAddressesIsReachedAtTheOneThatAnswers) 
   channel.send("one", in(c_patience));
   server.echo();
   EXPECT_EQ(channel.receive(in(c_patience)), "one");
-  EXPECT_EQ(channel.getEndpoint(7), "tcp://127.0.0.1:7");
 }
 
 TEST(SweepConnectionTest, AddressesOfIpVersion6AreReached) {
@@ -167,7 +166,6 @@ TEST(SweepConnectionTest, AddressesOfIpVersion6AreReached) {
   channel.send("one", in(c_patience));
   server->echo();
   EXPECT_EQ(channel.receive(in(c_patience)), "one");
-  EXPECT_EQ(channel.getEndpoint(7), "tcp://[::1]:7");
 }
 
 TEST(SweepConnectionTest, PackagesThatMayComeAreWaitedForWithoutAFailure) {

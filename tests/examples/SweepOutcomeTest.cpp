@@ -100,7 +100,7 @@ TEST_F(SweepOutcomeTest, JobThatRunsTooLongTimesOutAndItsProcessEnds) {
 }
 
 TEST_F(SweepOutcomeTest, JobThatCrashesNamesItsSignal) {
-  Server server(spool(), {"--launch-with", "sh -c 'kill -SEGV $$'"});
+  Server server(spool(), {"--tries", "1", "--launch-with", "sh -c 'kill -SEGV $$'"});
   const std::string job = server.submit("x", table());
   const Outcome outcome = server.client({"--quiet", "wait", job});
   EXPECT_EQ(outcome.exitCode, 12);
@@ -109,7 +109,7 @@ TEST_F(SweepOutcomeTest, JobThatCrashesNamesItsSignal) {
 }
 
 TEST_F(SweepOutcomeTest, JobThatFailsNamesItsExitCodeAndItsLastWords) {
-  Server server(spool(), {"--launch-with", "sh -c 'echo no licence >&2; exit 7'"});
+  Server server(spool(), {"--tries", "1", "--launch-with", "sh -c 'echo no licence >&2; exit 7'"});
   const std::string job = server.submit("x", table());
   const Outcome outcome = server.client({"--quiet", "--json", "wait", job});
   EXPECT_EQ(outcome.exitCode, 9);
@@ -120,14 +120,14 @@ TEST_F(SweepOutcomeTest, JobThatFailsNamesItsExitCodeAndItsLastWords) {
 }
 
 TEST_F(SweepOutcomeTest, JobThatExitsWellWithoutAResultIsNotFinished) {
-  Server server(spool(), {"--launch-with", "true"});
+  Server server(spool(), {"--tries", "1", "--launch-with", "true"});
   const std::string job = server.submit("x", table());
   EXPECT_EQ(server.client({"wait", job}).exitCode, 9);
   EXPECT_EQ(server.state(job), "Failed");
 }
 
 TEST_F(SweepOutcomeTest, LauncherThatDoesNotExistFailsTheJob) {
-  Server server(spool(), {"--launch-with", "/nowhere/launcher"});
+  Server server(spool(), {"--tries", "1", "--launch-with", "/nowhere/launcher"});
   const std::string job = server.submit("x", table());
   const Outcome outcome = server.client({"--quiet", "wait", job});
   EXPECT_EQ(outcome.exitCode, 9);

@@ -1,9 +1,9 @@
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/Spool.h>
+#include <gtest/gtest.h>
 #include <tests/examples/SweepPrograms.h>
 
 #include <algorithm>
-#include <boost/process.hpp>
 #include <chrono>
 #include <csignal>
 #include <nlohmann/json.hpp>
@@ -13,39 +13,37 @@ namespace SweepTest {
 
 namespace {
 
-namespace bp = boost::process;
-using TestSupport::TemporaryFolder;
-
-constexpr std::chrono::minutes c_patience{2};
-
-bp::child start(const std::string& program, const Arguments& arguments, const TemporaryFolder& folder) {
-  return bp::child(bp::exe = program, bp::args = arguments, bp::std_in<bp::null, bp::std_out> folder.file("out"),
-                   bp::std_err > folder.file("err"));
+Arguments commandOf(const std::string& program, const Arguments& arguments) {
+  Arguments command{program};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return command;
 }
 
-bool waitFor(bp::child& child) {
-  const auto deadline = std::chrono::steady_clock::now() + c_patience;
-  while (child.running()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      child.terminate();
-      return false;
+Arguments serverCommand(const std::string& spool, const Arguments& arguments, AtStop atStop) {
+  Arguments all{"--spool", spool};
+  for (const char* port : {"--request-port", "--publisher-port"}) {
+    if (std::count(arguments.begin(), arguments.end(), port) == 0) {
+      all.insert(all.end(), {port, "0"});
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  return true;
-}
-
-Outcome finish(bp::child& child, const TemporaryFolder& folder) {
-  Outcome outcome;
-  outcome.exitCode = waitFor(child) ? child.exit_code() : -1;
-  outcome.output = TemporaryFolder::read(folder.file("out"));
-  outcome.errors = TemporaryFolder::read(folder.file("err"));
-  return outcome;
+  if (atStop == AtStop::EndJobs) {
+    all.emplace_back("--stop-jobs");
+  }
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return commandOf(serverProgram(), all);
 }
 
 std::string wordAfter(const std::string& text, const std::string& label) {
   const std::size_t begin = text.find(label) + label.size();
   return text.substr(begin, text.find_first_not_of("0123456789", begin) - begin);
+}
+
+/// Servers and those who wait for jobs may run as long as a test may.
+TestSupport::ProgramOptions patient(const std::string& input = {}) {
+  TestSupport::ProgramOptions options;
+  options.input = input;
+  options.timeout = std::chrono::seconds(500);
+  return options;
 }
 
 }  // namespace
@@ -58,14 +56,12 @@ std::string slowLauncher(const std::string& seconds) { return "sh -c 'sleep " + 
 
 void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
-Outcome run(const std::string& program, const Arguments& arguments) {
-  const TemporaryFolder folder;
-  bp::child child = start(program, arguments, folder);
-  return finish(child, folder);
+Outcome run(const std::string& program, const Arguments& arguments, const std::string& input) {
+  return TestSupport::runProgram(commandOf(program, arguments), patient(input));
 }
 
 Outcome runOnTerminal(const std::string& commandLine) {
-  return run(bp::search_path("script").string(), {"--quiet", "--return", "--command", commandLine, "/dev/null"});
+  return run("script", {"--quiet", "--return", "--command", commandLine, "/dev/null"});
 }
 
 void storeProgress(const std::string& spool, const std::string& job, double progress) {
@@ -74,46 +70,25 @@ void storeProgress(const std::string& spool, const std::string& job, double prog
   status.jobId = SweepJobId::fromText(job);
   status.state = JobState::Running;
   status.progress = progress;
-  writeStoredFile(JobFolder(spool, status.jobId).progress, writeReplyPackage({status}, "test"));
+  replaceFile(PartFiles(spool, status.jobId, 1, 1).progress, writeReplyPackage({status}, "test"));
 }
 
-RunningClient::RunningClient(const std::string& server, const Arguments& arguments) {
-  Arguments all{"--server", server};
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  m_child = start(clientProgram(), all, m_folder);
-}
+RunningClient::RunningClient(const std::string& server, const Arguments& arguments)
+    : m_program(commandOf(clientProgram(), commandOf("--server", commandOf(server, arguments))), patient()) {}
 
-RunningClient::~RunningClient() {
-  std::error_code ignored;
-  m_child.terminate(ignored);
-}
-
-std::string RunningClient::errors() const { return TemporaryFolder::read(m_folder.file("err")); }
-
-Outcome RunningClient::wait() { return finish(m_child, m_folder); }
-
-Server::Server(const std::string& spool, const Arguments& arguments) {
-  Arguments all{"--spool", spool};
-  for (const char* port : {"--request-port", "--publisher-port"}) {
-    if (std::count(arguments.begin(), arguments.end(), port) == 0) {
-      all.insert(all.end(), {port, "0"});
-    }
-  }
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  m_child = start(serverProgram(), all, m_folder);
-  const auto isReady = [&] {
-    return TemporaryFolder::read(m_folder.file("out")).find('\n') != std::string::npos || !m_child.running();
-  };
-  const bool isStarted = eventually(isReady) && m_child.running();
-  EXPECT_TRUE(isStarted) << TemporaryFolder::read(m_folder.file("err"));
-  const std::string greeting = TemporaryFolder::read(m_folder.file("out"));
+Server::Server(const std::string& spool, const Arguments& arguments, AtStop atStop)
+    : m_program(serverCommand(spool, arguments, atStop), patient()) {
+  const auto isReady = [&] { return m_program.output().find('\n') != std::string::npos || !m_program.isRunning(); };
+  const bool isStarted = eventually(isReady) && m_program.isRunning();
+  EXPECT_TRUE(isStarted) << m_program.errors();
+  const std::string greeting = m_program.output();
   m_requestPort = wordAfter(greeting, "requestServerPort:");
   m_publisherPort = wordAfter(greeting, "publisherPort:");
 }
 
 Server::~Server() {
   if (!m_wasEnded) {
-    EXPECT_EQ(stop(), 0) << TemporaryFolder::read(m_folder.file("err"));
+    EXPECT_EQ(stop(), 0) << m_program.errors();
   }
 }
 
@@ -141,18 +116,14 @@ std::string Server::waitForState(const std::string& job, const std::string& want
 
 void Server::kill() {
   m_wasEnded = true;
-  ::kill(m_child.id(), SIGKILL);
-  m_child.wait();
+  m_program.signal(SIGKILL);
+  m_program.wait();
 }
 
 int Server::stop() {
   m_wasEnded = true;
-  if (m_child.running()) {
-    ::kill(m_child.id(), SIGTERM);
-  }
-  return waitFor(m_child) ? m_child.exit_code() : -1;
+  m_program.signal(SIGTERM);
+  return m_program.wait().exitCode;
 }
-
-bool Server::isRunning() { return m_child.running(); }
 
 }  // namespace SweepTest

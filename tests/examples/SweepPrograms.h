@@ -1,54 +1,48 @@
 #pragma once
 
+#include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
 
-#include <boost/process/child.hpp>
-#include <boost/process/group.hpp>
-#include <memory>
 #include <string>
 #include <vector>
 
 /// Runs the programs of the parameter sweep as a user does.
 namespace SweepTest {
 
-using Arguments = std::vector<std::string>;
+using Arguments = TestSupport::Command;
+using Outcome = TestSupport::ProgramRun;
 
-/// What a program that ended has left.
-struct Outcome {
-  int exitCode = -1;
-  std::string output;
-  std::string errors;
-};
-
-/// Runs a program to its end; one that takes longer than two minutes is ended and gives exit code -1.
-Outcome run(const std::string& program, const Arguments& arguments);
+/// Runs a program to its end.
+Outcome run(const std::string& program, const Arguments& arguments, const std::string& input = {});
 
 /// Runs a command line with a terminal as its standard output and error.
 Outcome runOnTerminal(const std::string& commandLine);
 
-/// Stores a progress from 0 to 1 as a running job does.
+/// Stores a progress from 0 to 1 as the program of the job's only part does.
 void storeProgress(const std::string& spool, const std::string& job, double progress);
 
 /// A sweep-client that runs.
 class RunningClient {
  public:
   RunningClient(const std::string& server, const Arguments& arguments);
-  ~RunningClient();
-  Outcome wait();
+  Outcome wait() { return m_program.wait(); }
+  std::string output() const { return m_program.output(); }
   /// What it wrote to standard error so far.
-  std::string errors() const;
+  std::string errors() const { return m_program.errors(); }
 
  private:
-  TestSupport::TemporaryFolder m_folder;
-  boost::process::child m_child;
+  TestSupport::Program m_program;
 };
+
+/// What becomes of the processes of jobs when the server ends in order.
+enum class AtStop { EndJobs, LeaveJobs };
 
 /// A sweep-server, with free ports unless the arguments name some, as long as the object exists. The test fails when it
 /// does not end in order.
 class Server {
  public:
   /// Starts it and waits until it is ready. Fails the test when it does not get so far.
-  explicit Server(const std::string& spool, const Arguments& arguments = {});
+  explicit Server(const std::string& spool, const Arguments& arguments = {}, AtStop atStop = AtStop::EndJobs);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
   ~Server();
@@ -58,6 +52,7 @@ class Server {
   /// HOST:PORT of the requests.
   std::string address() const { return "127.0.0.1:" + m_requestPort; }
   std::string publisherAddress() const { return "127.0.0.1:" + m_publisherPort; }
+  const std::string& requestPort() const { return m_requestPort; }
 
   /// Runs sweep-client against this server.
   Outcome client(Arguments arguments) const;
@@ -72,11 +67,11 @@ class Server {
   void kill();
   /// Has it end in order; returns its exit code.
   int stop();
-  bool isRunning();
+  void signal(int number) { m_program.signal(number); }
+  bool isRunning() { return m_program.isRunning(); }
 
  private:
-  TestSupport::TemporaryFolder m_folder;
-  boost::process::child m_child;
+  TestSupport::Program m_program;
   std::string m_requestPort;
   std::string m_publisherPort;
   bool m_wasEnded = false;

@@ -190,19 +190,23 @@ TEST_F(SweepRefusalTest, SubscriptionsToNonsenseAndBytesThatAreNoMessagesDoNotDi
   EXPECT_EQ(refused("<a/>"), "MalformedPackage");
 }
 
-TEST_F(SweepRefusalTest, LateSubscriberGetsThePresentStateAtOnce) {
+TEST_F(SweepRefusalTest, WhoFollowsAJobLateGetsThePresentStateAtOnce) {
   ASSERT_EQ(m_server.waitForState(m_known.jobId.toString(), "Running"), "Running");
-  zmq::context_t context;
-  for (int subscribers = 0; subscribers < 2; ++subscribers) {
-    zmq::socket_t subscriber(context, zmq::socket_type::sub);
-    subscriber.set(zmq::sockopt::linger, 0);
-    subscriber.set(zmq::sockopt::rcvtimeo, 60000);
-    subscriber.set(zmq::sockopt::subscribe, replyPackageStart(m_known.jobId.toString()));
-    subscriber.connect("tcp://" + m_server.publisherAddress());
-    zmq::message_t message;
-    ASSERT_TRUE(subscriber.recv(message, zmq::recv_flags::none));
-    EXPECT_NE(message.to_string().find("<state>Running</state>"), std::string::npos) << message.to_string();
+  for (int followers = 0; followers < 2; ++followers) {
+    RawClient follower(m_server.publisherAddress());
+    const ReplyContent content = follower.ask(Request{RequestKind::Follow, m_known.jobId});
+    ASSERT_EQ(refusal(content), "status");
+    EXPECT_EQ(std::get<JobStatus>(content).state, JobState::Running);
   }
+}
+
+TEST_F(SweepRefusalTest, OnlyRequestsToFollowAJobAreTakenAtThePortForProgress) {
+  RawClient client(m_server.publisherAddress());
+  for (const auto kind : {RequestKind::Status, RequestKind::Cancel, RequestKind::List}) {
+    EXPECT_EQ(refusal(client.ask(Request{kind, m_known.jobId})), "UnknownRequest");
+  }
+  EXPECT_EQ(refusal(client.ask(Request{RequestKind::Follow, SweepJobId()})), "UnknownJob");
+  EXPECT_EQ(refusal(m_client.ask(Request{RequestKind::Follow, m_known.jobId})), "UnknownRequest");
 }
 
 }  // namespace

@@ -40,14 +40,6 @@ class SweepRestartTest : public SweepTest::RawTest {
   }
   std::string jobFolder(const std::string& job) const { return spool() + "/jobs/" + job.substr(job.find('#') + 1); }
 
-  /// A job that finished with a server that has ended since.
-  std::string finishedJob(const std::string& expression) const {
-    Server server(spool());
-    const std::string job = server.submit(expression, table());
-    EXPECT_EQ(server.waitForState(job, "Finished"), "Finished");
-    return job;
-  }
-
   TemporaryFolder m_folder;
 };
 
@@ -74,7 +66,7 @@ TEST_F(SweepRestartTest, JobThatFinishedWithoutAServerIsFinishedForTheNext) {
     server.kill();
   }
   letJobsGo();
-  ASSERT_TRUE(SweepTest::eventually([&] { return std::filesystem::exists(jobFolder(job) + "/result.xml"); }));
+  ASSERT_TRUE(SweepTest::eventually([&] { return std::filesystem::exists(jobFolder(job) + "/1.1.result"); }));
   Server server(spool());
   EXPECT_EQ(server.waitForState(job, "Finished"), "Finished");
   EXPECT_EQ(server.client({"result", job}).output, "realizationId,result\n1,42\n");
@@ -95,6 +87,48 @@ TEST_F(SweepRestartTest, JobWhoseProcessDiedWithTheServerStartsAgain) {
   Server server(spool(), {"--launch-with", notingLauncher()});
   EXPECT_EQ(server.client({"wait", job}).exitCode, 0);
   EXPECT_EQ(countStarts(), 2U);
+}
+
+TEST_F(SweepRestartTest, OrderlyEndLeavesRunningJobsToTheNextServer) {
+  std::string job;
+  {
+    Server server(spool(), {"--launch-with", notingLauncher()}, SweepTest::AtStop::LeaveJobs);
+    job = server.submit("2*x", table());
+    ASSERT_TRUE(waitForStarts(1));
+    ASSERT_EQ(server.waitForState(job, "Running"), "Running");
+    EXPECT_EQ(server.stop(), 0);
+  }
+  Server server(spool(), {"--launch-with", notingLauncher()});
+  EXPECT_EQ(server.state(job), "Running");
+  letJobsGo();
+  EXPECT_EQ(server.client({"wait", job}).exitCode, 0);
+  EXPECT_EQ(server.client({"result", job}).output, "realizationId,result\n1,42\n");
+  EXPECT_EQ(countStarts(), 1U);
+}
+
+TEST_F(SweepRestartTest, StrangeFilesInTheSpoolHinderNothing) {
+  const std::filesystem::path jobs = std::filesystem::path(spool()) / "jobs";
+  std::filesystem::create_directories(jobs / "something else");
+  std::filesystem::create_symlink("loop", jobs / "loop");
+  const std::string fifo = (jobs / SweepJobId().getUniqueId()).string();
+  ASSERT_EQ(::mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
+  Server server(spool());
+  EXPECT_EQ(server.waitForState(server.submit("x", table()), "Finished"), "Finished");
+}
+
+TEST_F(SweepRestartTest, EndedJobsAreKnownToTheNextServersUntilTheirTimeIsOver) {
+  std::string finished;
+  {
+    Server server(spool());
+    finished = server.submit("2*x", table());
+    EXPECT_EQ(server.waitForState(finished, "Finished"), "Finished");
+  }
+  {
+    Server server(spool());
+    EXPECT_EQ(server.client({"result", finished}).output, "realizationId,result\n1,42\n");
+  }
+  Server server(spool(), {"--keep", "0.000001"});
+  EXPECT_TRUE(SweepTest::eventually([&] { return server.client({"status", finished}).exitCode == 5; }));
 }
 
 TEST_F(SweepRestartTest, ClientThatWaitsGoesOnWithTheNextServer) {
@@ -118,7 +152,7 @@ TEST_F(SweepRestartTest, CancelledAndFailedJobsStaySo) {
   std::string cancelled;
   std::string failed;
   {
-    Server server(spool(), {"--launch-with", "sh -c 'sleep 0.5; exit 7'"});
+    Server server(spool(), {"--tries", "1", "--launch-with", "sh -c 'sleep 0.5; exit 7'"});
     failed = server.submit("x", table());
     cancelled = server.submit("x", table());
     server.client({"cancel", cancelled});
@@ -145,75 +179,6 @@ TEST_F(SweepRestartTest, JobCancelledJustBeforeAKillLosesItsProcess) {
   EXPECT_EQ(server.state(job), "Cancelled");
   const std::string process = "/proc/" + std::to_string(std::stoi(TemporaryFolder::read(pid))) + "/cmdline";
   EXPECT_TRUE(SweepTest::eventually([&] { return TemporaryFolder::read(process).empty(); }));
-}
-
-TEST_F(SweepRestartTest, SubmissionThatNeverReachedItsPlaceIsNoJob) {
-  const SweepJobId jobId;
-  const std::filesystem::path folder = std::filesystem::path(spool()) / "jobs" / jobId.getUniqueId();
-  std::filesystem::create_directories(folder);
-  m_folder.write("spool/jobs/" + jobId.getUniqueId() + "/request.xml.1.new", "<DV_Requ");
-  std::filesystem::create_directories(std::filesystem::path(spool()) / "jobs" / "something else");
-  m_folder.write("spool/jobs/something else/request.xml", "no job");
-  Server server(spool());
-  EXPECT_EQ(server.client({"status", jobId.toString()}).exitCode, 5);
-}
-
-TEST_F(SweepRestartTest, DamagedResultIsNeverReportedAsFinished) {
-  const std::string job = finishedJob("2*x");
-  const std::string file = jobFolder(job) + "/result.xml";
-  std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
-  Server server(spool());
-  EXPECT_EQ(server.state(job), "Failed");
-}
-
-TEST_F(SweepRestartTest, ResultOfAnotherJobIsNotTakenForOnesOwn) {
-  const std::string one = finishedJob("2*x");
-  const std::string other = finishedJob("3*x");
-  std::filesystem::copy_file(jobFolder(one) + "/result.xml", jobFolder(other) + "/result.xml",
-                             std::filesystem::copy_options::overwrite_existing);
-  Server server(spool());
-  EXPECT_EQ(server.state(one), "Finished");
-  EXPECT_EQ(server.state(other), "Failed");
-  std::filesystem::remove(jobFolder(one) + "/result.xml");
-  const SweepTest::Outcome outcome = server.client({"result", one});
-  EXPECT_EQ(outcome.exitCode, 1);
-  EXPECT_NE(outcome.errors.find("the result cannot be read any more"), std::string::npos) << outcome.errors;
-}
-
-TEST_F(SweepRestartTest, LogIsReadAroundALineThatWasNeverFinished) {
-  const std::string job = finishedJob("2*x");
-  const std::string file = jobFolder(job) + "/job.log";
-  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 20);
-  std::filesystem::remove(jobFolder(job) + "/result.xml");
-  Server server(spool());
-  ASSERT_EQ(server.waitForState(job, "Finished"), "Finished");
-  const std::string log = server.client({"log", job}).output;
-  EXPECT_NE(log.find("sweep-job: finished\n"), std::string::npos) << log;
-  EXPECT_EQ(log.find("sweep-job: finished\n"), log.rfind("sweep-job: finished\n")) << "the first one was cut";
-}
-
-TEST_F(SweepRestartTest, StrangeFilesInTheSpoolKeepNobodyElseWaiting) {
-  const Request request = SweepTest::makeSubmission("2*x");
-  const std::filesystem::path jobs = std::filesystem::path(spool()) / "jobs";
-  const std::string folder = (jobs / request.jobId.getUniqueId()).string();
-  std::filesystem::create_directories(folder + "/process");
-  std::ofstream(folder + "/request.xml") << writeRequestPackage(request);
-  ASSERT_EQ(::mkfifo((folder + "/result.xml").c_str(), S_IRUSR | S_IWUSR), 0);
-  std::filesystem::create_symlink("loop", jobs / "loop");
-  Server server(spool());
-  EXPECT_EQ(server.waitForState(request.jobId.toString(), "Finished"), "Finished");
-  EXPECT_EQ(server.waitForState(server.submit("x", table()), "Finished"), "Finished");
-}
-
-TEST_F(SweepRestartTest, RecordThatCannotBeRemovedHindersNothing) {
-  Server server(spool(), {"--launch-with", notingLauncher()});
-  const std::string job = server.submit("2*x", table());
-  const std::string record = jobFolder(job) + "/process";
-  ASSERT_TRUE(SweepTest::eventually([&] { return std::filesystem::is_regular_file(record); }));
-  std::filesystem::remove(record);
-  std::filesystem::create_directories(record + "/full");
-  letJobsGo();
-  EXPECT_EQ(server.waitForState(job, "Finished"), "Finished");
 }
 
 /// Submits while a server is killed at random moments, again and again.

@@ -1,5 +1,6 @@
 #include <tests/examples/SweepPrograms.h>
 
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 
@@ -34,7 +35,9 @@ class SweepSecurityTest : public testing::Test {
     std::string secretKey;
     alice >> server;
     mallory >> ignored >> publicKey >> secretKey;
-    return m_folder.write("stranger.key", server + "\n" + publicKey + "\n" + secretKey + "\n");
+    const std::string file = m_folder.write("stranger.key", server + "\n" + publicKey + "\n" + secretKey + "\n");
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    return file;
   }
 
   std::string table() const { return m_folder.write("table.csv", "x\n21\n"); }
@@ -93,8 +96,7 @@ TEST_F(SweepSecurityTest, ClientAtThePublishersPortIsToldToCheckThePort) {
       SweepTest::run(SweepTest::clientProgram(), {"--server", server.publisherAddress(), "--timeout", "5", "status",
                                                   "0123456789abcdef-0123456789abcdef-"
                                                   "0123456789abcdef"});
-  // Either side may notice first.
-  EXPECT_TRUE(outcome.exitCode == 3 || outcome.exitCode == 4) << outcome.exitCode;
+  EXPECT_EQ(outcome.exitCode, 13);
   EXPECT_NE(outcome.errors.find("check the port"), std::string::npos) << outcome.errors;
 }
 
@@ -119,6 +121,51 @@ TEST_F(SweepSecurityTest, FileThatHoldsNoKeysIsRefused) {
   const Outcome outcome = submitWith(server, m_folder.write("no.key", "nothing\n"));
   EXPECT_EQ(outcome.exitCode, 14);
   EXPECT_NE(outcome.errors.find("does not hold 3 keys"), std::string::npos) << outcome.errors;
+}
+
+TEST_F(SweepSecurityTest, KeyFileThatOthersCanReadIsRefused) {
+  const Server server(m_folder.file("spool"), {"--keys", keys()});
+  fs::permissions(aliceKeys(), fs::perms::group_read, fs::perm_options::add);
+  const Outcome outcome = submitWith(server, aliceKeys());
+  EXPECT_EQ(outcome.exitCode, 14);
+  EXPECT_NE(outcome.errors.find("chmod 600"), std::string::npos) << outcome.errors;
+  fs::permissions(keys() + "/server.key", fs::perms::others_read, fs::perm_options::add);
+  const Outcome second = SweepTest::run(
+      SweepTest::serverProgram(),
+      {"--request-port", "0", "--publisher-port", "0", "--spool", m_folder.file("other"), "--keys", keys()});
+  EXPECT_EQ(second.exitCode, 1);
+  EXPECT_NE(second.errors.find("chmod 600"), std::string::npos) << second.errors;
+}
+
+TEST_F(SweepSecurityTest, JobsOfOthersDoNotExist) {
+  ASSERT_EQ(keygen(keys(), "bob").exitCode, 0);
+  ASSERT_EQ(keygen(keys(), "admin").exitCode, 0);
+  const Server server(m_folder.file("spool"), {"--keys", keys(), "--admin", "admin"});
+  const auto as = [&](const std::string& name, SweepTest::Arguments arguments) {
+    arguments.insert(arguments.begin(), {"--keys", keys() + "/" + name + ".key"});
+    return server.client(arguments);
+  };
+  const std::string job =
+      TestSupport::linesOf(as("alice", {"submit", "--expression", "x", "--parameters", table()}).output).at(0);
+  EXPECT_EQ(as("alice", {"--quiet", "wait", job}).exitCode, 0);
+  for (const char* command : {"status", "wait", "result", "log", "output", "cancel", "remove"}) {
+    EXPECT_EQ(as("bob", {command, job}).exitCode, 5) << command;
+  }
+  EXPECT_EQ(as("bob", {"submit", "--again", job}).exitCode, 5);
+  EXPECT_EQ(as("bob", {"list"}).output, "");
+  EXPECT_EQ(as("bob", {"list", "--owner", "alice"}).output, "");
+  EXPECT_NE(as("admin", {"list"}).output.find(" alice"), std::string::npos);
+  EXPECT_EQ(as("admin", {"result", job}).exitCode, 0);
+  EXPECT_EQ(as("alice", {"result", job}).exitCode, 0);
+}
+
+TEST_F(SweepSecurityTest, KeysAreReadAgainOnRequest) {
+  Server server(m_folder.file("spool"), {"--keys", keys()});
+  ASSERT_EQ(keygen(keys(), "bob").exitCode, 0);
+  fs::remove(keys() + "/clients/alice.pub");
+  server.signal(SIGHUP);
+  EXPECT_TRUE(SweepTest::eventually([&] { return submitWith(server, keys() + "/bob.key").exitCode == 0; }));
+  EXPECT_EQ(submitWith(server, aliceKeys()).exitCode, 4);
 }
 
 }  // namespace

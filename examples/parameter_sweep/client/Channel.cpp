@@ -116,11 +116,6 @@ std::optional<std::string> Channel::receiveIfAny(Clock::time_point deadline) {
   return message.to_string();
 }
 
-std::string Channel::getEndpoint(int port) const {
-  const std::string& endpoint = m_endpoints.at(m_endpoint);
-  return endpoint.substr(0, endpoint.rfind(':') + 1) + std::to_string(port);
-}
-
 /// Waits for the given events of the socket, or for news of the connection. False at the deadline.
 bool Channel::wait(short events, Clock::time_point deadline) {
   std::array<zmq::pollitem_t, 2> items{{{m_monitor, 0, ZMQ_POLLIN, 0}, {m_socket, 0, events, 0}}};

@@ -40,9 +40,8 @@ class Channel {
   /// The next package; empty when there is none until the deadline, whatever the connection does.
   std::optional<std::string> receiveIfAny(Clock::time_point deadline);
 
-  /// The address in use, as the messaging library takes it; for another port of the same machine. Call it after
-  /// `connect`.
-  std::string getEndpoint(int port) const;
+  /// Whether the server has taken the connection and has not left it since.
+  bool isConnected() const { return m_isConnected; }
 
  private:
   void open();

@@ -2,22 +2,23 @@
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/Spool.h>
 
+#include <algorithm>
 #include <boost/date_time/posix_time/posix_time.hpp>
-#include <boost/process.hpp>
+#include <cctype>
 #include <cmath>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
-#include <iterator>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
+#include <system_error>
 
 namespace ParameterSweep {
 
 namespace {
 
-namespace bp = boost::process;
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
@@ -31,41 +32,54 @@ std::string toTime(std::int64_t milliseconds) {
   return boost::posix_time::to_iso_extended_string(boost::posix_time::from_time_t(milliseconds / 1000)) + "Z";
 }
 
-/// The drawing instructions with their data. What is not a finite number leaves a gap.
-std::string plotScript(const SweepResult& result) {
-  std::string script =
-      "set terminal svg size 900,500\nset xlabel 'realization'\nset ylabel 'result'\nset grid\nunset key\n"
-      "$data << END\n";
-  for (const Realization& realization : result.realizations) {
-    script += std::to_string(realization.realizationId) + " " +
-              (std::isfinite(realization.value) ? toText(realization.value) : "NaN") + "\n";
-  }
-  return script + "END\nplot $data using 1:2 with linespoints pointtype 7 pointsize 0.3\n";
+/// What others wrote must not look like further lines, nor direct the terminal.
+std::string toOneLine(std::string text) {
+  const auto isControl = [](char character) { return std::iscntrl(static_cast<unsigned char>(character)) != 0; };
+  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  return text;
 }
 
-}  // namespace
+int toPercent(double progress) { return static_cast<int>(std::floor(100 * progress)); }
+
+/// One line; bytes that are not UTF-8 become U+FFFD.
+std::string toLine(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"; }
+
+/// Adds what is known; 0 and the empty text say that it is not.
+void addTime(Json& json, const char* name, std::int64_t milliseconds) {
+  if (milliseconds != 0) {
+    json[name] = toTime(milliseconds);
+  }
+}
+
+void addText(Json& json, const char* name, const std::string& text) {
+  if (!text.empty()) {
+    json[name] = text;
+  }
+}
 
 Json toJson(const SweepFailure& failure) {
-  return {{"kind", toText(failure.getKind())}, {"message", failure.what()}, {"exitCode", exitCode(failure.getKind())}};
+  return {{"kind", toText(failure.getKind())},
+          {"message", failure.getMessage()},
+          {"exitCode", exitCode(failure.getKind())}};
 }
 
 Json toJson(const JobStatus& status) {
-  Json json{{"job", status.jobId.toString()},
-            {"state", toText(status.state)},
-            {"progress", status.progress},
-            {"host", status.host.getNameOrIp()}};
+  Json json{{"job", status.jobId.toString()}, {"name", status.jobId.getName()}};
+  addText(json, "title", status.title);
+  addText(json, "owner", status.owner);
+  json["state"] = toText(status.state);
+  json["progress"] = status.progress;
+  json["host"] = status.host.getNameOrIp();
+  json["priority"] = status.priority;
+  json["realizations"] = status.realizations;
+  json["parts"] = status.parts;
+  json["partsDone"] = status.partsDone;
+  json["partsRunning"] = status.partsRunning;
+  addTime(json, "submitted", status.submitted);
+  addTime(json, "started", status.started);
+  addTime(json, "ended", status.ended);
   if (status.failure) {
     json["failure"] = toJson(*status.failure);
-  }
-  return json;
-}
-
-Json toJson(const SweepResult& result) {
-  Json json{{"job", result.jobId.toString()}, {"results", Json::array()}};
-  for (const Realization& realization : result.realizations) {
-    const bool isNumber = std::isfinite(realization.value);
-    json["results"].push_back({{"realizationId", realization.realizationId},
-                               {"result", isNumber ? Json(realization.value) : Json(toText(realization.value))}});
   }
   return json;
 }
@@ -81,17 +95,69 @@ Json toJson(const JobMessages& log) {
   return json;
 }
 
-std::string toLine(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"; }
-
-std::string toLines(const JobStatus& status) {
-  std::ostringstream line;
-  line << status.jobId.getName() << " " << toText(status.state) << " " << std::floor(100 * status.progress) << " %"
-       << (status.host.hasNameOrIp() ? " on " : "") << status.host.getNameOrIp() << (status.failure ? ": " : "")
-       << (status.failure ? status.failure->what() : "") << "\n";
-  return line.str();
+Json toJson(const ServerHealth& health) {
+  Json json{{"server", health.server.toString()},
+            {"version", health.version},
+            {"upSeconds", health.upSeconds},
+            {"engine", health.engine}};
+  addText(json, "engineError", health.engineError);
+  addText(json, "storeError", health.storeError);
+  json["queued"] = health.queued;
+  json["running"] = health.running;
+  json["partsRunning"] = health.partsRunning;
+  json["bytesFree"] = health.bytesFree;
+  json["healthy"] = isHealthy(health);
+  return json;
 }
 
-std::string toLines(const SweepResult& result) {
+/// Written without a document in memory, which would be many times as large.
+std::string toJsonLine(const SweepResult& result) {
+  std::string line = R"({"job":")" + result.jobId.toString() + R"(","results":[)";
+  for (const Realization& realization : result.realizations) {
+    const std::string value = toText(realization.value);
+    line += (line.back() == '[' ? "" : ",") + (R"({"realizationId":)" + std::to_string(realization.realizationId)) +
+            R"(,"result":)" + (std::isfinite(realization.value) ? value : '"' + value + '"') + "}";
+  }
+  return line + "]}\n";
+}
+
+}  // namespace
+
+std::string showProgress(const JobStatus& status) {
+  const std::string percent = std::to_string(toPercent(status.progress)) + " %";
+  return status.parts < 2
+             ? percent
+             : percent + ", " + std::to_string(status.partsDone) + " of " + std::to_string(status.parts) + " parts";
+}
+
+std::string show(const JobStatus& status, Form form) {
+  if (form == Form::Json) {
+    return toLine(toJson(status));
+  }
+  return status.jobId.toString() + " " + toText(status.state) + " " + showProgress(status) +
+         (status.host.hasNameOrIp() ? " on " + status.host.getNameOrIp() : "") +
+         (status.failure ? ": " + toOneLine(status.failure->getMessage()) : "") + "\n";
+}
+
+std::string show(const JobList& list, Form form) {
+  std::ostringstream lines;
+  for (const JobStatus& job : list.jobs) {
+    if (form == Form::Json) {
+      lines << toLine(toJson(job));
+      continue;
+    }
+    lines << job.jobId.toString() << " " << std::left << std::setw(9) << toText(job.state) << std::right << std::setw(4)
+          << toPercent(job.progress) << " % " << toTime(job.submitted)
+          << (job.owner.empty() ? "" : " " + toOneLine(job.owner))
+          << (job.title.empty() ? "" : " " + toOneLine(job.title)) << "\n";
+  }
+  return lines.str();
+}
+
+std::string show(const SweepResult& result, Form form) {
+  if (form == Form::Json) {
+    return toJsonLine(result);
+  }
   std::string csv = "realizationId,result\n";
   for (const Realization& realization : result.realizations) {
     csv += std::to_string(realization.realizationId) + "," + toText(realization.value) + "\n";
@@ -99,12 +165,47 @@ std::string toLines(const SweepResult& result) {
   return csv;
 }
 
-std::string toLines(const JobMessages& log) {
+std::string show(const JobMessages& log, Form form) {
+  if (form == Form::Json) {
+    return toLine(toJson(log));
+  }
   std::string lines;
   for (const LogMessage& message : log.messages) {
-    lines += toTime(message.timestamp) + " " + toText(message.type) + " " + message.group + ": " + message.text + "\n";
+    lines += toTime(message.timestamp) + " " + toText(message.type) + " " + toOneLine(message.group) + ": " +
+             toOneLine(message.text) + "\n";
   }
   return lines;
+}
+
+std::string show(const JobOutput& output, Form form) {
+  return form == Form::Json ? toLine({{"job", output.jobId.toString()}, {"text", output.text}}) : output.text;
+}
+
+std::string show(const JobRemoved& removed, Form form) {
+  const std::string job = removed.jobId.toString();
+  return form == Form::Json ? toLine({{"job", job}}) : job + "\n";
+}
+
+bool isHealthy(const ServerHealth& health) { return health.engineError.empty() && health.storeError.empty(); }
+
+std::string show(const ServerHealth& health, Form form) {
+  if (form == Form::Json) {
+    return toLine(toJson(health));
+  }
+  constexpr double c_bytesInGibibyte = 1024.0 * 1024 * 1024;
+  std::ostringstream line;
+  line << (isHealthy(health) ? "healthy" : "unhealthy") << ": sweep-server " << health.version << ", up "
+       << static_cast<std::int64_t>(health.upSeconds) << " s, engine " << health.engine << ", " << health.queued
+       << " jobs queued, " << health.running << " running in " << health.partsRunning << " parts, " << std::fixed
+       << std::setprecision(1) << static_cast<double>(health.bytesFree) / c_bytesInGibibyte << " GiB free";
+  for (const std::string& error : {health.engineError, health.storeError}) {
+    line << (error.empty() ? "" : "; " + toOneLine(error));
+  }
+  return line.str() + "\n";
+}
+
+std::string show(const SweepFailure& failure, Form form) {
+  return form == Form::Json ? toLine(toJson(failure)) : std::string("sweep-client: ") + failure.what() + "\n";
 }
 
 void writeOutput(const std::string& file, const std::string& text) {
@@ -119,35 +220,25 @@ void writeOutput(const std::string& file, const std::string& text) {
   }
 }
 
-void plot(const SweepResult& result, const std::string& file) {
-  const auto program = bp::search_path("gnuplot");
-  if (program.empty()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot cannot be found; install it, or leave --plot out");
+SweepFailure toFailure(const std::exception& exception) {
+  if (const auto* failure = dynamic_cast<const SweepFailure*>(&exception)) {
+    return *failure;
   }
-  // The exit code tells of a gnuplot that ends before it has read everything.
-  const auto onBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
-  bp::opstream script;
-  bp::ipstream drawing;
-  bp::child gnuplot(program, bp::std_in<script, bp::std_out> drawing, bp::std_err > bp::null);
-  script << plotScript(result) << std::flush;
-  script.pipe().close();
-  const std::string svg{std::istreambuf_iterator<char>(drawing), {}};
-  gnuplot.wait();
-  static_cast<void>(std::signal(SIGPIPE, onBrokenPipe));
-  if (gnuplot.exit_code() != 0 || svg.empty()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot could not draw the result");
-  }
-  writeOutput(file, svg);
+  const bool isLocal = dynamic_cast<const Drelvan::DvException*>(&exception) != nullptr ||
+                       dynamic_cast<const std::system_error*>(&exception) != nullptr;
+  return {isLocal ? FailureKind::LocalTrouble : FailureKind::Internal, exception.what()};
 }
 
 int exitCode(FailureKind kind) {
   static const std::map<FailureKind, int> s_codes{
-      {FailureKind::Internal, 1},        {FailureKind::Unreachable, 3},       {FailureKind::AccessRefused, 4},
-      {FailureKind::UnknownJob, 5},      {FailureKind::BadParameters, 6},     {FailureKind::BadExpression, 7},
-      {FailureKind::NotFinished, 8},     {FailureKind::JobEnded, 8},          {FailureKind::JobFailed, 9},
-      {FailureKind::LaunchFailed, 9},    {FailureKind::JobCancelled, 10},     {FailureKind::JobTimedOut, 11},
-      {FailureKind::JobCrashed, 12},     {FailureKind::MalformedPackage, 13}, {FailureKind::PackageTooLarge, 13},
-      {FailureKind::UnknownRequest, 13}, {FailureKind::JobExists, 13},        {FailureKind::LocalTrouble, 14}};
+      {FailureKind::Internal, 1},          {FailureKind::Unreachable, 3},     {FailureKind::AccessRefused, 4},
+      {FailureKind::UnknownJob, 5},        {FailureKind::BadParameters, 6},   {FailureKind::BadExpression, 7},
+      {FailureKind::NotFinished, 8},       {FailureKind::JobEnded, 8},        {FailureKind::NotStored, 8},
+      {FailureKind::JobFailed, 9},         {FailureKind::LaunchFailed, 9},    {FailureKind::JobCancelled, 10},
+      {FailureKind::JobTimedOut, 11},      {FailureKind::JobCrashed, 12},     {FailureKind::JobExists, 13},
+      {FailureKind::MalformedPackage, 13}, {FailureKind::MissingPackage, 13}, {FailureKind::PackageTooLarge, 13},
+      {FailureKind::UnknownRequest, 13},   {FailureKind::LocalTrouble, 14},   {FailureKind::ProcessorTimeExceeded, 15},
+      {FailureKind::MemoryExceeded, 16},   {FailureKind::TooMuch, 17}};
   return s_codes.at(kind);
 }
 

@@ -2,34 +2,45 @@
 
 #include <examples/parameter_sweep/common/Messages.h>
 
-#include <nlohmann/json.hpp>
+#include <exception>
 #include <string>
 
-/// What the client shows of the server's answers.
+/// What the client shows of the server's answers: lines for people and scripts, and JSON objects, one a line.
 namespace ParameterSweep {
 
-nlohmann::ordered_json toJson(const JobStatus& status);
-nlohmann::ordered_json toJson(const SweepResult& result);
-nlohmann::ordered_json toJson(const JobMessages& log);
-nlohmann::ordered_json toJson(const SweepFailure& failure);
+enum class Form { Text, Json };
 
-/// One line; bytes that are not UTF-8 become U+FFFD.
-std::string toLine(const nlohmann::ordered_json& json);
+/// Text: one line of id, state, progress, parts, host and failure.
+std::string show(const JobStatus& status, Form form);
+/// Text: one line for each job. JSON: one object for each job.
+std::string show(const JobList& list, Form form);
+/// Text: CSV, a line of names and then one for each realization.
+std::string show(const SweepResult& result, Form form);
+/// Text: one line for each message.
+std::string show(const JobMessages& log, Form form);
+/// Text: what is there, as it is.
+std::string show(const JobOutput& output, Form form);
+/// Text: the id of the job.
+std::string show(const JobRemoved& removed, Form form);
+/// Text: one line; `isHealthy` is its first word.
+std::string show(const ServerHealth& health, Form form);
+/// Text: one line that begins with the program's name.
+std::string show(const SweepFailure& failure, Form form);
 
-/// One line: name, state, progress, host and failure.
-std::string toLines(const JobStatus& status);
-/// CSV: a line of names, then one line for each realization.
-std::string toLines(const SweepResult& result);
-/// One line for each message.
-std::string toLines(const JobMessages& log);
+bool isHealthy(const ServerHealth& health);
 
-/// Writes a whole file, or standard output for an empty name. Throws `DvException` with an existing file unchanged.
+/// The progress in percent and the parts, such as "40 %, 4 of 10 parts".
+std::string showProgress(const JobStatus& status);
+
+/// Writes a whole file, or standard output for an empty name. Throws `SweepFailure` (`LocalTrouble`) or `DvException`
+/// with an existing file unchanged.
 void writeOutput(const std::string& file, const std::string& text);
 
-/// Draws value against realization into an SVG file. Throws `SweepFailure` (`LocalTrouble`) when gnuplot does not.
-void plot(const SweepResult& result, const std::string& file);
+/// An exception as the user is told of it. What the system refuses is trouble on this machine.
+SweepFailure toFailure(const std::exception& exception);
 
 /// The client's exit code for a failure; README.md lists them.
 int exitCode(FailureKind kind);
+inline constexpr int c_usageExitCode = 2;
 
 }  // namespace ParameterSweep

@@ -1,17 +1,23 @@
 #include <examples/parameter_sweep/client/ParameterTable.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/lexical_cast/try_lexical_convert.hpp>
-#include <boost/tokenizer.hpp>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <limits>
 #include <regex>
-#include <set>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
 
 namespace ParameterSweep {
 
@@ -30,10 +36,19 @@ using Cells = std::vector<std::string>;
                      "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + message);
 }
 
+/// The cells of a line; commas within double quotes do not count.
 Cells splitCells(const std::string& line) {
-  const boost::escaped_list_separator<char> separator("", ",", "\"");
-  const boost::tokenizer<boost::escaped_list_separator<char>> tokens(line, separator);
-  Cells cells(tokens.begin(), tokens.end());
+  Cells cells(1);
+  bool isQuoted = false;
+  for (const char character : line) {
+    if (character == '"') {
+      isQuoted = !isQuoted;
+    } else if (character == ',' && !isQuoted) {
+      cells.emplace_back();
+    } else {
+      cells.back() += character;
+    }
+  }
   for (std::string& cell : cells) {
     boost::algorithm::trim(cell);
   }
@@ -51,7 +66,7 @@ void checkHeader(const Cells& names, std::size_t line) {
       fail(line, column, "'" + *name + "' cannot name a parameter; use letters, digits and '_'");
     }
     if (std::find(names.begin(), name, *name) != name) {
-      fail(line, column, "the name '" + *name + "' stands there twice");
+      fail(line, column, "duplicate column '" + *name + "'");
     }
   }
   if (names == Cells{c_realizationColumn}) {
@@ -61,7 +76,10 @@ void checkHeader(const Cells& names, std::size_t line) {
 
 double readNumber(const std::string& cell, std::size_t line, std::size_t column) {
   double number = 0;
-  if (!boost::conversion::try_lexical_convert(cell, number) || !std::isfinite(number)) {
+  const char* const end = cell.data() + cell.size();
+  const char* const begin = cell.data() + (cell.size() > 1 && cell[0] == '+' && cell[1] != '-' ? 1 : 0);
+  const auto [stopped, error] = std::from_chars(begin, end, number);
+  if (error != std::errc() || stopped != end || !std::isfinite(number)) {
     fail(line, column, "'" + cell + "' is not a number; write it as 1.5 or 15e-1");
   }
   return number;
@@ -75,68 +93,104 @@ std::uint32_t readRealizationId(const std::string& cell, std::size_t line, std::
   return static_cast<std::uint32_t>(id);
 }
 
-ParameterVector readVector(const Cells& names, const Cells& cells, std::size_t line, std::size_t number) {
-  if (cells.size() != names.size()) {
-    fail(line, std::min(cells.size(), names.size()) + 1,
-         std::to_string(cells.size()) + " cells where the first line has " + std::to_string(names.size()));
-  }
-  ParameterVector vector{static_cast<std::uint32_t>(number), {}};
-  for (std::size_t index = 0; index < names.size(); ++index) {
-    if (names[index] == c_realizationColumn) {
-      vector.realizationId = readRealizationId(cells[index], line, index + 1);
-    } else {
-      vector.parameters.push_back({names[index], readNumber(cells[index], line, index + 1)});
+/// The table of a stream, read line by line.
+class TableReader {
+ public:
+  ParameterTable read(std::istream& stream) {
+    std::string line;
+    for (std::size_t number = 1; std::getline(stream, line); ++number) {
+      if (number == 1 && line.rfind(c_byteOrderMark, 0) == 0) {
+        line.erase(0, std::strlen(c_byteOrderMark));
+      }
+      if (!boost::algorithm::all(line, boost::algorithm::is_space())) {
+        readLine(splitCells(line), number);
+      }
     }
+    if (stream.bad()) {
+      throw SweepFailure(FailureKind::LocalTrouble, "it cannot be read to its end");
+    }
+    if (m_table.size() == 0) {
+      fail(1, 1, "there is no realization; give a line of names and at least one of numbers");
+    }
+    return std::move(m_table);
   }
-  return vector;
-}
 
-std::vector<ParameterVector> readTable(std::istream& stream) {
-  Cells names;
-  std::vector<ParameterVector> vectors;
-  std::set<std::uint32_t> seen;
-  std::string line;
-  for (std::size_t number = 1; std::getline(stream, line); ++number) {
-    if (number == 1 && line.rfind(c_byteOrderMark, 0) == 0) {
-      line.erase(0, 3);
-    }
-    if (boost::algorithm::trim_copy(line).empty()) {
-      continue;
-    }
-    const Cells cells = splitCells(line);
-    if (names.empty()) {
-      checkHeader(cells, number);
-      names = cells;
-      continue;
-    }
-    vectors.push_back(readVector(names, cells, number, vectors.size() + 1));
-    if (!seen.insert(vectors.back().realizationId).second) {
-      const auto column = std::find(names.begin(), names.end(), c_realizationColumn) - names.begin() + 1;
-      fail(number, static_cast<std::size_t>(column),
-           "realization " + std::to_string(vectors.back().realizationId) + " stands there twice");
+ private:
+  void readLine(const Cells& cells, std::size_t line) {
+    if (m_columns.empty()) {
+      readHeader(cells, line);
+    } else {
+      readVector(cells, line);
     }
   }
-  if (stream.bad()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "it cannot be read to its end");
+
+  void readHeader(const Cells& names, std::size_t line) {
+    checkHeader(names, line);
+    m_columns = names;
+    Cells parameters = names;
+    parameters.erase(std::remove(parameters.begin(), parameters.end(), c_realizationColumn), parameters.end());
+    m_table = ParameterTable(parameters);
   }
-  if (vectors.empty()) {
-    fail(1, 1, "there is no realization; give a line of names and at least one of numbers");
+
+  void readVector(const Cells& cells, std::size_t line) {
+    if (cells.size() != m_columns.size()) {
+      fail(line, std::min(cells.size(), m_columns.size()) + 1,
+           std::to_string(cells.size()) + " cells where the first line has " + std::to_string(m_columns.size()));
+    }
+    auto realizationId = static_cast<std::uint32_t>(m_table.size() + 1);
+    std::size_t idColumn = 1;
+    std::vector<double> values;
+    for (std::size_t index = 0; index < cells.size(); ++index) {
+      if (m_columns[index] == c_realizationColumn) {
+        idColumn = index + 1;
+        realizationId = readRealizationId(cells[index], line, idColumn);
+      } else {
+        values.push_back(readNumber(cells[index], line, index + 1));
+      }
+    }
+    if (!m_seen.insert(realizationId).second) {
+      fail(line, idColumn, "duplicate realization id " + std::to_string(realizationId));
+    }
+    m_table.add(realizationId, values);
   }
-  return vectors;
+
+  Cells m_columns;
+  ParameterTable m_table{{}};
+  std::unordered_set<std::uint32_t> m_seen;
+};
+
+ParameterTable readNamed(std::istream& stream, const std::string& name) {
+  try {
+    return TableReader().read(stream);
+  } catch (const SweepFailure& failure) {
+    throw SweepFailure(failure.getKind(), name + ": " + failure.what());
+  }
 }
 
 }  // namespace
 
-std::vector<ParameterVector> readParameterFile(const std::string& file) {
+ParameterVector ParameterTable::getVector(std::size_t index) const {
+  ParameterVector vector{m_realizationIds.at(index), {}};
+  for (std::size_t column = 0; column < m_names.size(); ++column) {
+    vector.parameters.push_back({m_names[column], m_values[index * m_names.size() + column]});
+  }
+  return vector;
+}
+
+void ParameterTable::add(std::uint32_t realizationId, const std::vector<double>& values) {
+  m_realizationIds.push_back(realizationId);
+  m_values.insert(m_values.end(), values.begin(), values.end());
+}
+
+ParameterTable readParameterFile(const std::string& file) {
+  if (file == "-") {
+    return readNamed(std::cin, "standard input");
+  }
   std::ifstream stream(file, std::ios::binary);
   if (!stream || std::filesystem::is_directory(file)) {
     throw SweepFailure(FailureKind::LocalTrouble, "cannot read '" + file + "'");
   }
-  try {
-    return readTable(stream);
-  } catch (const SweepFailure& failure) {
-    throw SweepFailure(failure.getKind(), file + ": " + failure.what());
-  }
+  return readNamed(stream, file);
 }
 
 }  // namespace ParameterSweep

@@ -1,5 +1,7 @@
 #include <examples/parameter_sweep/client/RemoteJob.h>
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace ParameterSweep {
@@ -17,11 +19,30 @@ std::string RemoteJob::getErrorMessage() const { return m_status.failure ? m_sta
 
 void RemoteJob::cancel() { update(m_connection.ask<JobStatus>({RequestKind::Cancel, m_status.jobId})); }
 
-void RemoteJob::follow() {
-  m_connection.subscribe(m_status.jobId, m_status.server);
-  while (!isEnd(m_status.state)) {
-    const auto progress = m_connection.receiveProgress(c_silence);
-    update(progress ? *progress : askStatus());
+void RemoteJob::followAll(ServerConnection& connection, const std::vector<RemoteJob*>& jobs) {
+  std::vector<RemoteJob*> open = jobs;
+  const auto removeEnded = [&] {
+    open.erase(std::remove_if(open.begin(), open.end(), [](const auto* job) { return isEnd(job->getState()); }),
+               open.end());
+  };
+  bool isAsked = false;
+  for (removeEnded(); !open.empty(); removeEnded()) {
+    if (!std::exchange(isAsked, true) || !connection.isFollowing()) {
+      for (const RemoteJob* job : open) {
+        connection.follow(job->m_status.jobId, job->m_status.server);
+      }
+    }
+    if (const auto progress = connection.receiveProgress(c_silence)) {
+      std::for_each(open.begin(), open.end(), [&](RemoteJob* job) { job->updateIfIts(*progress); });
+    } else {
+      std::for_each(open.begin(), open.end(), [](RemoteJob* job) { job->update(job->askStatus()); });
+    }
+  }
+}
+
+void RemoteJob::updateIfIts(const JobStatus& status) {
+  if (status.jobId.getUniqueId() == m_status.jobId.getUniqueId()) {
+    update(status);
   }
 }
 
@@ -35,6 +56,9 @@ JobStatus RemoteJob::askStatus() {
 }
 
 void RemoteJob::update(const JobStatus& status) {
+  if (isEnd(m_status.state)) {
+    return;  // progress that was on its way
+  }
   const JobStatus old = std::exchange(m_status, status);
   if (status.state != old.state) {
     emitState();

@@ -3,8 +3,8 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RemoteJobStatusInterface.h>
 #include <examples/parameter_sweep/client/ServerConnection.h>
 
-#include <chrono>
 #include <string>
+#include <vector>
 
 namespace ParameterSweep {
 
@@ -24,12 +24,15 @@ class RemoteJob final : public Drelvan::RemoteJobStatusInterface {
   /// Everything that is known of the job.
   const JobStatus& getStatus() const { return m_status; }
 
-  /// Listens to the publisher until the job ends, emitting the signals. Asks the server itself when the publisher is
-  /// silent for long; throws `SweepFailure` after `m_connectionLost` when that fails too.
-  void follow();
+  /// Receives the job's progress until it ends, emitting the signals. Asks for the state when none comes for long;
+  /// throws `SweepFailure` after `m_connectionLost` when that fails too.
+  void follow() { followAll(m_connection, {this}); }
+  /// The same for several jobs of one connection, until all have ended.
+  static void followAll(ServerConnection& connection, const std::vector<RemoteJob*>& jobs);
 
  private:
   void update(const JobStatus& status);
+  void updateIfIts(const JobStatus& status);
   void emitState();
   JobStatus askStatus();
 

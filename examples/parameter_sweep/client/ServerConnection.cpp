@@ -1,55 +1,128 @@
 #include <examples/parameter_sweep/client/ServerConnection.h>
 #include <examples/parameter_sweep/common/Packages.h>
 
-#include <array>
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <thread>
+#include <utility>
 
 namespace ParameterSweep {
 
-ServerConnection::ServerConnection(const ConnectionSettings& settings)
-    : m_settings(settings), m_requests(ServerAddress::fromText(settings.server), settings.keys) {
-  m_progress.set(zmq::sockopt::linger, 0);
-  m_progress.set(zmq::sockopt::ipv6, true);
-  if (m_settings.keys) {
-    m_progress.set(zmq::sockopt::curve_serverkey, m_settings.keys->serverKey);
-    m_progress.set(zmq::sockopt::curve_publickey, m_settings.keys->own.publicKey);
-    m_progress.set(zmq::sockopt::curve_secretkey, m_settings.keys->own.secretKey);
+namespace {
+
+/// Less than the server keeps unread for a client.
+constexpr std::size_t c_mostUnanswered = 8;
+constexpr std::chrono::milliseconds c_patienceForProgress{1000};
+
+/// The requests that have no answer yet, in the order in which they were sent.
+class Unanswered {
+ public:
+  explicit Unanswered(Channel& channel) : m_channel(channel) {}
+
+  void send(const Request& request, Channel::Clock::time_point deadline) {
+    m_packages.emplace_back(request.id, writeRequestPackage(request));
+    m_channel.send(m_packages.back().second, deadline);
   }
-}
+
+  /// The next answer to one of them; an answer to a request that was given up earlier may still arrive before it.
+  Reply receive(Channel::Clock::time_point deadline) {
+    for (;;) {
+      Reply reply = readReplyPackage(receivePackage(deadline));
+      const auto isAnswered = [&](const auto& package) { return package.first == reply.requestId; };
+      const auto found = std::find_if(m_packages.begin(), m_packages.end(), isAnswered);
+      if (found != m_packages.end()) {
+        m_packages.erase(found);
+        m_hasAnswers = true;
+        return reply;
+      }
+      if (reply.requestId == c_noRequest) {
+        return reply;
+      }
+    }
+  }
+
+  std::size_t size() const { return m_packages.size(); }
+
+ private:
+  /// Sends everything again over a new connection, provided that the lost one has brought an answer.
+  std::string receivePackage(Channel::Clock::time_point deadline) {
+    try {
+      return m_channel.receive(deadline);
+    } catch (const SweepFailure&) {
+      if (m_channel.isConnected() || !std::exchange(m_hasAnswers, false)) {
+        throw;
+      }
+    }
+    for (const auto& [id, package] : m_packages) {
+      m_channel.send(package, deadline);
+    }
+    return m_channel.receive(deadline);
+  }
+
+  Channel& m_channel;
+  std::deque<std::pair<std::string, std::string>> m_packages;  ///< by request id
+  bool m_hasAnswers = false;
+};
+
+}  // namespace
+
+ServerConnection::ServerConnection(const ConnectionSettings& settings)
+    : m_settings(settings), m_address(ServerAddress::fromText(settings.server)), m_requests(m_address, settings.keys) {}
 
 Channel::Clock::time_point ServerConnection::deadline() const {
   const std::chrono::duration<double> wait(m_settings.timeOutSeconds);
   return Channel::Clock::now() + std::chrono::duration_cast<Channel::Clock::duration>(wait);
 }
 
-ReplyContent ServerConnection::exchange(const Request& request) {
-  const auto end = deadline();
-  m_requests.send(writeRequestPackage(request), end);
-  for (;;) {
-    Reply reply = readReplyPackage(m_requests.receive(end));
-    // An answer to an earlier request that was given up may still arrive.
-    if (reply.requestId != request.id && reply.requestId != c_noRequest) {
-      continue;
+ReplyContent ServerConnection::exchange(const Requests& next) {
+  Unanswered unanswered(m_requests);
+  std::optional<Request> request = next();
+  std::string lastId;
+  ReplyContent last;
+  while (request || unanswered.size() > 0) {
+    for (; request && unanswered.size() < c_mostUnanswered; request = next()) {
+      unanswered.send(*request, deadline());
+      lastId = request->id;
     }
+    Reply reply = unanswered.receive(deadline());
     if (const auto* refusal = std::get_if<SweepFailure>(&reply.content)) {
       throw SweepFailure(*refusal);
     }
-    return std::move(reply.content);
+    if (reply.requestId == lastId) {
+      last = std::move(reply.content);
+    }
   }
+  return last;
 }
 
-void ServerConnection::subscribe(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
-  m_progress.set(zmq::sockopt::subscribe, replyPackageStart(jobId.toString()));
-  m_progress.connect(m_requests.getEndpoint(server.getPublisherPort()));
+void ServerConnection::follow(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
+  // A port that was not reached once may be out of reach for good, and each wait for it costs time.
+  const auto patience = m_progress ? std::chrono::milliseconds(0) : c_patienceForProgress;
+  try {
+    if (!m_progress) {
+      m_progress.emplace(ServerAddress{m_address.host, std::to_string(server.getPublisherPort())}, m_settings.keys);
+    }
+    m_progress->send(writeRequestPackage({RequestKind::Follow, jobId}), Channel::Clock::now() + patience);
+  } catch (const SweepFailure&) {
+    // The state can still be asked for.
+  }
 }
 
 std::optional<JobStatus> ServerConnection::receiveProgress(std::chrono::milliseconds wait) {
-  std::array<zmq::pollitem_t, 1> items{{{m_progress, 0, ZMQ_POLLIN, 0}}};
-  zmq::poll(items, wait);
-  zmq::message_t message;
-  if (!m_progress.recv(message, zmq::recv_flags::dontwait)) {
+  if (!isFollowing()) {
+    std::this_thread::sleep_for(wait);
     return std::nullopt;
   }
-  return std::get<JobStatus>(readReplyPackage(message.to_string()).content);
+  try {
+    if (const auto package = m_progress->receiveIfAny(Channel::Clock::now() + wait)) {
+      const ReplyContent content = readReplyPackage(*package).content;
+      return std::holds_alternative<JobStatus>(content) ? std::optional(std::get<JobStatus>(content)) : std::nullopt;
+    }
+  } catch (const SweepFailure&) {
+    // As above.
+  }
+  return std::nullopt;
 }
 
 }  // namespace ParameterSweep

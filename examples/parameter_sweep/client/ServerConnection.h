@@ -5,23 +5,26 @@
 #include <examples/parameter_sweep/common/Messages.h>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
-#include <zmq.hpp>
 
 namespace ParameterSweep {
 
 struct ConnectionSettings {
   std::string server = "127.0.0.1:5701";  ///< as `ServerAddress::fromText` reads it
-  double timeOutSeconds = 10;
+  double timeOutSeconds = 10;             ///< for each answer
   std::optional<ClientKeys> keys = {};
 };
 
-/// A client's way to the server: one request after the other, and the progress of one job.
+/// A client's way to the server: requests and their answers, and the progress of jobs.
 ///
 /// Threads: one.
 class ServerConnection {
  public:
+  /// Gives one request after the other, at last none.
+  using Requests = std::function<std::optional<Request>()>;
+
   /// Does not wait for the server. Throws `SweepFailure` (`LocalTrouble`) for a server text of another form.
   explicit ServerConnection(const ConnectionSettings& settings);
 
@@ -32,27 +35,39 @@ class ServerConnection {
   /// The answer of the given kind. Throws `SweepFailure`: the server's refusal, and as `connect`.
   template <typename Content>
   Content ask(const Request& request) {
-    ReplyContent content = exchange(request);
+    bool isGiven = false;
+    return askInTurn<Content>([&]() -> std::optional<Request> {
+      return std::exchange(isGiven, true) ? std::nullopt : std::optional(request);
+    });
+  }
+
+  /// Sends several requests, a few ahead of their answers, and returns the answer to the last one, which must be of the
+  /// given kind. When the connection is lost, those without an answer are sent again. Throws as `ask`.
+  template <typename Content>
+  Content askInTurn(const Requests& next) {
+    ReplyContent content = exchange(next);
     if (auto* answer = std::get_if<Content>(&content)) {
       return std::move(*answer);
     }
     throw SweepFailure(FailureKind::Internal, "the server answered with something else than was asked for");
   }
 
-  /// Begins to receive the progress of a job from the publisher that `server` names.
-  void subscribe(const SweepJobId& jobId, const Drelvan::HostInfo& server);
+  /// Asks for the progress of a job at the port that `server` names. Does nothing when that port cannot be reached.
+  void follow(const SweepJobId& jobId, const Drelvan::HostInfo& server);
+  /// Whether the progress of the followed jobs still comes.
+  bool isFollowing() const { return m_progress && m_progress->isConnected(); }
 
-  /// The next progress of the subscribed job; empty when there is none for so long.
+  /// The next progress of a followed job; empty when there is none for so long.
   std::optional<JobStatus> receiveProgress(std::chrono::milliseconds wait);
 
  private:
   Channel::Clock::time_point deadline() const;
-  ReplyContent exchange(const Request& request);
+  ReplyContent exchange(const Requests& next);
 
   const ConnectionSettings m_settings;
+  const ServerAddress m_address;
   Channel m_requests;
-  zmq::context_t m_context;
-  zmq::socket_t m_progress{m_context, zmq::socket_type::sub};
+  std::optional<Channel> m_progress;
 };
 
 }  // namespace ParameterSweep

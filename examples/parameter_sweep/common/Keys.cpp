@@ -46,6 +46,14 @@ std::vector<std::string> readKeys(const fs::path& file, std::size_t count) {
   return keys;
 }
 
+/// A secret that others can read is none.
+void checkSecret(const fs::path& file) {
+  struct stat status {};
+  if (::stat(file.c_str(), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+    fail("others can read '" + file.string() + "'; chmod 600 it, and make new keys if they may have");
+  }
+}
+
 KeyPair makeKeyPair() {
   std::array<char, c_keyLength + 1> publicKey{};
   std::array<char, c_keyLength + 1> secretKey{};
@@ -86,10 +94,11 @@ fs::path makeClientKeys(const fs::path& folder, const std::string& name) {
 
 ServerKeys readServerKeys(const fs::path& folder) {
   const std::vector<std::string> own = readKeys(folder / "server.key", 2);
+  checkSecret(folder / "server.key");
   ServerKeys keys{{own[0], own[1]}, {}};
   for (const auto& entry : fs::directory_iterator(folder / "clients")) {
     if (entry.path().extension() == ".pub") {
-      keys.clients.insert(readKeys(entry.path(), 1).front());
+      keys.clients.emplace(readKeys(entry.path(), 1).front(), entry.path().stem().string());
     }
   }
   return keys;
@@ -97,6 +106,7 @@ ServerKeys readServerKeys(const fs::path& folder) {
 
 ClientKeys readClientKeys(const fs::path& file) {
   const std::vector<std::string> keys = readKeys(file, 3);
+  checkSecret(file);
   return {keys[0], {keys[1], keys[2]}};
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <filesystem>
-#include <set>
+#include <map>
 #include <string>
 
 /// The CURVE keys of server and clients. Every key is 40 characters of text, one a line in its file; the files with a
@@ -21,7 +21,7 @@ struct KeyPair {
 
 struct ServerKeys {
   KeyPair own;
-  std::set<std::string> clients;  ///< the public keys that are let in
+  std::map<std::string, std::string> clients;  ///< the names of those who are let in, by their public keys
 };
 
 struct ClientKeys {
@@ -34,7 +34,8 @@ struct ClientKeys {
 /// exists. What this process makes afterwards is its owner's only, too.
 std::filesystem::path makeClientKeys(const std::filesystem::path& folder, const std::string& name);
 
-/// Throw `SweepFailure` (`LocalTrouble`) when the files are missing or hold no keys.
+/// Throw `SweepFailure` (`LocalTrouble`) when the files are missing or hold no keys, or when others than their owner
+/// can read a secret one.
 ServerKeys readServerKeys(const std::filesystem::path& folder);
 ClientKeys readClientKeys(const std::filesystem::path& file);
 

@@ -7,7 +7,9 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/locale/encoding_utf.hpp>
+#include <charconv>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <xercesc/dom/DOMDocument.hpp>
@@ -105,10 +107,48 @@ SweepFailure readException(const DOMElement& parent) {
           static_cast<int>(getNumber("line", element))};
 }
 
+/// Zero where the element is left out.
+template <typename Number>
+Number getOptionalNumber(const char* tag, const DOMElement& parent) {
+  Number number{};
+  const std::string text = boost::algorithm::trim_copy(getText(tag, parent));
+  const std::size_t begin = text.find_first_not_of('+');
+  if (begin != std::string::npos) {
+    const char* const end = text.data() + text.size();
+    if (std::from_chars(text.data() + begin, end, number).ec != std::errc()) {
+      throw SweepFailure(FailureKind::MalformedPackage, "the number '" + text + "' of " + tag + " is out of range");
+    }
+  }
+  return number;
+}
+
+bool getFlag(const char* tag, const DOMElement& parent) {
+  const std::string text = boost::algorithm::trim_copy(getText(tag, parent));
+  return text == "true" || text == "1";
+}
+
+Drelvan::HostInfo getHost(const char* tag, const DOMElement& parent) {
+  DOMElement* const host = XmlUtils::getElement(tag, &parent);
+  return host == nullptr ? Drelvan::HostInfo() : Drelvan::HostInfo(host);
+}
+
 JobStatus readStatus(const DOMElement& element) {
-  JobStatus status{readJobId(element), fromText(getText("state", element), JobState::Unknown),
-                   getNumber("progress", element), Drelvan::HostInfo(XmlUtils::getElement("host", &element)),
-                   Drelvan::HostInfo(XmlUtils::getElement("server", &element))};
+  JobStatus status;
+  status.jobId = readJobId(element);
+  status.title = getText("title", element);
+  status.owner = getText("owner", element);
+  status.state = fromText(getText("state", element), JobState::Unknown);
+  status.progress = getNumber("progress", element);
+  status.host = getHost("host", element);
+  status.server = getHost("server", element);
+  status.priority = getOptionalNumber<std::int32_t>("priority", element);
+  status.realizations = getOptionalNumber<std::uint64_t>("realizations", element);
+  status.parts = getOptionalNumber<std::uint32_t>("parts", element);
+  status.partsDone = getOptionalNumber<std::uint32_t>("partsDone", element);
+  status.partsRunning = getOptionalNumber<std::uint32_t>("partsRunning", element);
+  status.submitted = getOptionalNumber<std::int64_t>("submitted", element);
+  status.started = getOptionalNumber<std::int64_t>("started", element);
+  status.ended = getOptionalNumber<std::int64_t>("ended", element);
   if (XmlUtils::getElement("exception", &element) != nullptr) {
     status.failure = readException(element);
   }
@@ -117,6 +157,8 @@ JobStatus readStatus(const DOMElement& element) {
 
 SweepResult readResult(const DOMElement& element) {
   SweepResult result{readJobId(element)};
+  result.first = getOptionalNumber<std::uint64_t>("first", element);
+  result.total = getOptionalNumber<std::uint64_t>("total", element);
   forEachChild(element, u"realization", [&](const DOMElement& child) {
     result.realizations.push_back({getRealizationId(child), getNumber("value", child)});
   });
@@ -125,6 +167,7 @@ SweepResult readResult(const DOMElement& element) {
 
 JobMessages readLog(const DOMElement& element) {
   JobMessages log{readJobId(element)};
+  log.next = getOptionalNumber<std::uint64_t>("next", element);
   forEachChild(element, u"logMessage", [&](const DOMElement& child) {
     log.messages.push_back({fromText(getAttribute(child, u"type"), LogMessage::Type::Info),
                             getAttribute(child, u"group"), std::stoll(getAttribute(child, u"timestamp")),
@@ -133,20 +176,83 @@ JobMessages readLog(const DOMElement& element) {
   return log;
 }
 
+PackageReceived readReceived(const DOMElement& element) {
+  return {readJobId(element), getOptionalNumber<std::uint32_t>("packages", element),
+          getOptionalNumber<std::uint64_t>("realizations", element)};
+}
+
+JobOutput readOutput(const DOMElement& element) {
+  return {readJobId(element), getOptionalNumber<std::uint64_t>("next", element), getFlag("more", element),
+          getText("text", element)};
+}
+
+JobList readList(const DOMElement& element) {
+  JobList list;
+  list.next = getOptionalNumber<std::uint64_t>("next", element);
+  forEachChild(element, u"job", [&](const DOMElement& job) { list.jobs.push_back(readStatus(job)); });
+  return list;
+}
+
+JobRemoved readRemoved(const DOMElement& element) { return {readJobId(element)}; }
+
+ServerHealth readHealth(const DOMElement& element) {
+  return {getHost("server", element),
+          getText("version", element),
+          getNumber("upSeconds", element),
+          getText("engine", element),
+          getText("engineError", element),
+          getText("storeError", element),
+          getOptionalNumber<std::uint64_t>("queued", element),
+          getOptionalNumber<std::uint64_t>("running", element),
+          getOptionalNumber<std::uint64_t>("partsRunning", element),
+          getOptionalNumber<std::uint64_t>("bytesFree", element)};
+}
+
 ReplyContent readContent(const Message& message) {
-  if (message.type == JobStatus::c_type) {
-    return readStatus(message.element);
+  using Reader = ReplyContent (*)(const DOMElement&);
+  static const std::map<std::string, Reader> s_readers{
+      {JobStatus::c_type, [](const DOMElement& reply) -> ReplyContent { return readStatus(reply); }},
+      {SweepResult::c_type, [](const DOMElement& reply) -> ReplyContent { return readResult(reply); }},
+      {JobMessages::c_type, [](const DOMElement& reply) -> ReplyContent { return readLog(reply); }},
+      {SweepFailure::c_type, [](const DOMElement& reply) -> ReplyContent { return readException(reply); }},
+      {PackageReceived::c_type, [](const DOMElement& reply) -> ReplyContent { return readReceived(reply); }},
+      {JobOutput::c_type, [](const DOMElement& reply) -> ReplyContent { return readOutput(reply); }},
+      {JobList::c_type, [](const DOMElement& reply) -> ReplyContent { return readList(reply); }},
+      {JobRemoved::c_type, [](const DOMElement& reply) -> ReplyContent { return readRemoved(reply); }},
+      {ServerHealth::c_type, [](const DOMElement& reply) -> ReplyContent { return readHealth(reply); }}};
+  const auto reader = s_readers.find(message.type);
+  if (reader == s_readers.end()) {
+    throw SweepFailure(FailureKind::MalformedPackage, "'" + message.type + "' is not a reply of this service");
   }
-  if (message.type == SweepResult::c_type) {
-    return readResult(message.element);
+  return reader->second(message.element);
+}
+
+void readSubmission(const DOMElement& element, Request& request) {
+  request.title = getText("title", element);
+  request.priority = getOptionalNumber<std::int32_t>("priority", element);
+  request.partSize = getOptionalNumber<std::uint32_t>("partSize", element);
+  request.more = getFlag("more", element);
+  request.packageNumber =
+      request.kind == RequestKind::Append ? getOptionalNumber<std::uint32_t>("packageNumber", element) : 1;
+  request.sweep.expression = getText("expression", element);
+  forEachChild(element, u"parameterVector",
+               [&](const DOMElement& vector) { request.sweep.vectors.push_back(readVector(vector)); });
+}
+
+void readQuestion(const DOMElement& element, Request& request) {
+  request.after = getOptionalNumber<std::uint64_t>("after", element);
+  request.before = getOptionalNumber<std::uint64_t>("before", element);
+  request.skip = getOptionalNumber<std::uint64_t>("skip", element);
+  request.count = getOptionalNumber<std::uint64_t>("count", element);
+  if (XmlUtils::getElement("state", &element) != nullptr) {
+    request.state = fromText(getText("state", element), JobState::Unknown);
   }
-  if (message.type == JobMessages::c_type) {
-    return readLog(message.element);
+  if (XmlUtils::getElement("owner", &element) != nullptr) {
+    request.owner = getText("owner", element);
   }
-  if (message.type == SweepFailure::c_type) {
-    return readException(message.element);
+  if (DOMElement* const job = XmlUtils::getElement("ofJob", &element)) {
+    request.ofJob = SweepJobId(Drelvan::GenericJobId(job));
   }
-  throw SweepFailure(FailureKind::MalformedPackage, "'" + message.type + "' is not a reply of this service");
 }
 
 }  // namespace
@@ -162,10 +268,11 @@ Request readRequestPackage(const std::string& package) {
     throw SweepFailure(FailureKind::UnknownRequest, "'" + type + "' is not a request of this service");
   }
   request.id = getAttribute(element, u"id");
-  request.jobId = readJobId(element);
-  request.sweep.expression = getText("expression", element);
-  forEachChild(element, u"parameterVector",
-               [&](const DOMElement& vector) { request.sweep.vectors.push_back(readVector(vector)); });
+  if (request.kind != RequestKind::List && request.kind != RequestKind::Ping) {
+    request.jobId = readJobId(element);
+  }
+  readSubmission(element, request);
+  readQuestion(element, request);
   return request;
 }
 

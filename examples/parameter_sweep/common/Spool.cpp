@@ -1,11 +1,15 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
 #include <examples/parameter_sweep/common/Spool.h>
+#include <examples/parameter_sweep/common/SweepFailure.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fstream>
-#include <sstream>
+#include <limits>
 #include <system_error>
 
 namespace ParameterSweep {
@@ -21,6 +25,11 @@ constexpr int c_tries = 10;
 [[noreturn]] void fail(const fs::path& file) {
   throw Drelvan::FileNameException("write", file.string(), "", std::error_code(errno, std::generic_category()),
                                    "ParameterSweep::writeStoredFile", __FILE__, __LINE__);
+}
+
+[[noreturn]] void failToRead(const fs::path& file) {
+  throw SweepFailure(FailureKind::LocalTrouble,
+                     "cannot read '" + file.string() + "': " + std::generic_category().message(errno));
 }
 
 /// Has what the system holds of a file or folder written to the disk.
@@ -47,34 +56,92 @@ void keepPermissions(const fs::path& file, const fs::path& sibling) {
   }
 }
 
+/// The process number keeps two runs of one part, as a restart can leave them, from writing into one sibling.
+std::string writeSibling(const fs::path& file, const std::string& content) {
+  std::string sibling = file.string() + "." + std::to_string(::getpid()) + ".new";
+  std::ofstream stream(sibling, std::ios::binary);
+  stream << content;
+  stream.close();
+  if (!stream) {
+    const int error = errno;
+    std::error_code ignored;
+    fs::remove(sibling, ignored);
+    errno = error;
+    fail(file);
+  }
+  return sibling;
+}
+
+[[noreturn]] void failToMove(const std::string& sibling, const fs::path& file) {
+  const int error = errno;
+  std::error_code ignored;
+  fs::remove(sibling, ignored);
+  errno = error;
+  fail(file);
+}
+
 }  // namespace
 
 bool isStored(const fs::path& file) {
-  std::error_code ignored;
-  return fs::is_regular_file(file, ignored);
+  struct stat status {};
+  if (::stat(file.c_str(), &status) == 0) {
+    return S_ISREG(status.st_mode);
+  }
+  if (errno == ENOENT || errno == ENOTDIR) {
+    return false;
+  }
+  failToRead(file);
 }
 
 std::string readStoredFile(const fs::path& file) {
-  std::ostringstream content;
-  if (isStored(file)) {
-    content << std::ifstream(file, std::ios::binary).rdbuf();
+  return readStoredFile(file, 0, std::numeric_limits<std::size_t>::max());
+}
+
+std::string readStoredFile(const fs::path& file, std::uint64_t offset, std::size_t limit) {
+  if (!isStored(file)) {
+    return {};
   }
-  return content.str();
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) {
+    if (errno == ENOENT) {
+      return {};
+    }
+    failToRead(file);
+  }
+  std::string content;
+  std::array<char, 65536> buffer{};
+  ssize_t size = 0;
+  while (content.size() < limit &&
+         (size = ::pread(descriptor, buffer.data(), std::min(buffer.size(), limit - content.size()),
+                         static_cast<off_t>(offset + content.size()))) > 0) {
+    content.append(buffer.data(), static_cast<std::size_t>(size));
+  }
+  const int error = errno;
+  ::close(descriptor);
+  if (size < 0) {
+    errno = error;
+    failToRead(file);
+  }
+  return content;
 }
 
 void writeStoredFile(const fs::path& file, const std::string& content) {
-  // The process number keeps two runs of one job, as a restart can leave them, from writing into one sibling.
-  const std::string sibling = file.string() + "." + std::to_string(::getpid()) + ".new";
+  const std::string sibling = writeSibling(file, content);
+  moveIntoPlace(sibling, file);
+}
+
+void replaceFile(const fs::path& file, const std::string& content) {
+  const std::string sibling = writeSibling(file, content);
+  if (::rename(sibling.c_str(), file.c_str()) != 0) {
+    failToMove(sibling, file);
+  }
+}
+
+void moveIntoPlace(const fs::path& sibling, const fs::path& file) {
   try {
-    std::ofstream stream(sibling, std::ios::binary);
-    stream << content;
-    stream.close();
-    if (!stream) {
-      fail(file);
-    }
     keepPermissions(file, sibling);
     flush(sibling);
-    WaitingFileUtilities::waitingRename(sibling, file.string(), c_waitMilliseconds, c_tries);
+    WaitingFileUtilities::waitingRename(sibling.string(), file.string(), c_waitMilliseconds, c_tries);
   } catch (...) {
     std::error_code ignored;
     fs::remove(sibling, ignored);

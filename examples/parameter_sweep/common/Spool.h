@@ -2,43 +2,55 @@
 
 #include <examples/parameter_sweep/common/SweepJobId.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
 namespace ParameterSweep {
 
-/// The files of one job in the spool. Its name is the job's unique id, which is hexadecimal digits and hyphens only.
-///
-/// Each but the logs and the output is replaced as a whole. Threads: a plain value.
+/// Where the server and the job programs find what is theirs. A job's folder has its unique id for a name, which is
+/// hexadecimal digits and hyphens only; it exists as long as there are files in it. Threads: plain values.
 struct JobFolder {
   JobFolder(const std::filesystem::path& spool, const SweepJobId& jobId) : path(spool / "jobs" / jobId.getUniqueId()) {}
 
   std::filesystem::path path;
+};
+
+/// The files of one try of a part of a job.
+struct PartFiles {
+  PartFiles(const std::filesystem::path& spool, const SweepJobId& jobId, std::uint32_t part, std::uint32_t attempt)
+      : folder(JobFolder(spool, jobId).path), name(std::to_string(part) + "." + std::to_string(attempt) + ".") {}
+
+  std::filesystem::path folder;
+  std::string name;  ///< part and try, with which each file's name begins
 
   // Written by the server.
-  std::filesystem::path request = path / "request.xml";   ///< the submission as received: the job is accepted
-  std::filesystem::path process = path / "process";       ///< the running job process
-  std::filesystem::path serverLog = path / "server.log";  ///< log messages, one a line
-  std::filesystem::path outcome =
-      path / "outcome.xml";  ///< the status of a failed or cancelled job; outweighs a result
-
-  // Written by the job.
-  std::filesystem::path progress = path / "progress.xml";  ///< a status: how far the job is, and on which machine
-  std::filesystem::path jobLog = path / "job.log";         ///< log messages, one a line
-  std::filesystem::path output = path / "output";          ///< standard output and error of the job and its launcher
-  std::filesystem::path result = path / "result.xml";      ///< the result or a refusal: the job has ended
+  std::filesystem::path input = folder / (name + "input");  ///< packages of the sweep, with the part's place in it
+  // Written by the job program.
+  std::filesystem::path progress = folder / (name + "progress");  ///< a status, replaced as a whole
+  std::filesystem::path log = folder / (name + "log");            ///< log messages, one a line
+  std::filesystem::path result =
+      folder / (name + "result");  ///< packages of results, or a refusal; put there as a whole
+  std::filesystem::path output = folder / (name + "output");  ///< standard output and error, also of a launcher
 };
 
 /// Whether there is such a file; what is no regular file does not count.
 bool isStored(const std::filesystem::path& file);
 
-/// The content of a file; empty when there is none.
+/// The content of a file; empty when there is none. Throws `SweepFailure` (`LocalTrouble`) when it cannot be read
+/// whole.
 std::string readStoredFile(const std::filesystem::path& file);
+/// The same from a place on, at most `limit` bytes.
+std::string readStoredFile(const std::filesystem::path& file, std::uint64_t offset, std::size_t limit);
 
 /// Gives a file its whole content at once: writes a sibling, flushes it to the disk and moves it into place, waiting
 /// while the file is busy. An old file's permissions are kept. Who reads the file sees the old content or the new one,
 /// also after a kill or a loss of power. Throws `DvException` with nothing changed.
 void writeStoredFile(const std::filesystem::path& file, const std::string& content);
+/// The same without the flush: after a loss of power the file may be gone.
+void replaceFile(const std::filesystem::path& file, const std::string& content);
+/// Flushes a file that has been written to `sibling` and moves it into place.
+void moveIntoPlace(const std::filesystem::path& sibling, const std::filesystem::path& file);
 
 /// Removes a file if there is one, waiting while it is busy.
 void removeStoredFile(const std::filesystem::path& file);

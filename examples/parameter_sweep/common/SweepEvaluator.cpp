@@ -1,6 +1,7 @@
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
 #include <muParser.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/erase.hpp>
 #include <string>
 
@@ -22,16 +23,6 @@ void define(mu::Parser& parser, const std::vector<Parameter>& parameters, std::v
     } catch (const mu::ParserError&) {
       throw SweepFailure(FailureKind::BadParameters, "the parameter name '" + name + "' cannot stand in an expression");
     }
-  }
-}
-
-void assign(std::vector<double>& values, const ParameterVector& vector, const ParameterVector& first) {
-  for (std::size_t index = 0; index < values.size(); ++index) {
-    if (vector.parameters.size() != values.size() || vector.parameters[index].id != first.parameters[index].id) {
-      throw SweepFailure(FailureKind::BadParameters, "realization " + std::to_string(vector.realizationId) +
-                                                         " has other parameters than the first one");
-    }
-    values[index] = vector.parameters[index].value;
   }
 }
 
@@ -72,19 +63,46 @@ double evaluateOnce(const mu::Parser& parser) {
 
 }  // namespace
 
-std::vector<Realization> evaluate(const Sweep& sweep, const std::function<void(std::size_t)>& onRealization) {
-  const ParameterVector& first = sweep.vectors.at(0);
-  std::vector<double> values(first.parameters.size());
-  mu::Parser parser;
-  define(parser, first.parameters, values);
-  setExpression(parser, sweep.expression);
-  std::vector<Realization> realizations;
-  for (const ParameterVector& vector : sweep.vectors) {
-    assign(values, vector, first);
-    realizations.push_back({vector.realizationId, evaluateOnce(parser)});
-    onRealization(realizations.size());
+/// The parser and the places of its variables.
+class SweepEvaluator::Expression {
+ public:
+  Expression(const std::string& expression, const ParameterVector& first) : m_values(first.parameters.size()) {
+    define(m_parser, first.parameters, m_values);
+    setExpression(m_parser, expression);
+    for (const Parameter& parameter : first.parameters) {
+      m_names.push_back(parameter.id);
+    }
   }
-  return realizations;
+
+  double evaluate(const ParameterVector& vector) {
+    checkParameters(vector, m_names);
+    for (std::size_t index = 0; index < m_values.size(); ++index) {
+      m_values[index] = vector.parameters[index].value;
+    }
+    return evaluateOnce(m_parser);
+  }
+
+ private:
+  std::vector<double> m_values;
+  std::vector<std::string> m_names;
+  mu::Parser m_parser;
+};
+
+SweepEvaluator::SweepEvaluator(const std::string& expression, const ParameterVector& first)
+    : m_expression(std::make_unique<Expression>(expression, first)) {}
+
+SweepEvaluator::~SweepEvaluator() = default;
+
+Realization SweepEvaluator::evaluate(const ParameterVector& vector) {
+  return {vector.realizationId, m_expression->evaluate(vector)};
+}
+
+void checkParameters(const ParameterVector& vector, const std::vector<std::string>& names) {
+  const auto isNamed = [](const Parameter& parameter, const std::string& name) { return parameter.id == name; };
+  if (!std::equal(vector.parameters.begin(), vector.parameters.end(), names.begin(), names.end(), isNamed)) {
+    throw SweepFailure(FailureKind::BadParameters, "realization " + std::to_string(vector.realizationId) +
+                                                       " has other parameters than the first one");
+  }
 }
 
 }  // namespace ParameterSweep

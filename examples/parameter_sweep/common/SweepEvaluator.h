@@ -2,14 +2,31 @@
 
 #include <examples/parameter_sweep/common/Messages.h>
 
-#include <cstddef>
-#include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace ParameterSweep {
 
-/// Evaluates the sweep in the order of its vectors; `onRealization` is called after each with the number done.
+/// Evaluates one expression for one parameter vector after the other. Threads: one.
+///
 /// Throws `SweepFailure`: `BadExpression`, which names the position, or `BadParameters`.
-std::vector<Realization> evaluate(const Sweep& sweep, const std::function<void(std::size_t)>& onRealization);
+class SweepEvaluator {
+ public:
+  /// All vectors must have the parameters of `first`, in their order.
+  SweepEvaluator(const std::string& expression, const ParameterVector& first);
+  SweepEvaluator(const SweepEvaluator&) = delete;
+  SweepEvaluator& operator=(const SweepEvaluator&) = delete;
+  ~SweepEvaluator();
+
+  Realization evaluate(const ParameterVector& vector);
+
+ private:
+  class Expression;
+  std::unique_ptr<Expression> m_expression;
+};
+
+/// Throws `SweepFailure` (`BadParameters`) when the vector has other parameters than those named.
+void checkParameters(const ParameterVector& vector, const std::vector<std::string>& names);
 
 }  // namespace ParameterSweep

@@ -9,28 +9,34 @@ namespace ParameterSweep {
 
 /// What went wrong, named by what the reader of the failure can do about it.
 enum class FailureKind {
-  MalformedPackage,  ///< the package does not follow the schema
-  PackageTooLarge,   ///< the package is larger than the receiver accepts
-  UnknownRequest,    ///< a valid package that is not a request of this service
-  UnknownJob,        ///< no such job here
-  JobExists,         ///< another job has this id
-  JobEnded,          ///< too late to cancel
-  NotFinished,       ///< the result is not there yet
-  BadExpression,     ///< the expression cannot be evaluated
-  BadParameters,     ///< the parameter vectors cannot be used
-  JobFailed,         ///< the job program ended without a result
-  JobCrashed,        ///< the job program was ended by a signal
-  JobTimedOut,       ///< the job ran longer than the server allows
-  JobCancelled,      ///< somebody cancelled the job
-  LaunchFailed,      ///< the job program could not be started
-  Unreachable,       ///< no answer from the server
-  AccessRefused,     ///< the server does not know the client's key
-  LocalTrouble,      ///< a file or a program on this machine
-  Internal           ///< a fault of this service
+  MalformedPackage,       ///< the package does not follow the schema
+  PackageTooLarge,        ///< the package is larger than the receiver accepts
+  UnknownRequest,         ///< a valid package that is not a request of this service
+  UnknownJob,             ///< no such job here
+  JobExists,              ///< another job has this id
+  JobEnded,               ///< too late to cancel
+  NotFinished,            ///< the result is not there yet
+  BadExpression,          ///< the expression cannot be evaluated
+  BadParameters,          ///< the parameter vectors cannot be used
+  JobFailed,              ///< the job program ended without a result
+  JobCrashed,             ///< the job program was ended by a signal
+  JobTimedOut,            ///< the job ran longer than the server allows
+  JobCancelled,           ///< somebody cancelled the job
+  LaunchFailed,           ///< the job program could not be started
+  Unreachable,            ///< no answer from the server
+  AccessRefused,          ///< the server does not know the client's key
+  LocalTrouble,           ///< a file or a program on this machine
+  MissingPackage,         ///< a package of the submission was left out
+  TooMuch,                ///< the server takes no more from this client now
+  NotStored,              ///< the server could not store it; nothing has changed
+  ProcessorTimeExceeded,  ///< a part used more processor time than the server allows
+  MemoryExceeded,         ///< a part needed more memory than the server allows
+  Internal                ///< a fault of this service
 };
 BOOST_DESCRIBE_ENUM(FailureKind, MalformedPackage, PackageTooLarge, UnknownRequest, UnknownJob, JobExists, JobEnded,
                     NotFinished, BadExpression, BadParameters, JobFailed, JobCrashed, JobTimedOut, JobCancelled,
-                    LaunchFailed, Unreachable, AccessRefused, LocalTrouble, Internal)
+                    LaunchFailed, Unreachable, AccessRefused, LocalTrouble, MissingPackage, TooMuch, NotStored,
+                    ProcessorTimeExceeded, MemoryExceeded, Internal)
 
 /// A failure that can travel in a package: as an exception within a program, as `DVException` between programs.
 ///

@@ -1,81 +1,150 @@
-// sweep-job: computes one job of the spool.
+// sweep-job: computes one part of a job.
 //
-// The server starts it, on this machine or through a launcher elsewhere, with the spool and the job's id as arguments.
-// All it needs and all it leaves is in the job's folder.
+// The server or a cluster starts it, on this machine or elsewhere, with the spool, the part, the number of the try and
+// the job's id as arguments. All it needs and all it leaves is in the job's folder.
 
-#include <examples/parameter_sweep/common/FileJobLog.h>
-#include <examples/parameter_sweep/common/Packages.h>
-#include <examples/parameter_sweep/common/Spool.h>
-#include <examples/parameter_sweep/common/SweepEvaluator.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
+#include <examples/parameter_sweep/common/Version.h>
+#include <examples/parameter_sweep/job/PartComputation.h>
+#include <service/Xerces.h>
 #include <spdlog/spdlog.h>
+#include <sys/resource.h>
 
-#include <boost/asio/ip/host_name.hpp>
-#include <chrono>
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
+#include <system_error>
+#include <vector>
+#include <xercesc/util/OutOfMemoryException.hpp>
 
 namespace ParameterSweep {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr const char* c_group = "sweep-job";
-constexpr std::chrono::milliseconds c_progressInterval{200};
+constexpr int c_usageExitCode = 2;
+constexpr int c_shortageExitCode = 75;  // as sysexits.h has it for a failure that may pass
 
-void store(const std::filesystem::path& file, const Reply& reply) {
-  writeStoredFile(file, writeReplyPackage(reply, c_group));
+struct Options {
+  std::string spool;
+  std::string part;
+  std::uint32_t attempt = 1;
+  std::uint64_t processorSeconds = 0;
+  std::uint64_t memoryMebibytes = 0;
+  SweepJobId job;
+};
+
+void setLimit(__rlimit_resource resource, std::uint64_t limit, std::uint64_t more) {
+  if (limit > 0) {
+    const rlimit values{limit, limit + more};
+    ::setrlimit(resource, &values);
+  }
 }
 
-SweepResult compute(const JobFolder& folder, const SweepJobId& jobId, const Sweep& sweep) {
-  JobStatus status{jobId, JobState::Running};
-  status.host.setName(boost::asio::ip::host_name());
-  store(folder.progress, {status});
-  auto stored = Clock::now();
-  const auto onRealization = [&](std::size_t done) {
-    if (Clock::now() - stored >= c_progressInterval) {
-      status.progress = static_cast<double>(done) / static_cast<double>(sweep.vectors.size());
-      store(folder.progress, {status});
-      stored = Clock::now();
-    }
+/// Beyond its processor time the process is ended by a signal; beyond its memory an allocation fails.
+void setLimits(const Options& options) {
+  constexpr std::uint64_t c_secondsToEnd = 5;
+  constexpr unsigned c_mebibyteBits = 20;
+  setLimit(RLIMIT_CPU, options.processorSeconds, c_secondsToEnd);
+  setLimit(RLIMIT_AS, options.memoryMebibytes << c_mebibyteBits, 0);
+}
+
+std::uint32_t findPart(const std::string& text) {
+  // The cluster tells which task of the array this is.
+  const char* const task = std::getenv("SLURM_ARRAY_TASK_ID");  // NOLINT(concurrency-mt-unsafe): there is one thread
+  return static_cast<std::uint32_t>(std::stoul(text == "slurm" && task != nullptr ? task : text));
+}
+
+int reportFailure(const PartFiles& files, FileJobLog& log, const SweepFailure& failure) {
+  log.write(LogMessage::Type::Error, c_group, failure.getMessage());
+  storeFailure(files, failure);
+  return 0;
+}
+
+int compute(const Options& options, const PartFiles& files, const SweepJobId& jobId, FileJobLog& log) {
+  const auto reportMemory = [&] {
+    return reportFailure(files, log,
+                         SweepFailure(FailureKind::MemoryExceeded,
+                                      "a part needed more memory than the " + std::to_string(options.memoryMebibytes) +
+                                          " MiB that this server allows; make the parts smaller"));
   };
-  return {jobId, evaluate(sweep, onRealization)};
-}
-
-int run(const std::filesystem::path& spool, const SweepJobId& jobId) {
-  const JobFolder folder(spool, jobId);
-  FileJobLog log(folder.jobLog, jobId);
+  setLimits(options);
   try {
-    const Request request = readRequestPackage(readStoredFile(folder.request));
-    log.write(LogMessage::Type::Info, c_group,
-              "evaluating '" + request.sweep.expression + "' for " + std::to_string(request.sweep.vectors.size()) +
-                  " realizations");
-    store(folder.result, {compute(folder, jobId, request.sweep), request.id});
-    log.write(LogMessage::Type::Info, c_group, "finished");
+    PartComputation(files, jobId, log).run();
     return 0;
   } catch (const SweepFailure& failure) {
-    log.write(LogMessage::Type::Error, c_group, failure.what());
-    store(folder.result, {failure});
+    if (failure.getKind() == FailureKind::LocalTrouble) {
+      throw;
+    }
+    return reportFailure(files, log, failure);
+  } catch (const std::bad_alloc&) {
+    if (options.memoryMebibytes == 0) {
+      throw std::system_error(ENOMEM, std::generic_category());
+    }
+    return reportMemory();
+  } catch (const xercesc_3_1::OutOfMemoryException&) {
+    if (options.memoryMebibytes == 0) {
+      throw std::system_error(ENOMEM, std::generic_category());
+    }
+    return reportMemory();
   }
-  return 1;
+}
+
+int run(const Options& options) {
+  const SweepJobId& jobId = options.job;
+  const PartFiles files(options.spool, jobId, findPart(options.part), options.attempt);
+  FileJobLog log(files.log, jobId);
+  const JobOfLog jobOfLog(jobId.toString());
+  const ParserSession parser;
+  try {
+    return compute(options, files, jobId, log);
+  } catch (const std::exception& exception) {
+    // The machine's fault, not the sweep's: the server tries again.
+    std::cerr << "sweep-job: " << exception.what() << "\n";
+    return c_shortageExitCode;
+  }
+}
+
+/// Takes the job out of the arguments; returns the others in the reverse order, as the parser of options wants them.
+std::vector<std::string> readJob(int argc, char* argv[], SweepJobId& job) {
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  const auto tag = std::find(arguments.begin(), arguments.end(), Drelvan::GenericJobId::c_cmdTag);
+  if (tag != arguments.end()) {
+    std::string ignored;
+    job = SweepJobId(Drelvan::GenericJobId::fromCmd(arguments, ignored));
+    arguments.erase(tag, std::min(tag + 2, arguments.end()));
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
 }
 
 int runProgram(int argc, char* argv[]) {
-  if (argc < 2 || argv[1][0] == '-') {
-    std::cerr << "usage: sweep-job SPOOL -jobId ID\n";
-    return 2;
-  }
+  installJobLogging(LogDelivery::AtOnce);
   // What is written here ends in the failure of a job; the normal course of the library does not belong there.
   if (std::getenv("DV_LOG_LEVEL") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread
     spdlog::set_level(spdlog::level::warn);
   }
+  Options options;
+  CLI::App app("Computes one part of a job of the parameter sweep. Started by sweep-server.", "sweep-job");
+  app.set_version_flag("--version", std::string("sweep-job ") + c_version);
+  app.add_option("spool", options.spool, "folder of the jobs")->required();
+  app.add_option("part", options.part, "number of the part, or 'slurm' to take it from SLURM_ARRAY_TASK_ID")
+      ->required();
+  app.add_option("try", options.attempt, "number of the try")->required();
+  app.add_option("--processor-time", options.processorSeconds, "seconds of processor time that the part may use");
+  app.add_option("--memory", options.memoryMebibytes, "MiB of address space that the part may use");
+  app.footer("-jobId ID stands behind all of them.");
   try {
-    const ParserSession parser;
-    std::string ignored;
-    return run(argv[1], SweepJobId(Drelvan::GenericJobId::fromCmd(argc, argv, ignored)));
+    app.parse(readJob(argc, argv, options.job));
+    return run(options);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : c_usageExitCode;
   } catch (const std::exception& exception) {
     std::cerr << "sweep-job: " << exception.what() << "\n";
     return 1;

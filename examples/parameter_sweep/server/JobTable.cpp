@@ -1,360 +1,342 @@
-#include <examples/parameter_sweep/common/FileJobLog.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/server/JobTable.h>
+#include <examples/parameter_sweep/server/RunFailure.h>
 #include <service/Logging.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <boost/algorithm/string/replace.hpp>
-#include <boost/algorithm/string/trim.hpp>
-#include <exception>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <system_error>
-#include <thread>
+#include <utility>
 
 namespace ParameterSweep {
 
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
+using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
 
-constexpr const char* c_group = "sweep-server";
+constexpr milliseconds c_stepTime{5};  // that a poll spends with files, beyond the last step
+constexpr milliseconds c_activePause{100};
+constexpr milliseconds c_idlePause{1000};
 
-ReplyContent read(const fs::path& file) { return readReplyPackage(readStoredFile(file)).content; }
-
-void store(const fs::path& file, const JobStatus& status) {
-  writeStoredFile(file, writeReplyPackage({status}, c_group));
-}
-
-/// What a job and its launcher wrote last, in one line.
-std::string lastWords(const fs::path& output) {
-  constexpr std::streamoff c_length = 500;
-  std::ifstream stream(output, std::ios::binary | std::ios::ate);
-  stream.seekg(std::max<std::streamoff>(stream.tellg() - c_length, 0));
-  std::ostringstream words;
-  words << stream.rdbuf();
-  return boost::algorithm::replace_all_copy(boost::algorithm::trim_copy(words.str()), "\n", "; ");
-}
-
-SweepFailure withoutResult(int ending, const std::string& words) {
-  const std::string said = words.empty() ? words : ": " + words;
-  if (WIFSIGNALED(ending)) {
-    return {FailureKind::JobCrashed, "the job program was ended by signal " + std::to_string(WTERMSIG(ending)) + said};
-  }
-  const std::string code = "exit code " + std::to_string(WEXITSTATUS(ending));
-  if (WEXITSTATUS(ending) == 126 || WEXITSTATUS(ending) == 127) {  // as shells tell it
-    return {FailureKind::LaunchFailed,
-            "the job program could not be started (" + code + "); check --launch-with" + said};
-  }
-  return {FailureKind::JobFailed, "the job program ended with " + code + " and no result" + said};
-}
-
-void checkBelongs(const JobStatus& job, const SweepJobId& found) {
-  if (found.getUniqueId() != job.jobId.getUniqueId()) {
-    throw SweepFailure(FailureKind::Internal, "what is stored belongs to " + found.toString());
-  }
+bool isRunning(PartPhase phase) {
+  return phase == PartPhase::Running || phase == PartPhase::Collecting || phase == PartPhase::Storing;
 }
 
 }  // namespace
 
-JobTable::JobTable(const JobSettings& settings) : m_settings(settings) {
-  const fs::path lock = m_settings.spool / "lock";
-  try {
-    fs::create_directories(m_settings.spool / "jobs");
-    std::ofstream(lock, std::ios::app).close();
-    m_lock = boost::interprocess::file_lock(lock.c_str());
-  } catch (const std::exception& exception) {
-    throw SweepFailure(FailureKind::LocalTrouble,
-                       "the spool '" + m_settings.spool.string() + "' cannot be used: " + exception.what());
-  }
-  if (!m_lock.try_lock()) {
-    throw SweepFailure(FailureKind::LocalTrouble,
-                       "the spool '" + m_settings.spool.string() + "' is in use; end the other server that uses it");
-  }
-}
+JobTable::JobTable(JobSettings settings, JobStore& store, StoreWriter& writer, JobEngine& engine, Clocks clocks)
+    : m_settings(std::move(settings)),
+      m_store(store),
+      m_writer(writer),
+      m_engine(engine),
+      m_clocks(std::move(clocks)) {}
 
 void JobTable::load() {
-  std::multimap<fs::file_time_type, SweepJobId> accepted;
-  for (const auto& entry : fs::directory_iterator(m_settings.spool / "jobs")) {
-    // A folder without a request is a submission that was never accepted.
-    const fs::path request = entry.path() / "request.xml";
-    try {
-      if (fs::exists(request)) {
-        accepted.emplace(fs::last_write_time(request), SweepJobId::fromText(entry.path().filename().string()));
-      }
-    } catch (const std::exception& exception) {
-      s_logger.logWARN("left alone: " + entry.path().string() + ": " + exception.what(), __FILE__, __func__, __LINE__);
-    }
+  for (const auto& [job, parts] : m_store.loadActive()) {
+    add(job, parts);
   }
-  for (const auto& [time, jobId] : accepted) {
-    loadJob(jobId);
+  for (const auto& [jobId, part] : m_store.loadStrayRuns()) {
+    const Run run{jobId, part.number, part.tries};
+    m_engine.resume(run, part.run);
+    m_engine.end(run);
+    m_strays.insert(run);
   }
-  s_logger.logINFO("the spool holds " + std::to_string(m_jobs.size()) + " jobs, " + std::to_string(m_queue.size()) +
-                       " of them to start, " + std::to_string(m_runs.size()) + " running",
-                   __FILE__, __func__, __LINE__);
+  std::error_code error;
+  m_cleaning = fs::directory_iterator(m_settings.spool / "jobs", error);
+  s_logger.logINFO(std::to_string(m_jobs.size()) + " jobs of the spool have not ended", __FILE__, __func__, __LINE__);
 }
 
-void JobTable::loadJob(const SweepJobId& jobId) {
-  const std::string& id = jobId.getUniqueId();
-  JobStatus& job = m_jobs[id] = {jobId};
-  if (const auto process = JobProcess::find(readStoredFile(folder(jobId).process))) {
-    m_runs.emplace(id, Run{*process, {}});
-    job.state = JobState::Running;
+void JobTable::add(const JobRecord& record, const std::vector<PartRecord>& parts) {
+  ActiveJob& job = m_jobs[record.status.jobId.getUniqueId()];
+  job.record = record;
+  job.place = ++m_lastPlace;
+  job.isStartStored = record.status.started != 0;
+  for (const PartRecord& part : parts) {
+    job.parts.push_back({part});
+    job.queued += 1;
   }
-  // A process may still be there after the end of its job, but not the other way round.
-  if (m_runs.count(id) == 0 || isStored(folder(jobId).outcome)) {
-    if (!settle(job)) {
-      m_queue.push_back(id);
+  m_queue.insert(makePlace(job));
+  for (ActivePart& part : job.parts) {
+    if (part.record.state == PartState::Finished) {
+      setPhase(job, part, PartPhase::Finished);
+    } else if (part.record.state == PartState::Running) {
+      setPhase(job, part, PartPhase::Waiting);
+      m_engine.resume(makeRun(job, part), part.record.run);
     }
-  }
-}
-
-void JobTable::endProcesses() {
-  while (!m_runs.empty()) {
-    for (auto run = m_runs.begin(); run != m_runs.end();) {
-      JobProcess& process = run->second.process;
-      process.terminate();
-      if (process.hasEnded()) {
-        process.reap();
-        run = m_runs.erase(run);
-      } else {
-        ++run;
-      }
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }
 
-const JobStatus& JobTable::submit(const Request& request, const std::string& package) {
-  const JobFolder files = folder(request.jobId);
-  const std::string& id = request.jobId.getUniqueId();
-  if (const auto known = m_jobs.find(id); known != m_jobs.end()) {
-    if (readStoredFile(files.request) != package) {
-      throw SweepFailure(FailureKind::JobExists, "another job has this id; submit with a new id");
-    }
-    return known->second;
-  }
-  fs::create_directory(files.path);
-  writeStoredFile(files.request, package);
-  m_queue.push_back(id);
-  note(request.jobId, LogMessage::Type::Info, "accepted");
-  return m_jobs[id] = {request.jobId};
+JobTable::Place JobTable::makePlace(const ActiveJob& job) const {
+  return {-job.record.status.priority, job.place, job.record.status.jobId.getUniqueId()};
 }
 
-const JobStatus& JobTable::getStatus(const SweepJobId& jobId) const {
+PartFiles JobTable::files(const ActiveJob& job, const ActivePart& part) const {
+  return {m_settings.spool, job.record.status.jobId, part.record.number, part.record.tries};
+}
+
+Run JobTable::makeRun(const ActiveJob& job, const ActivePart& part) const {
+  return {job.record.status.jobId, part.record.number, part.record.tries};
+}
+
+ActiveJob* JobTable::findJob(const Key& id) {
+  const auto found = m_jobs.find(id);
+  return found == m_jobs.end() ? nullptr : &found->second;
+}
+
+const ActiveJob* JobTable::find(const SweepJobId& jobId) const {
   const auto found = m_jobs.find(jobId.getUniqueId());
-  if (found == m_jobs.end()) {
-    throw SweepFailure(FailureKind::UnknownJob, "there is no job " + jobId.toString() + " here; check --server");
-  }
-  return found->second;
+  return found == m_jobs.end() ? nullptr : &found->second;
 }
 
-SweepResult JobTable::getResult(const SweepJobId& jobId) const {
-  const JobStatus& job = getStatus(jobId);
-  if (job.failure) {
-    throw SweepFailure(*job.failure);
-  }
-  if (job.state != JobState::Finished) {
-    throw SweepFailure(FailureKind::NotFinished, "the job is not finished; wait for it first");
-  }
-  try {
-    return std::get<SweepResult>(read(folder(jobId).result));
-  } catch (const std::exception& exception) {
-    throw SweepFailure(FailureKind::Internal, std::string("the result cannot be read any more: ") + exception.what());
-  }
+std::pair<ActiveJob*, ActivePart*> JobTable::findPart(const PartKey& key) {
+  ActiveJob* const job = findJob(key.first);
+  const bool isPart = job != nullptr && key.second >= 1 && key.second <= job->parts.size();
+  return {job, isPart ? &job->parts[key.second - 1] : nullptr};
 }
 
-JobMessages JobTable::getMessages(const SweepJobId& jobId) const {
-  const JobFolder files = folder(getStatus(jobId).jobId);
-  JobMessages log{jobId, FileJobLog(files.serverLog, jobId).getMessages()};
-  const std::vector<LogMessage> others = FileJobLog(files.jobLog, jobId).getMessages();
-  log.messages.insert(log.messages.end(), others.begin(), others.end());
-  const auto earlier = [](const auto& left, const auto& right) { return left.timestamp < right.timestamp; };
-  std::stable_sort(log.messages.begin(), log.messages.end(), earlier);
-  return log;
+std::pair<ActiveJob*, ActivePart*> JobTable::findRun(const Run& run) {
+  const auto [job, part] = findPart({run.jobId.getUniqueId(), run.part});
+  // What is said of an earlier try comes too late.
+  return part != nullptr && part->record.tries == run.attempt ? std::pair(job, part)
+                                                              : std::pair<ActiveJob*, ActivePart*>();
 }
 
-const JobStatus& JobTable::cancel(const SweepJobId& jobId) {
-  JobStatus& job = m_jobs.at(getStatus(jobId).jobId.getUniqueId());
-  if (job.state != JobState::Cancelled) {
-    if (isEnd(job.state) || isStored(folder(jobId).result)) {
-      throw SweepFailure(FailureKind::JobEnded, "the job has ended already; ask for its status or result");
+JobState JobTable::makeState(const ActiveJob& job) const {
+  const auto isGiven = [](const ActivePart& part) {
+    return part.phase == PartPhase::Waiting || part.phase == PartPhase::Running;
+  };
+  if (!m_engine.getError().empty() && std::any_of(job.parts.begin(), job.parts.end(), isGiven)) {
+    return JobState::Unknown;
+  }
+  return job.running > 0 && job.isStartStored ? JobState::Running : JobState::Queued;
+}
+
+JobStatus JobTable::makeStatus(const ActiveJob& job) const {
+  JobStatus status = job.record.status;
+  status.state = makeState(job);
+  status.partsRunning = static_cast<std::uint32_t>(job.running);
+  double done = 0;
+  for (const ActivePart& part : job.parts) {
+    done += static_cast<double>(part.record.count) * (part.phase == PartPhase::Finished ? 1 : part.progress);
+  }
+  status.progress = std::min(1.0, done / static_cast<double>(std::max<std::uint64_t>(status.realizations, 1)));
+  return status;
+}
+
+std::optional<JobStatus> JobTable::getStatus(const SweepJobId& jobId) const {
+  if (const ActiveJob* const job = find(jobId)) {
+    return makeStatus(*job);
+  }
+  const std::optional<JobRecord> stored = m_store.find(jobId);
+  return stored && stored->isComplete ? std::optional(stored->status) : std::nullopt;
+}
+
+JobTable::Counts JobTable::count() const {
+  Counts counts;
+  for (const auto& [id, job] : m_jobs) {
+    counts.partsRunning += job.running;
+    ++(job.running > 0 ? counts.running : counts.queued);
+  }
+  return counts;
+}
+
+std::size_t JobTable::countOf(const std::string& owner) const {
+  return static_cast<std::size_t>(std::count_if(
+      m_jobs.begin(), m_jobs.end(), [&](const auto& entry) { return entry.second.record.status.owner == owner; }));
+}
+
+void JobTable::setPhase(ActiveJob& job, ActivePart& part, PartPhase phase) {
+  const PartPhase old = std::exchange(part.phase, phase);
+  const PartKey key{job.record.status.jobId.getUniqueId(), part.record.number};
+  job.queued -= old == PartPhase::Queued ? 1 : 0;
+  job.queued += phase == PartPhase::Queued ? 1 : 0;
+  if (job.queued > 0) {
+    m_queue.insert(makePlace(job));
+  } else {
+    m_queue.erase(makePlace(job));
+  }
+  const auto keep = [&](std::set<PartKey>& set, PartPhase in) {
+    if (phase == in) {
+      set.insert(key);
+    } else {
+      set.erase(key);
     }
-    end(job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"));
-  }
-  return job;
+  };
+  keep(m_preparing, PartPhase::Preparing);
+  keep(m_running, PartPhase::Running);
+  keep(m_collecting, PartPhase::Collecting);
+  setRunning(job, job.running - (isRunning(old) ? 1 : 0) + (isRunning(phase) ? 1 : 0));
+  changed(job);
 }
 
-void JobTable::attend() {
-  for (auto next = m_runs.begin(); next != m_runs.end();) {
-    const std::string id = next->first;  // the run may be gone when something is thrown
-    Run& run = next++->second;
-    try {
-      attendRun(m_jobs.at(id), run);
-    } catch (const std::exception& exception) {
-      // One job's trouble, a full disk for instance, must not end the others.
-      s_logger.logERROR(id + ": " + exception.what(), __FILE__, __func__, __LINE__);
+void JobTable::setRunning(ActiveJob& job, std::size_t running) {
+  const std::size_t old = std::exchange(job.running, running);
+  if (old == 0 && running > 0) {
+    job.runningSince = m_clocks.now();
+  } else if (old > 0 && running == 0) {
+    job.ran += std::chrono::duration_cast<milliseconds>(m_clocks.now() - job.runningSince);
+  }
+}
+
+void JobTable::changed(const ActiveJob& job) {
+  m_changed[job.record.status.jobId.getUniqueId()].jobId = job.record.status.jobId;
+}
+
+/// Tells of what has changed since the last time, once for each job.
+void JobTable::publish() {
+  for (auto& [id, status] : std::exchange(m_changed, {})) {
+    const ActiveJob* const job = findJob(id);
+    m_statusChanged(job != nullptr ? makeStatus(*job) : status);
+  }
+}
+
+void JobTable::poll() {
+  m_writer.poll();
+  for (const RunReport& report : m_engine.poll()) {
+    handle(report);
+  }
+  if (const std::string error = m_engine.getError(); error != m_engineError) {
+    m_engineError = error;
+    for (const auto& [id, job] : m_jobs) {
+      changed(job);
     }
   }
+  stepCollecting();
   startQueued();
+  stepPreparing();
+  startPrepared();
+  readProgress();
+  endOverdue();
+  forgetStrays();
+  cleanNext();
+  publish();
 }
 
-std::vector<int> JobTable::getDescriptors() const {
-  std::vector<int> descriptors;
-  for (const auto& [id, run] : m_runs) {
-    descriptors.push_back(run.process.getDescriptor());
+milliseconds JobTable::getPause() const {
+  if (!m_preparing.empty() || !m_prepared.empty()) {
+    return milliseconds(0);
   }
-  return descriptors;
+  for (const PartKey& key : m_collecting) {
+    const auto job = m_jobs.find(key.first);
+    if (job != m_jobs.end() && m_clocks.now() >= job->second.parts[key.second - 1].notBefore) {
+      return milliseconds(0);
+    }
+  }
+  return m_jobs.empty() ? c_idlePause : c_activePause;
 }
 
 void JobTable::startQueued() {
-  constexpr std::chrono::seconds c_pause{1};
-  while (!m_queue.empty() && m_runs.size() < m_settings.jobsAtOnce && Clock::now() >= m_nextStart) {
-    JobStatus& job = m_jobs.at(m_queue.front());
-    try {
-      if (job.state == JobState::Queued) {
-        start(job);
-      }
-      m_queue.pop_front();
-    } catch (const std::system_error& shortage) {
-      s_logger.logWARN(std::string("starts later: ") + shortage.what(), __FILE__, __func__, __LINE__);
-      m_nextStart = Clock::now() + c_pause;
+  if (m_queue.empty() || !m_startFault.isOver(m_clocks.now()) || !m_runFault.isOver(m_clocks.now())) {
+    return;
+  }
+  const std::size_t room = m_engine.getRoom();
+  for (auto next = m_queue.begin(); next != m_queue.end() && m_preparing.size() + m_prepared.size() < room;) {
+    const Place place = *next;
+    prepare(m_jobs.at(std::get<Key>(place)), room - m_preparing.size() - m_prepared.size());
+    next = m_queue.upper_bound(place);
+  }
+}
+
+/// Begins with the job's next parts.
+void JobTable::prepare(ActiveJob& job, std::size_t room) {
+  for (ActivePart& part : job.parts) {
+    if (room == 0 || job.isEnding || job.queued == 0) {
+      return;
+    }
+    if (part.phase == PartPhase::Queued && m_clocks.now() >= part.notBefore) {
+      ++part.record.tries;
+      part.record.logOffset = 0;
+      part.progress = 0;
+      part.progressRead = {};
+      setPhase(job, part, PartPhase::Preparing);
+      --room;
     }
   }
 }
 
-void JobTable::start(JobStatus& job) {
-  const JobFolder files = folder(job.jobId);
-  std::vector<std::string> command;
-  if (!m_settings.launcher.empty()) {
-    command = {"/bin/sh", "-c", "exec " + m_settings.launcher + " \"$@\"", c_group};
+void JobTable::stepPreparing() {
+  const auto deadline = std::chrono::steady_clock::now() + c_stepTime;
+  while (!m_preparing.empty() && std::chrono::steady_clock::now() < deadline) {
+    const PartKey key = *m_preparing.begin();
+    const auto [job, part] = findPart(key);
+    while (prepareStep(*job, *part) && std::chrono::steady_clock::now() < deadline) {
+    }
   }
-  command.insert(command.end(), {m_settings.jobProgram.string(), m_settings.spool.string()});
-  job.jobId.toCmd(command);
+}
+
+/// Writes a piece of the part's input; false when there is nothing more to write.
+bool JobTable::prepareStep(ActiveJob& job, ActivePart& part) {
   try {
-    // A server that is killed before the record is written leaves a run that the next one does not know, and starts
-    // another. Both write the same result, each as a whole.
-    const JobProcess process = JobProcess::start(command, files.output);
-    m_runs.emplace(job.jobId.getUniqueId(), Run{process, {}});
-    change(job, JobState::Running);
-    writeStoredFile(files.process, process.getRecord());
-  } catch (const SweepFailure& failure) {
-    end(job, failure);
-  } catch (const Drelvan::DvException& exception) {
-    note(job.jobId, LogMessage::Type::Warning,
-         std::string("a new server will not find the process: ") + exception.what());
-  }
-}
-
-void JobTable::attendRun(JobStatus& job, Run& run) {
-  const bool hasEnded = run.process.hasEnded();
-  if (!isEnd(job.state)) {
-    readProgress(job, run);
-  }
-  if (hasEnded) {
-    conclude(job, run.process.reap());
-  } else if (isEnd(job.state)) {
-    run.process.terminate();
-  } else if (m_settings.timeOutSeconds > 0 && run.process.getAge() > Seconds(m_settings.timeOutSeconds)) {
-    const auto seconds = toText(m_settings.timeOutSeconds);
-    end(job, SweepFailure(FailureKind::JobTimedOut,
-                          "the job ran longer than the " + seconds + " s that this server allows; split the sweep"));
-  }
-}
-
-void JobTable::readProgress(JobStatus& job, Run& run) {
-  const fs::path file = folder(job.jobId).progress;
-  std::error_code error;
-  const auto written = fs::last_write_time(file, error);
-  if (error || written == run.progressRead) {
-    return;
-  }
-  run.progressRead = written;
-  const auto reported = std::get<JobStatus>(read(file));
-  job.progress = reported.progress;
-  job.host = reported.host;
-  m_statusChanged(job);
-}
-
-/// Says what became of a job whose process is gone.
-void JobTable::conclude(JobStatus& job, std::optional<int> ending) {
-  const JobFolder files = folder(job.jobId);
-  m_runs.erase(job.jobId.getUniqueId());
-  std::error_code ignored;
-  fs::remove(files.process, ignored);  // what stays names a process that is gone
-  if (isEnd(job.state) || settle(job)) {
-    return;
-  }
-  if (ending) {
-    end(job, withoutResult(*ending, lastWords(files.output)));
-    return;
-  }
-  note(job.jobId, LogMessage::Type::Warning, "the job ended unseen and without a result; it starts again");
-  job.progress = 0;
-  change(job, JobState::Queued);
-  m_queue.push_back(job.jobId.getUniqueId());
-}
-
-/// Whether the spool holds the end of the job, which the job then takes over. Only a result that can be read makes it
-/// finished.
-bool JobTable::settle(JobStatus& job) {
-  const JobFolder files = folder(job.jobId);
-  try {
-    if (isStored(files.outcome)) {
-      const auto outcome = std::get<JobStatus>(read(files.outcome));
-      if (!isEnd(outcome.state)) {
-        throw SweepFailure(FailureKind::Internal, "the outcome is none");
-      }
-      checkBelongs(job, outcome.jobId);
-      job = outcome;
+    const PartFiles partFiles = files(job, part);
+    if (part.input == nullptr) {
+      fs::create_directories(partFiles.folder);
+      part.input = std::make_unique<PartInput>(m_store, job.record, part.record, partFiles);
       return true;
     }
-    if (!isStored(files.result)) {
-      return false;
+    if (part.input->step()) {
+      return true;
     }
-    const ReplyContent content = read(files.result);
-    if (const auto* failure = std::get_if<SweepFailure>(&content)) {
-      end(job, *failure);
-    } else {
-      checkBelongs(job, std::get<SweepResult>(content).jobId);
-      job.progress = 1;
-      change(job, JobState::Finished);
-    }
+    part.input.reset();
+    setPhase(job, part, PartPhase::Starting);
+    m_prepared.emplace_back(job.record.status.jobId.getUniqueId(), part.record.number);
   } catch (const std::exception& exception) {
-    end(job, SweepFailure(FailureKind::Internal, std::string("the job left nothing usable: ") + exception.what()));
+    cannotStart(job, part, exception.what());
   }
-  return true;
+  return false;
 }
 
-/// Ends a job that failed or was cancelled. Should the outcome not reach the disk, the next server runs the job again.
-void JobTable::end(JobStatus& job, const SweepFailure& failure) {
-  job.failure = failure;
-  job.state = failure.getKind() == FailureKind::JobCancelled ? JobState::Cancelled : JobState::Failed;
-  note(job.jobId, LogMessage::Type::Error, failure.what());
-  try {
-    store(folder(job.jobId).outcome, job);
-  } catch (const Drelvan::DvException& exception) {
-    note(job.jobId, LogMessage::Type::Error, std::string("the outcome is not stored: ") + exception.what());
+/// The machine is short of something: this costs the part no try, and all starts wait.
+void JobTable::cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason) {
+  m_startFault.failed(m_clocks.now(), reason);
+  part.input.reset();
+  removeFiles(job, part);
+  --part.record.tries;
+  setPhase(job, part, PartPhase::Queued);
+}
+
+/// Gives what is prepared to the engine: the parts of one job with the same number of the try together.
+void JobTable::startPrepared() {
+  std::map<std::pair<Key, std::uint32_t>, std::vector<Run>> runs;
+  std::vector<PartKey> later;
+  for (const PartKey& key : m_prepared) {
+    const auto [job, part] = findPart(key);
+    const auto isPreparing = m_preparing.lower_bound({key.first, 0});
+    if (part == nullptr || part->phase != PartPhase::Starting || job->isEnding) {
+      continue;
+    }
+    if (isPreparing != m_preparing.end() && isPreparing->first == key.first) {
+      later.push_back(key);
+    } else {
+      runs[{key.first, part->record.tries}].push_back(makeRun(*job, *part));
+    }
   }
-  change(job, job.state);
+  m_prepared = std::move(later);
+  for (const auto& [key, group] : runs) {
+    m_engine.start(group);
+  }
 }
 
-void JobTable::change(JobStatus& job, JobState state) {
-  job.state = state;
-  note(job.jobId, LogMessage::Type::Info, toText(state));
-  m_statusChanged(job);
+void JobTable::cancel(const SweepJobId& jobId, const StoreWriter::Done& done) {
+  ActiveJob* const job = findJob(jobId.getUniqueId());
+  if (job == nullptr) {
+    done(Stored::Refused);
+    return;
+  }
+  storeEnd(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), StoreWriter::Patience::Once, done);
 }
 
-void JobTable::note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const {
-  s_logger.logINFO(jobId.getName() + ": " + text, __FILE__, __func__, __LINE__);
-  FileJobLog(folder(jobId).serverLog, jobId).write(type, c_group, text);
+void JobTable::note(const ActiveJob& job, LogMessage::Type type, const std::string& text) {
+  s_logger.logINFO(aboutJob(job.record.status.jobId, text), __FILE__, __func__, __LINE__);
+  m_writer.write(AddMessages{job.record.status.jobId, {makeMessage(type, text)}}, StoreWriter::Patience::Forever,
+                 [](Stored) {});
+}
+
+LogMessage JobTable::makeMessage(LogMessage::Type type, const std::string& text) const {
+  return {type, c_serverGroup, m_clocks.millisecondsSince1970(), text};
 }
 
 }  // namespace ParameterSweep

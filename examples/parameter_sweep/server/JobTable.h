@@ -1,81 +1,148 @@
 #pragma once
 
-#include <examples/parameter_sweep/common/Messages.h>
-#include <examples/parameter_sweep/common/Spool.h>
-#include <examples/parameter_sweep/server/JobProcess.h>
+#include <examples/parameter_sweep/server/ActiveJob.h>
+#include <examples/parameter_sweep/server/PassingFault.h>
+#include <examples/parameter_sweep/store/StoreWriter.h>
 #include <service/Signals.h>
 
-#include <boost/interprocess/sync/file_lock.hpp>
-#include <chrono>
-#include <cstddef>
-#include <deque>
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace ParameterSweep {
 
 struct JobSettings {
   std::filesystem::path spool = "spool";
-  std::string launcher;  ///< stands before the job program, in the shell's words; empty to start it here
-  std::filesystem::path jobProgram;
-  std::size_t jobsAtOnce = 1;
-  double timeOutSeconds = 3600;  ///< 0 for none
+  std::uint32_t tries = 3;       ///< of a part whose end was not its own doing
+  double timeOutSeconds = 3600;  ///< that the parts of a job may run, all together; 0 for any time
 };
 
-/// All jobs of the spool: takes them, runs them, and says what became of them.
+/// The states of all jobs that have not ended, and what takes them from one to the next.
 ///
-/// What is accepted is on the disk first, so a new table on the same spool goes on where the old one ended, however it
-/// ended. All failures are `SweepFailure` or `DvException`. Threads: the server's one thread.
+/// A change is stored first and shown then. Threads: the server's one thread. No operation waits.
 class JobTable {
  public:
-  /// Throws when the spool cannot be used, or when another server uses it.
-  explicit JobTable(const JobSettings& settings);
+  JobTable(JobSettings settings, JobStore& store, StoreWriter& writer, JobEngine& engine, Clocks clocks = {});
+  JobTable(const JobTable&) = delete;
+  JobTable& operator=(const JobTable&) = delete;
 
-  /// Reads the spool: finds running jobs again and queues the others.
+  /// Goes on with the jobs of the store. Throws `DatabaseError`.
   void load();
-  /// Ends all job processes; their jobs stay in the spool and start again with the next server.
-  void endProcesses();
+  /// Adds a job that has been stored.
+  void add(const JobRecord& job, const std::vector<PartRecord>& parts);
 
-  /// Stores the job; `package` is the whole submission. The same package again changes nothing.
-  const JobStatus& submit(const Request& request, const std::string& package);
-  const JobStatus& getStatus(const SweepJobId& jobId) const;
-  SweepResult getResult(const SweepJobId& jobId) const;
-  JobMessages getMessages(const SweepJobId& jobId) const;
-  const JobStatus& cancel(const SweepJobId& jobId);
+  /// The job's status, also of one that has ended; empty when there is no such job. Throws `DatabaseError`.
+  std::optional<JobStatus> getStatus(const SweepJobId& jobId) const;
+  /// The parts of a job that has not ended; null for any other.
+  const ActiveJob* find(const SweepJobId& jobId) const;
 
-  /// Looks after the processes, starts what is next and reads the progress. Call it often; it never waits.
-  void attend();
-  /// Become readable when a process ends.
-  std::vector<int> getDescriptors() const;
+  /// Stores that the job was cancelled, then calls `done`: `Refused` when the job has ended or is not known.
+  void cancel(const SweepJobId& jobId, const StoreWriter::Done& done);
+  /// Brings what the job programs logged so far into the store, then calls `done`.
+  void importLogs(const SweepJobId& jobId, const std::function<void()>& done);
 
-  Signals::Signal<void(const JobStatus&)> m_statusChanged;  ///< emitted when the state or the progress of a job changed
+  /// Takes every job as far as it gets now.
+  void poll();
+  /// How long nothing happens unless a descriptor tells.
+  std::chrono::milliseconds getPause() const;
+
+  struct Counts {
+    std::size_t queued = 0;   ///< jobs
+    std::size_t running = 0;  ///< jobs
+    std::size_t partsRunning = 0;
+  };
+  Counts count() const;
+  std::size_t countOf(const std::string& owner) const;
+  /// Why nothing can be started now; empty when it can.
+  std::string getStartError() const {
+    return m_startFault.getReason().empty() ? m_runFault.getReason() : m_startFault.getReason();
+  }
+
+  Signals::Signal<void(const JobStatus&)> m_statusChanged;  ///< emitted by `poll`
 
  private:
-  struct Run {
-    JobProcess process;
-    std::filesystem::file_time_type progressRead;
-  };
+  using Key = std::string;                                     ///< a job's unique id
+  using Place = std::tuple<std::int32_t, std::uint64_t, Key>;  ///< in the queue
+  using PartKey = std::pair<Key, std::uint32_t>;
 
-  JobFolder folder(const SweepJobId& jobId) const { return {m_settings.spool, jobId}; }
-  void loadJob(const SweepJobId& jobId);
+  JobStatus makeStatus(const ActiveJob& job) const;
+  JobState makeState(const ActiveJob& job) const;
+  Place makePlace(const ActiveJob& job) const;
+  PartFiles files(const ActiveJob& job, const ActivePart& part) const;
+  Run makeRun(const ActiveJob& job, const ActivePart& part) const;
+  ActiveJob* findJob(const Key& id);
+  std::pair<ActiveJob*, ActivePart*> findPart(const PartKey& key);
+  std::pair<ActiveJob*, ActivePart*> findRun(const Run& run);
+
+  void setPhase(ActiveJob& job, ActivePart& part, PartPhase phase);
+  void setRunning(ActiveJob& job, std::size_t running);
+  void changed(const ActiveJob& job);
+  void publish();
+
   void startQueued();
-  void start(JobStatus& job);
-  void attendRun(JobStatus& job, Run& run);
-  void readProgress(JobStatus& job, Run& run);
-  void conclude(JobStatus& job, std::optional<int> ending);
-  bool settle(JobStatus& job);
-  void end(JobStatus& job, const SweepFailure& failure);
-  void change(JobStatus& job, JobState state);
-  void note(const SweepJobId& jobId, LogMessage::Type type, const std::string& text) const;
+  void prepare(ActiveJob& job, std::size_t room);
+  void stepPreparing();
+  bool prepareStep(ActiveJob& job, ActivePart& part);
+  void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
+  void startPrepared();
+
+  void handle(const RunReport& report);
+  void started(ActiveJob& job, ActivePart& part, const RunReport& report);
+  void notStarted(ActiveJob& job, ActivePart& part, const RunReport& report);
+  void runs(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);
+  void ended(ActiveJob& job, ActivePart& part, const RunEnd& end);
+
+  void stepCollecting();
+  bool collectStep(ActiveJob& job, ActivePart& part);
+  void leftNothing(ActiveJob& job, ActivePart& part);
+  void finishPart(ActiveJob& job, ActivePart& part);
+  void partStored(const PartKey& key, std::int64_t time);
+  void tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& failure);
+  void fail(ActiveJob& job, const SweepFailure& failure);
+  void storeEnd(ActiveJob& job, const SweepFailure& failure, StoreWriter::Patience patience,
+                const StoreWriter::Done& done);
+  void jobEnded(const Key& id, const JobStatus& status);
+
+  void readProgress();
+  void readProgress(ActiveJob& job, ActivePart& part);
+  void endOverdue();
+  void note(const ActiveJob& job, LogMessage::Type type, const std::string& text);
+  LogMessage makeMessage(LogMessage::Type type, const std::string& text) const;
+  std::vector<LogMessage> readLog(const ActiveJob& job, ActivePart& part) const;
+  void removeFiles(const ActiveJob& job, const ActivePart& part) const;
+  void endRuns(const ActiveJob& job);
+  void forgetStrays();
+  void cleanNext();
 
   const JobSettings m_settings;
-  boost::interprocess::file_lock m_lock;              ///< held as long as this process uses the spool
-  std::map<std::string, JobStatus> m_jobs;            ///< by unique id
-  std::map<std::string, Run> m_runs;                  ///< by unique id; also of ended jobs whose process must still go
-  std::deque<std::string> m_queue;                    ///< unique ids; those that are not queued any more are skipped
-  std::chrono::steady_clock::time_point m_nextStart;  ///< later than now while the machine is short of something
+  JobStore& m_store;
+  StoreWriter& m_writer;
+  JobEngine& m_engine;
+  const Clocks m_clocks;
+
+  std::map<Key, ActiveJob> m_jobs;
+  std::uint64_t m_lastPlace = 0;
+  std::set<Place> m_queue;  ///< jobs with queued parts, in the order in which they start
+  std::set<PartKey> m_preparing;
+  std::vector<PartKey> m_prepared;
+  std::set<PartKey> m_collecting;
+  std::set<PartKey> m_running;
+  PartKey m_progressPlace;  ///< whose progress was read last
+  TimePoint m_nextProgress{};
+  std::map<Key, JobStatus> m_changed;  ///< to be published
+  std::set<Run> m_strays;              ///< runs that were told to end
+  std::string m_engineError;           ///< as last shown
+  PassingFault m_startFault{"start parts of jobs"};
+  PassingFault m_runFault{"run parts of jobs"};
+  PassingFault m_readFault{"read what job programs left"};
+  std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
 };
+
+/// A message of the server with the present time.
+inline constexpr const char* c_serverGroup = "sweep-server";
 
 }  // namespace ParameterSweep

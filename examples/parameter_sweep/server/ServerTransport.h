@@ -1,23 +1,23 @@
 #pragma once
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/HostInfo.h>
-#include <examples/parameter_sweep/common/Keys.h>
+#include <examples/parameter_sweep/server/ServerSocket.h>
 #include <examples/parameter_sweep/server/SweepServer.h>
 
-#include <csignal>
 #include <cstddef>
-#include <optional>
+#include <set>
 #include <string>
 #include <zmq.hpp>
 
 namespace ParameterSweep {
 
 struct TransportSettings {
-  std::string bind = "127.0.0.1";  ///< any other address needs keys
+  std::string bind = "127.0.0.1";  ///< any address that others reach needs keys
   int requestPort = 5701;          ///< 0 for a free one
   int publisherPort = 5702;        ///< 0 for a free one
-  std::size_t maxPackage = std::size_t{4} << 20U;
-  std::optional<ServerKeys> keys;
+  std::size_t maxPackage = std::size_t{1} << 20U;
+  std::string keys;              ///< folder; empty for none
+  std::set<std::string> admins;  ///< names of keys
 };
 
 /// Carries packages between the sockets and the process's request server: one package per message, nothing else.
@@ -31,24 +31,21 @@ class ServerTransport {
   /// Where the sockets are reached.
   Drelvan::HostInfo getHostInfo() const { return m_host; }
 
-  /// Sends a package to those who subscribed to its beginning.
-  void publish(const std::string& package);
+  Authentication& getAuthentication() { return m_authentication; }
+  ServerSocket& getRequests() { return m_requests; }
+  ServerSocket& getProgress() { return m_progress; }
 
-  /// Answers, publishes and has `server` attend to its jobs until a signal handler sets `stop`.
-  void run(SweepServer& server, const volatile std::sig_atomic_t& stop);
+  /// Has the process's request server answer at most `limit` requests; false when there are no more.
+  bool answerRequests(SweepServer& server, int limit);
 
  private:
-  void secure(zmq::socket_t& socket);
-  int bind(zmq::socket_t& socket, int port);
-  void answerRequests();
-  void greetSubscribers(const SweepServer& server);
-  void answerAuthentication();
+  void reply(const std::string& connection, const std::string& package);
 
   const TransportSettings m_settings;
   zmq::context_t m_context;
-  zmq::socket_t m_authentication{m_context, zmq::socket_type::rep};
-  zmq::socket_t m_requests{m_context, zmq::socket_type::router};
-  zmq::socket_t m_publisher{m_context, zmq::socket_type::xpub};
+  Authentication m_authentication;
+  ServerSocket m_requests;
+  ServerSocket m_progress;
   Drelvan::HostInfo m_host;
 };
 

@@ -1,8 +1,14 @@
+#include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Packages.h>
+#include <examples/parameter_sweep/common/Spool.h>
+#include <examples/parameter_sweep/common/Version.h>
+#include <examples/parameter_sweep/server/JobOutputReader.h>
 #include <examples/parameter_sweep/server/SweepServer.h>
 #include <service/Logging.h>
 
 #include <exception>
+#include <memory>
+#include <utility>
 
 namespace ParameterSweep {
 
@@ -10,68 +16,284 @@ namespace {
 
 Drelvan::Logging s_logger(__FILE__);
 
+constexpr std::size_t c_resultsAtOnce = 1000;
+constexpr std::size_t c_messagesAtOnce = 500;
+constexpr std::size_t c_jobsAtOnce = 200;
+constexpr std::size_t c_expiredAtOnce = 20;
+constexpr std::chrono::seconds c_expiryInterval{10};
+constexpr std::int64_t c_dayMilliseconds = std::int64_t{24} * 3600 * 1000;
+
+SweepFailure notStored() {
+  return {FailureKind::NotStored,
+          "the server cannot store anything now; nothing has changed, send the same again later"};
+}
+
+SweepFailure unknownJob(const SweepJobId& jobId) {
+  return {FailureKind::UnknownJob, "there is no job " + jobId.toString() + " here; check --server"};
+}
+
 }  // namespace
+
+SweepServer::SweepServer(ServerSettings settings, JobStore& store, StoreWriter& writer, JobEngine& engine,
+                         JobTable& jobs, const Drelvan::HostInfo& host)
+    : m_settings(std::move(settings)),
+      m_store(store),
+      m_writer(writer),
+      m_engine(engine),
+      m_jobs(jobs),
+      m_host(host),
+      m_submissions(m_settings.submissions, store, writer, jobs, m_clocks),
+      m_started(m_clocks.now()) {}
 
 void SweepServer::start() {
   m_jobs.load();
   install(this);
 }
 
-void SweepServer::stop() {
-  install(nullptr);
-  m_jobs.endProcesses();
-}
+void SweepServer::stop() { install(nullptr); }
 
 void SweepServer::install(AbstractRequestServer* server) {
   const boost::mutex::scoped_lock lock(s_instanceMutex);
   s_instance = server;
 }
 
+/// A request on its way to its reply.
+struct SweepServer::Exchange {
+  Asker asker;
+  std::string requestId = c_noRequest;
+  std::string reply = {};
+  bool isLate = false;  ///< `handleRequest` has returned
+};
+
 std::string SweepServer::handleRequest(const std::string& requestPackage) {
-  Reply reply{SweepFailure(FailureKind::Internal, "no answer")};
+  const auto exchange = std::make_shared<Exchange>(Exchange{m_asker});
+  const Reply reply = [this, exchange](const ReplyContent& content) { answer(*exchange, content); };
   try {
-    if (requestPackage.size() > m_maxPackage) {
+    if (requestPackage.size() > m_settings.maxPackage) {
       throw SweepFailure(FailureKind::PackageTooLarge, "the package is larger than the " +
-                                                           std::to_string(m_maxPackage) +
+                                                           std::to_string(m_settings.maxPackage) +
                                                            " bytes that this server takes; split the sweep");
     }
     const Request request = readRequestPackage(requestPackage);
-    reply.requestId = request.id;
-    reply.content = answer(request, requestPackage);
+    exchange->requestId = request.id;
+    dispatch(request, requestPackage, exchange->asker.client, reply);
   } catch (const SweepFailure& failure) {
-    reply.content = failure;
+    reply(failure);
+  } catch (const DatabaseError& error) {
+    reply(SweepFailure(FailureKind::NotStored, std::string(error.what()) + "; try again later"));
   } catch (const std::exception& exception) {
-    reply.content = SweepFailure(FailureKind::Internal, std::string(exception.what()) + "; see the server's log");
+    reply(SweepFailure(FailureKind::Internal, std::string(exception.what()) + "; see the server's log"));
   }
-  if (const auto* failure = std::get_if<SweepFailure>(&reply.content)) {
+  if (!exchange->asker.answerLater) {
+    while (exchange->reply.empty()) {
+      m_writer.pollFor(std::chrono::milliseconds(100));
+    }
+  }
+  exchange->isLate = true;
+  return exchange->reply;
+}
+
+void SweepServer::answer(Exchange& exchange, const ReplyContent& content) const {
+  if (const auto* failure = std::get_if<SweepFailure>(&content)) {
     s_logger.logWARN(std::string("refused: ") + failure->what(), __FILE__, __func__, __LINE__);
   }
-  return writeReplyPackage(reply, m_host.toString());
+  ReplyContent complete = content;
+  if (auto* status = std::get_if<JobStatus>(&complete)) {
+    status->server = m_host;
+  }
+  exchange.reply = writeReplyPackage({complete, exchange.requestId}, m_host.toString());
+  if (exchange.isLate) {
+    exchange.asker.answerLater(exchange.reply);
+  }
 }
 
-ReplyContent SweepServer::answer(const Request& request, const std::string& package) {
+void SweepServer::dispatch(const Request& request, const std::string& package, const Client& client,
+                           const Reply& reply) {
   switch (request.kind) {
     case RequestKind::Submit:
-      return withServer(m_jobs.submit(request, package));
+    case RequestKind::Append:
+      return m_submissions.receive(request, package, client, reply);
+    case RequestKind::Again:
+      return m_submissions.submitAgain(request, client, reply);
     case RequestKind::Status:
-      return withServer(m_jobs.getStatus(request.jobId));
+      return reply(getStatus(request.jobId, client));
     case RequestKind::Result:
-      return m_jobs.getResult(request.jobId);
+      return reply(getResult(request, client));
     case RequestKind::Cancel:
-      return withServer(m_jobs.cancel(request.jobId));
+      return cancel(request, client, reply);
     case RequestKind::Log:
-      return m_jobs.getMessages(request.jobId);
+      return readLog(request, client, reply);
+    case RequestKind::Output:
+      return reply(getOutput(request, client));
+    case RequestKind::Remove:
+      return remove(request, client, reply);
+    case RequestKind::List:
+      return reply(list(request, client));
+    case RequestKind::Ping:
+      return reply(getHealth());
+    case RequestKind::Follow:
+    case RequestKind::Compute:
+      break;
   }
-  throw SweepFailure(FailureKind::UnknownRequest, "not a request of this service");
+  throw SweepFailure(FailureKind::UnknownRequest, "not a request of this service at this port");
 }
 
-JobStatus SweepServer::withServer(JobStatus status) const {
+JobStatus SweepServer::getStatus(const SweepJobId& jobId, const Client& client) const {
+  std::optional<JobStatus> status = m_jobs.getStatus(jobId);
+  if (!status || !client.maySee(status->owner)) {
+    throw unknownJob(jobId);
+  }
+  status->server = m_host;
+  return *status;
+}
+
+std::string SweepServer::writeStatus(JobStatus status, const std::string& requestId) const {
   status.server = m_host;
-  return status;
+  const std::string origin = status.jobId.toString();
+  return writeReplyPackage({std::move(status), requestId}, origin);
 }
 
-std::string SweepServer::getStatusPackage(const SweepJobId& jobId) const {
-  return writeReplyPackage({withServer(m_jobs.getStatus(jobId)), jobId.getUniqueId()}, jobId.toString());
+SweepResult SweepServer::getResult(const Request& request, const Client& client) const {
+  const JobStatus status = getStatus(request.jobId, client);
+  if (status.failure) {
+    throw SweepFailure(*status.failure);
+  }
+  if (status.state != JobState::Finished) {
+    throw SweepFailure(FailureKind::NotFinished, "the job is not finished; wait for it first");
+  }
+  return {status.jobId, m_store.readResults(request.jobId, request.after, c_resultsAtOnce), request.after,
+          status.realizations};
+}
+
+void SweepServer::cancel(const Request& request, const Client& client, const Reply& reply) {
+  const JobStatus status = getStatus(request.jobId, client);
+  if (status.state == JobState::Cancelled) {
+    return reply(status);
+  }
+  const SweepFailure tooLate(FailureKind::JobEnded, "the job has ended already; ask for its status or result");
+  if (isEnd(status.state)) {
+    throw SweepFailure(tooLate);
+  }
+  m_jobs.cancel(request.jobId, [this, request, client, reply, tooLate](Stored stored) {
+    if (stored == Stored::Failed) {
+      return reply(notStored());
+    }
+    try {
+      const JobStatus now = getStatus(request.jobId, client);
+      reply(now.state == JobState::Cancelled ? ReplyContent(now) : ReplyContent(tooLate));
+    } catch (const std::exception&) {
+      reply(notStored());
+    }
+  });
+}
+
+void SweepServer::readLog(const Request& request, const Client& client, const Reply& reply) {
+  getStatus(request.jobId, client);
+  m_jobs.importLogs(request.jobId, [this, request, reply] {
+    try {
+      auto [messages, next] = m_store.readMessages(request.jobId, request.after, c_messagesAtOnce);
+      reply(JobMessages{request.jobId, std::move(messages), next});
+    } catch (const DatabaseError& error) {
+      reply(SweepFailure(FailureKind::NotStored, std::string(error.what()) + "; try again later"));
+    }
+  });
+}
+
+JobOutput SweepServer::getOutput(const Request& request, const Client& client) const {
+  getStatus(request.jobId, client);
+  return readOutput(m_settings.spool, request.jobId, request.after);
+}
+
+void SweepServer::remove(const Request& request, const Client& client, const Reply& reply) {
+  const std::optional<JobRecord> job = m_store.find(request.jobId);
+  if (!job || !client.maySee(job->status.owner)) {
+    throw unknownJob(request.jobId);
+  }
+  if (job->isComplete && !isEnd(job->status.state)) {
+    throw SweepFailure(FailureKind::NotFinished, "the job has not ended; cancel it first, or wait for it");
+  }
+  removeJob(request.jobId, [jobId = request.jobId, reply](Stored stored) {
+    reply(stored == Stored::Failed ? ReplyContent(notStored()) : ReplyContent(JobRemoved{jobId}));
+  });
+}
+
+/// The files go first: what the store knows can be removed again.
+void SweepServer::removeJob(const SweepJobId& jobId, const StoreWriter::Done& done) {
+  std::error_code error;
+  std::filesystem::remove_all(JobFolder(m_settings.spool, jobId).path, error);
+  if (error) {
+    throw SweepFailure(FailureKind::NotStored, "the files of the job cannot be removed now: " + error.message());
+  }
+  s_logger.logINFO(aboutJob(jobId, "removed"), __FILE__, __func__, __LINE__);
+  m_writer.write(RemoveJob{jobId}, StoreWriter::Patience::Once, done);
+}
+
+JobList SweepServer::list(const Request& request, const Client& client) const {
+  JobStore::Filter filter{request.state, request.owner, request.before, c_jobsAtOnce};
+  if (!client.isAdmin) {
+    if (filter.owner.value_or(client.name) != client.name) {
+      return {};
+    }
+    filter.owner = client.name;
+  }
+  // Where a job stands that has not ended is known here, not in the store.
+  filter.isActive = filter.state && !isEnd(*filter.state);
+  if (filter.isActive) {
+    filter.state.reset();
+  }
+  JobList found = m_store.list(filter);
+  JobList list{{}, found.next};
+  for (JobStatus& job : found.jobs) {
+    const JobStatus now = isEnd(job.state) ? std::move(job) : m_jobs.getStatus(job.jobId).value_or(job);
+    if (!request.state || now.state == *request.state) {
+      list.jobs.push_back(now);
+    }
+  }
+  return list;
+}
+
+ServerHealth SweepServer::getHealth() const {
+  const JobTable::Counts counts = m_jobs.count();
+  const std::string engineError = m_engine.getError();
+  std::error_code ignored;
+  const auto space = std::filesystem::space(m_settings.spool, ignored);
+  return {m_host,
+          c_version,
+          std::chrono::duration<double>(m_clocks.now() - m_started).count(),
+          m_engine.getName(),
+          engineError.empty() ? m_jobs.getStartError() : engineError,
+          m_writer.getError(),
+          counts.queued,
+          counts.running,
+          counts.partsRunning,
+          ignored ? 0 : space.available};
+}
+
+void SweepServer::poll() {
+  m_jobs.poll();
+  removeExpired();
+}
+
+void SweepServer::removeExpired() {
+  constexpr std::int64_t c_incompleteDays = 1;
+  if (m_expiring > 0 || m_clocks.now() < m_nextExpiry) {
+    return;
+  }
+  m_nextExpiry = m_clocks.now() + c_expiryInterval;
+  const std::int64_t now = m_clocks.millisecondsSince1970();
+  const std::int64_t ended =
+      m_settings.keepDays <= 0 ? 0 : now - static_cast<std::int64_t>(m_settings.keepDays * c_dayMilliseconds);
+  try {
+    const auto expired = m_store.findExpired(ended, now - c_incompleteDays * c_dayMilliseconds, c_expiredAtOnce);
+    for (const SweepJobId& jobId : expired) {
+      removeJob(jobId, [this](Stored) { --m_expiring; });
+      ++m_expiring;
+    }
+    m_nextExpiry = expired.size() < c_expiredAtOnce ? m_nextExpiry : TimePoint();
+  } catch (const std::exception& exception) {
+    s_logger.logWARN(std::string("jobs that were kept long enough are removed later: ") + exception.what(), __FILE__,
+                     __func__, __LINE__);
+  }
 }
 
 }  // namespace ParameterSweep

@@ -1,15 +1,28 @@
 // sweep-server: takes sweeps, has them computed and keeps their results.
 
+#include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
-#include <examples/parameter_sweep/server/ServerTransport.h>
-#include <examples/parameter_sweep/server/SweepServer.h>
+#include <examples/parameter_sweep/common/Version.h>
+#include <examples/parameter_sweep/engines/LocalEngine.h>
+#include <examples/parameter_sweep/engines/SlurmEngine.h>
+#include <examples/parameter_sweep/server/Followers.h>
+#include <examples/parameter_sweep/server/ServerLoop.h>
+#include <examples/parameter_sweep/server/SpoolLock.h>
+#include <examples/parameter_sweep/server/SpoolTakeover.h>
+#include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <boost/tokenizer.hpp>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace ParameterSweep {
 
@@ -19,22 +32,36 @@ namespace fs = std::filesystem;
 
 constexpr int c_usageExitCode = 2;
 
-volatile std::sig_atomic_t s_stop = 0;
+ServerSignals s_signals;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): for the handlers
 
-void requestStop(int) { s_stop = 1; }
+void requestStop(int) { s_signals.stop = 1; }
+void requestKeys(int) { s_signals.reloadKeys = 1; }
 
-void installStop() {
+void handle(int number, void (*handler)(int)) {
   struct sigaction action {};
-  action.sa_handler = requestStop;
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction old {};
-    ::sigaction(number, nullptr, &old);
-    if (old.sa_handler != SIG_IGN) {  // as nohup has it
-      ::sigaction(number, &action, nullptr);
-    }
+  action.sa_handler = handler;
+  struct sigaction old {};
+  ::sigaction(number, nullptr, &old);
+  if (old.sa_handler != SIG_IGN) {  // as nohup has it
+    ::sigaction(number, &action, nullptr);
   }
+}
+
+void handleSignals(bool hasKeys) {
+  handle(SIGINT, requestStop);
+  handle(SIGTERM, requestStop);
+  handle(SIGHUP, hasKeys ? requestKeys : requestStop);
   // Whoever reads the log may go away.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+}
+
+/// Each connection and each process that runs takes a descriptor.
+void allowManyDescriptors() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
 }
 
 std::string refuseEmpty(const std::string& text) { return text.empty() ? "give a name" : ""; }
@@ -42,66 +69,153 @@ std::string refuseEmpty(const std::string& text) { return text.empty() ? "give a
 struct Options {
   TransportSettings transport;
   JobSettings jobs;
-  std::string keys;
+  ServerSettings server;
+  JobProgram program;
+  std::string launcher;
+  std::string engine = "local";
+  std::string slurmOptions;
+  std::size_t jobsAtOnce = 1;
+  std::uint64_t mebibytesPerOwner = 0;
+  std::vector<std::string> admins;
+  bool stopJobs = false;
   std::string client;
 };
 
-void addOptions(CLI::App& app, Options& options) {
+void addTransportOptions(CLI::App& app, Options& options) {
   app.add_option("--request-port", options.transport.requestPort, "port for requests, 0 for a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
   app.add_option("--publisher-port", options.transport.publisherPort, "port for progress, 0 for a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
-  app.add_option("--bind", options.transport.bind, "address to listen at; any other needs --keys")
+  app.add_option("--bind", options.transport.bind, "address to listen at; any that others reach needs --keys")
       ->capture_default_str();
-  app.add_option("--keys", options.keys, "folder of keys; without it there is no encryption")->check(refuseEmpty);
-  app.add_option("--spool", options.jobs.spool, "folder of the jobs")->check(refuseEmpty)->capture_default_str();
-  app.add_option("--jobs", options.jobs.jobsAtOnce, "jobs that run at once")
-      ->check(CLI::Range(1, 10000))
-      ->capture_default_str();
-  app.add_option("--job-timeout", options.jobs.timeOutSeconds, "seconds that a job may run, 0 for any time")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
+  app.add_option("--keys", options.transport.keys, "folder of keys; without it there is no encryption")
+      ->check(refuseEmpty);
+  app.add_option("--admin", options.admins, "client that sees the jobs of all; may be given several times");
   app.add_option("--max-package", options.transport.maxPackage, "bytes of the largest package taken")
       ->check(CLI::Range(std::size_t{1024}, std::size_t{1} << 31U))
       ->capture_default_str();
-  app.add_option("--launch-with", options.jobs.launcher, "command that starts a job, such as 'srun --ntasks=1'");
+}
+
+void addJobOptions(CLI::App& app, Options& options) {
+  app.add_option("--spool", options.jobs.spool, "folder of the jobs")->check(refuseEmpty)->capture_default_str();
+  app.add_option("--jobs", options.jobsAtOnce, "parts of jobs that run at once")
+      ->check(CLI::Range(1, 10000))
+      ->capture_default_str();
+  app.add_option("--launch-with", options.launcher, "command that starts a part, such as 'ssh node1'");
+  app.add_option("--engine", options.engine, "what runs the parts: processes of this machine, or a cluster")
+      ->check(CLI::IsMember({"local", "slurm"}))
+      ->capture_default_str();
+  app.add_option("--slurm-options", options.slurmOptions, "for sbatch, such as '--partition=long --mem=2G'");
+  app.add_option("--part-size", options.server.submissions.partSize,
+                 "realizations in a part, 0 to let the server choose")
+      ->capture_default_str();
+  app.add_option("--tries", options.jobs.tries, "how often a part is tried that ends without a result")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  app.add_flag("--stop-jobs", options.stopJobs, "end the processes of jobs with the server; their jobs start again");
+}
+
+void addLimitOptions(CLI::App& app, Options& options) {
+  constexpr double c_mostDays = 100000;
+  constexpr std::uint64_t c_most = 1000000000;
+  app.add_option("--job-timeout", options.jobs.timeOutSeconds, "seconds that a job may run, 0 for any time")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  app.add_option("--part-timeout", options.program.processorSeconds,
+                 "seconds of processor time that a part may use, 0 for any")
+      ->check(CLI::Range(std::uint64_t{0}, c_most))
+      ->capture_default_str();
+  app.add_option("--part-memory", options.program.memoryMebibytes, "MiB of memory that a part may use, 0 for any")
+      ->check(CLI::Range(std::uint64_t{0}, c_most))
+      ->capture_default_str();
+  app.add_option("--keep", options.server.keepDays, "days that ended jobs are kept, 0 for ever")
+      ->check(CLI::Range(0.0, c_mostDays))
+      ->capture_default_str();
+  app.add_option("--jobs-per-owner", options.server.submissions.jobsPerOwner,
+                 "jobs of one client that have not ended, 0 for any number")
+      ->check(CLI::Range(std::uint64_t{0}, c_most))
+      ->capture_default_str();
+  app.add_option("--bytes-per-owner", options.mebibytesPerOwner, "MiB stored of one client's jobs, 0 for any number")
+      ->check(CLI::Range(std::uint64_t{0}, c_most))
+      ->capture_default_str();
+}
+
+/// Brings together what was said once for several parts of the program.
+void complete(Options& options) {
+  constexpr std::int64_t c_mebibyte = std::int64_t{1} << 20U;
+  options.jobs.spool = fs::absolute(options.jobs.spool);
+  options.server.spool = options.jobs.spool;
+  options.server.maxPackage = options.transport.maxPackage;
+  options.server.submissions.bytesPerOwner = static_cast<std::int64_t>(options.mebibytesPerOwner) * c_mebibyte;
+  options.program.spool = options.jobs.spool;
+  options.program.program = fs::read_symlink("/proc/self/exe").replace_filename("sweep-job");
+  options.transport.admins = {options.admins.begin(), options.admins.end()};
+}
+
+/// The words of a text, as a shell would take them apart; nothing is expanded.
+std::vector<std::string> splitWords(const std::string& text) {
+  const boost::escaped_list_separator<char> separator("\\", " ", "\"'");
+  const boost::tokenizer<boost::escaped_list_separator<char>> tokens(text, separator);
+  std::vector<std::string> words;
+  std::copy_if(tokens.begin(), tokens.end(), std::back_inserter(words), [](const auto& word) { return !word.empty(); });
+  return words;
+}
+
+std::unique_ptr<JobEngine> makeEngine(const Options& options) {
+  if (options.engine == "slurm") {
+    return std::make_unique<SlurmEngine>(options.program, SlurmEngine::Settings{splitWords(options.slurmOptions)});
+  }
+  return std::make_unique<LocalEngine>(options.program, options.launcher, options.jobsAtOnce);
 }
 
 int serve(Options& options) {
-  options.jobs.spool = fs::absolute(options.jobs.spool);
-  options.jobs.jobProgram = fs::read_symlink("/proc/self/exe").replace_filename("sweep-job");
-  if (!options.keys.empty()) {
-    options.transport.keys = readServerKeys(options.keys);
-  }
-  installStop();
+  complete(options);
+  handleSignals(!options.transport.keys.empty());
+  allowManyDescriptors();
   const ParserSession parser;
   ServerTransport transport(options.transport);
-  SweepServer server(options.jobs, options.transport.maxPackage, transport.getHostInfo());
-  const Signals::ScopedConnection publishing = server.getJobs().m_statusChanged.connect(
-      [&](const JobStatus& status) { transport.publish(server.getStatusPackage(status.jobId)); });
+  const SpoolLock lock(options.jobs.spool);
+  JobStore store(options.jobs.spool / "sweep.db");
+  takeOverSpool(options.jobs.spool, store);
+  StoreWriter writer(store);
+  const std::unique_ptr<JobEngine> made = makeEngine(options);
+  JobEngine& engine = *made;
+  JobTable jobs(options.jobs, store, writer, engine);
+  SweepServer server(options.server, store, writer, engine, jobs, transport.getHostInfo());
+  Followers followers(transport.getProgress(), server);
+  const Signals::ScopedConnection publishing =
+      jobs.m_statusChanged.connect([&](const JobStatus& status) { followers.publish(status); });
   server.start();
   std::cout << "sweep-server: ready, " << server.getHostInfo().toString() << std::endl;
-  transport.run(server, s_stop);
+  ServerLoop(transport, server, followers, writer, engine, jobs).run(s_signals);
   server.stop();
+  if (options.stopJobs) {
+    engine.endAll();
+  }
   return 0;
 }
 
 int makeKeys(const Options& options) {
-  const fs::path file = makeClientKeys(options.keys, options.client);
+  const fs::path file = makeClientKeys(options.transport.keys, options.client);
   std::cout << "keys for the client " << options.client << ": " << file.string()
-            << "\nGive that file to the client only, and start the server anew with --keys " << options.keys << "\n";
+            << "\nGive that file to the client only. A server that runs with --keys " << options.transport.keys
+            << " lets the client in after SIGHUP.\n";
   return 0;
 }
 
 int runProgram(int argc, char* argv[]) {
+  installJobLogging(LogDelivery::InBackground);
   try {
     Options options;
     CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
-    addOptions(app, options);
+    app.set_version_flag("--version", std::string("sweep-server ") + c_version);
+    addTransportOptions(app, options);
+    addJobOptions(app, options);
+    addLimitOptions(app, options);
     CLI::App* const keygen = app.add_subcommand("keygen", "make the keys of the server and of a client");
-    keygen->add_option("--keys", options.keys, "folder of keys")->check(refuseEmpty)->required();
+    keygen->add_option("--keys", options.transport.keys, "folder of keys")->check(refuseEmpty)->required();
     keygen->add_option("--client", options.client, "name of the client")->required();
     try {
       app.parse(argc, argv);
@@ -119,4 +233,10 @@ int runProgram(int argc, char* argv[]) {
 
 }  // namespace ParameterSweep
 
-int main(int argc, char* argv[]) { return ParameterSweep::runProgram(argc, argv); }
+int main(int argc, char* argv[]) {
+  const int code = ParameterSweep::runProgram(argc, argv);
+  if (!ParameterSweep::finishJobLogging()) {
+    std::_Exit(code);  // nobody reads standard error, and waiting for that would be for ever
+  }
+  return code;
+}

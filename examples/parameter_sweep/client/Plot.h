@@ -1,0 +1,12 @@
+#pragma once
+
+#include <examples/parameter_sweep/common/Messages.h>
+
+#include <string>
+
+namespace ParameterSweep {
+
+/// Draws value against realization into an SVG file. Throws `SweepFailure` (`LocalTrouble`) when gnuplot does not.
+void plot(const SweepResult& result, const std::string& file);
+
+}  // namespace ParameterSweep

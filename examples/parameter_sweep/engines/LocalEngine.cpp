@@ -1,0 +1,185 @@
+#include <examples/parameter_sweep/common/Spool.h>
+#include <examples/parameter_sweep/common/SweepFailure.h>
+#include <examples/parameter_sweep/engines/LocalEngine.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <thread>
+#include <utility>
+
+namespace ParameterSweep {
+
+namespace {
+
+constexpr std::uint64_t c_mebibyte = std::uint64_t{1} << 20U;
+constexpr std::size_t c_startsAtOnce = 4;
+constexpr std::chrono::seconds c_lookInterval{1};
+constexpr std::chrono::seconds c_longestEnd{30};
+
+}  // namespace
+
+LocalEngine::LocalEngine(JobProgram program, std::string launcher, std::size_t runsAtOnce)
+    : m_program(std::move(program)),
+      m_launcher(std::move(launcher)),
+      m_runsAtOnce(runsAtOnce),
+      m_descriptor(::epoll_create1(EPOLL_CLOEXEC)) {
+  if (m_descriptor < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot watch processes");
+  }
+}
+
+LocalEngine::~LocalEngine() { ::close(m_descriptor); }
+
+std::size_t LocalEngine::getRoom() const {
+  const std::size_t used = m_runs.size() + m_unsearched.size() + m_toStart.size();
+  return used < m_runsAtOnce ? m_runsAtOnce - used : 0;
+}
+
+void LocalEngine::start(const std::vector<Run>& runs) { m_toStart.insert(m_toStart.end(), runs.begin(), runs.end()); }
+
+void LocalEngine::startOne(const Run& run) {
+  RunReport report{run, RunReport::Kind::NotStarted};
+  std::vector<std::string> command;
+  if (!m_launcher.empty()) {
+    command = {"/bin/sh", "-c", "exec " + m_launcher + " \"$@\"", "sweep-server"};
+  }
+  const std::vector<std::string> program = makeCommand(m_program, run, std::to_string(run.part));
+  command.insert(command.end(), program.begin(), program.end());
+  try {
+    const PartFiles files(m_program.spool, run.jobId, run.part, run.attempt);
+    const LocalProcess process = LocalProcess::start(
+        command, files.output, {m_program.processorSeconds, m_program.memoryMebibytes * c_mebibyte});
+    report.kind = RunReport::Kind::Started;
+    report.record = process.getRecord();
+    m_reports.push_back(report);
+    watch(run, process);
+    m_reports.push_back({run, RunReport::Kind::Running});
+  } catch (const Shortage& shortage) {
+    report.isShortage = true;
+    report.reason = shortage.what();
+    m_reports.push_back(report);
+  } catch (const SweepFailure& failure) {
+    report.reason = failure.getMessage();
+    m_reports.push_back(report);
+  }
+}
+
+void LocalEngine::watch(const Run& run, const LocalProcess& process) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.u64 = ++m_lastSerial;
+  // Where this fails the end is seen by the look at all processes.
+  static_cast<void>(::epoll_ctl(m_descriptor, EPOLL_CTL_ADD, process.getDescriptor(), &event));
+  m_runs.emplace(run, Watched{process, m_lastSerial});
+  m_bySerial.emplace(m_lastSerial, run);
+}
+
+void LocalEngine::resume(const Run& run, const std::string& record) { m_unsearched.emplace(run, record); }
+
+void LocalEngine::end(const Run& run) {
+  const auto isRun = [&](const Run& other) { return !(other < run) && !(run < other); };
+  m_toStart.erase(std::remove_if(m_toStart.begin(), m_toStart.end(), isRun), m_toStart.end());
+  if (m_unsearched.count(run) != 0) {
+    m_unwanted.insert(run);
+  }
+  if (const auto found = m_runs.find(run); found != m_runs.end()) {
+    found->second.isEnding = true;
+    found->second.process.terminate();
+  }
+}
+
+bool LocalEngine::isLeft(const Run& run) const { return m_runs.count(run) != 0 || m_unsearched.count(run) != 0; }
+
+std::vector<RunReport> LocalEngine::poll() {
+  findAgain();
+  reapEnded();
+  for (std::size_t count = 0; count < c_startsAtOnce && !m_toStart.empty(); ++count) {
+    const Run run = m_toStart.front();
+    m_toStart.pop_front();
+    startOne(run);
+  }
+  return std::exchange(m_reports, {});
+}
+
+void LocalEngine::findAgain() {
+  for (auto next = m_unsearched.begin(); next != m_unsearched.end();) {
+    const auto& [run, record] = *next;
+    try {
+      if (const auto process = LocalProcess::find(record)) {
+        watch(run, *process);
+        m_reports.push_back({run, RunReport::Kind::Running, {}, {}, false, process->getAge()});
+      } else {
+        m_reports.push_back({run, RunReport::Kind::Ended});
+      }
+      const Run found = run;
+      next = m_unsearched.erase(next);
+      if (m_unwanted.erase(found) != 0) {
+        m_reports.pop_back();
+        end(found);
+      }
+    } catch (const Shortage&) {
+      return;  // asked again with the next call
+    }
+  }
+}
+
+void LocalEngine::reapEnded() {
+  std::array<epoll_event, 64> events{};
+  const int count = ::epoll_wait(m_descriptor, events.data(), static_cast<int>(events.size()), 0);
+  for (int index = 0; index < count; ++index) {
+    const auto found = m_bySerial.find(events.at(static_cast<std::size_t>(index)).data.u64);
+    if (found != m_bySerial.end()) {
+      reap(Run(found->second));
+    }
+  }
+  if (std::chrono::steady_clock::now() >= m_nextLook) {
+    lookAtAll();
+  }
+}
+
+void LocalEngine::reap(const Run& run) {
+  const auto found = m_runs.find(run);
+  if (found == m_runs.end() || !found->second.process.hasEnded()) {
+    return;
+  }
+  RunReport report{run, RunReport::Kind::Ended};
+  report.end = found->second.process.reap();
+  if (!found->second.isEnding) {
+    m_reports.push_back(report);
+  }
+  m_bySerial.erase(found->second.serial);
+  m_runs.erase(found);
+}
+
+/// Reminds those that must go, and finds the ends that no event told.
+void LocalEngine::lookAtAll() {
+  m_nextLook = std::chrono::steady_clock::now() + c_lookInterval;
+  std::vector<Run> runs;
+  for (auto& [run, watched] : m_runs) {
+    if (watched.isEnding) {
+      watched.process.terminate();
+    }
+    runs.push_back(run);
+  }
+  for (const Run& run : runs) {
+    reap(run);
+  }
+}
+
+void LocalEngine::endAll() {
+  const auto deadline = std::chrono::steady_clock::now() + c_longestEnd;
+  while ((!m_runs.empty() || !m_unsearched.empty()) && std::chrono::steady_clock::now() < deadline) {
+    findAgain();
+    for (auto& [run, watched] : m_runs) {
+      watched.isEnding = true;
+    }
+    lookAtAll();
+    m_reports.clear();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+}  // namespace ParameterSweep

@@ -1,0 +1,173 @@
+#include <examples/parameter_sweep/engines/SlurmAnswers.h>
+
+#include <algorithm>
+#include <array>
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/algorithm/string/trim.hpp>
+#include <regex>
+#include <sstream>
+
+namespace ParameterSweep {
+
+const char* const c_queueFormat = "ArrayJobID:24|,ArrayTaskID:24|,State:32|,exit_code:24|,TimeUsed:32|,Name:128|";
+const char* const c_accountFormat = "JobID,JobName%128,State,ExitCode";
+
+namespace {
+
+constexpr std::array<const char*, 4> c_programs{"sbatch: ", "squeue: ", "scancel: ", "sacct: "};
+
+bool isComplaint(const std::string& line) {
+  return std::any_of(c_programs.begin(), c_programs.end(),
+                     [&](const char* program) { return boost::algorithm::starts_with(line, program); });
+}
+
+/// The lines of an answer, without what the programs say about themselves.
+std::vector<std::string> readLines(const std::string& answer) {
+  std::vector<std::string> lines;
+  std::istringstream stream(answer);
+  for (std::string line; std::getline(stream, line);) {
+    if (!line.empty() && !isComplaint(line)) {
+      lines.push_back(line);
+    }
+  }
+  return lines;
+}
+
+std::vector<std::string> readFields(const std::string& line) {
+  std::vector<std::string> fields;
+  boost::algorithm::split(fields, line, boost::algorithm::is_any_of("|"));
+  for (std::string& field : fields) {
+    boost::algorithm::trim(field);
+  }
+  return fields;
+}
+
+bool isNumber(const std::string& text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), boost::algorithm::is_digit());
+}
+
+/// What a state means for a part; empty for a word that Slurm does not have.
+std::optional<RunReport::Kind> readState(const std::string& state) {
+  static const std::regex s_words("[A-Z_]+");
+  if (!std::regex_match(state, s_words)) {
+    return std::nullopt;
+  }
+  for (const char* waiting : {"PENDING", "CONFIGURING", "REQUEUED", "REQUEUE_FED", "REQUEUE_HOLD", "RESV_DEL_HOLD",
+                              "SPECIAL_EXIT", "STOPPED"}) {
+    if (state == waiting) {
+      return RunReport::Kind::Waiting;
+    }
+  }
+  for (const char* running : {"RUNNING", "COMPLETING", "SUSPENDED", "RESIZING", "SIGNALING", "STAGE_OUT"}) {
+    if (state == running) {
+      return RunReport::Kind::Running;
+    }
+  }
+  for (const char* ended : {"COMPLETED", "FAILED", "TIMEOUT", "OUT_OF_MEMORY", "NODE_FAIL", "BOOT_FAIL", "DEADLINE",
+                            "PREEMPTED", "CANCELLED", "REVOKED"}) {
+    if (state == ended) {
+      return RunReport::Kind::Ended;
+    }
+  }
+  return std::nullopt;
+}
+
+/// From CODE:SIGNAL, or from the status of a process as a number.
+RunEnd readEnd(const std::string& state, const std::string& code) {
+  constexpr int c_signalMask = 0x7F;
+  constexpr unsigned c_codeShift = 8;
+  RunEnd end;
+  end.reason = state == "COMPLETED" || state == "FAILED" ? "" : state;
+  const std::size_t colon = code.find(':');
+  int exitCode = 0;
+  int signal = 0;
+  if (colon != std::string::npos) {
+    exitCode = std::atoi(code.c_str());
+    signal = std::atoi(code.c_str() + colon + 1);
+  } else {
+    const auto status = static_cast<unsigned>(std::atoi(code.c_str()));
+    exitCode = static_cast<int>(status >> c_codeShift);
+    signal = static_cast<int>(status & c_signalMask);
+  }
+  if (signal != 0) {
+    end.signal = signal;
+  } else if (end.reason.empty()) {
+    end.exitCode = exitCode;
+  }
+  return end;
+}
+
+/// From [DAYS-][HOURS:]MINUTES:SECONDS; 0 for anything else.
+std::chrono::milliseconds readAge(const std::string& text) {
+  constexpr std::array<int, 4> c_seconds{1, 60, 3600, 86400};
+  std::vector<std::string> parts;
+  boost::algorithm::split(parts, text, boost::algorithm::is_any_of("-:"));
+  std::chrono::seconds age{0};
+  for (std::size_t index = 0; index < parts.size() && index < c_seconds.size(); ++index) {
+    const std::string& part = parts[parts.size() - 1 - index];
+    age += std::chrono::seconds(isNumber(part) ? std::int64_t{std::atoi(part.c_str())} * c_seconds.at(index) : 0);
+  }
+  return age;
+}
+
+}  // namespace
+
+std::optional<std::string> readArrayId(const std::string& answer) {
+  const std::vector<std::string> lines = readLines(answer);
+  if (lines.size() != 1) {
+    return std::nullopt;
+  }
+  // The name of the cluster may follow.
+  const std::string id = lines.front().substr(0, lines.front().find(';'));
+  return isNumber(id) ? std::optional(id) : std::nullopt;
+}
+
+std::optional<std::vector<SlurmTask>> readQueue(const std::string& answer) {
+  constexpr std::size_t c_fields = 7;  // the last one is what follows the last '|'
+  std::vector<SlurmTask> tasks;
+  for (const std::string& line : readLines(answer)) {
+    const std::vector<std::string> fields = readFields(line);
+    const auto kind = fields.size() == c_fields ? readState(fields[2]) : std::nullopt;
+    if (!kind || !isNumber(fields[0])) {
+      return std::nullopt;
+    }
+    if (isNumber(fields[1])) {  // anything else is no task of an array, so none of ours
+      tasks.push_back(
+          {fields[0] + "_" + fields[1], fields[5], *kind, readEnd(fields[2], fields[3]), readAge(fields[4])});
+    }
+  }
+  return tasks;
+}
+
+std::optional<std::vector<SlurmTask>> readAccounts(const std::string& answer) {
+  constexpr std::size_t c_fields = 4;
+  static const std::regex s_ids(R"(\d+_\d+)");
+  std::vector<SlurmTask> tasks;
+  for (const std::string& line : readLines(answer)) {
+    const std::vector<std::string> fields = readFields(line);
+    const std::string state = fields.size() == c_fields ? fields[2].substr(0, fields[2].find(' ')) : "";
+    const auto kind = readState(state);
+    if (!kind) {
+      return std::nullopt;
+    }
+    if (*kind == RunReport::Kind::Ended && std::regex_match(fields[0], s_ids)) {
+      tasks.push_back({fields[0], fields[1], *kind, readEnd(state, fields[3])});
+    }
+  }
+  return tasks;
+}
+
+std::string readComplaints(const std::string& answer) {
+  std::string complaints;
+  std::istringstream stream(answer);
+  for (std::string line; std::getline(stream, line);) {
+    if (isComplaint(line)) {
+      complaints += (complaints.empty() ? "" : "; ") + line;
+    }
+  }
+  return complaints;
+}
+
+}  // namespace ParameterSweep

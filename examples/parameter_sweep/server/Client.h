@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace ParameterSweep {
+
+/// Who asks: the name of the client's key, which is empty where the server has no keys.
+struct Client {
+  std::string name;
+  bool isAdmin = false;  ///< sees the jobs of all
+
+  bool maySee(const std::string& owner) const { return isAdmin || owner == name; }
+};
+
+}  // namespace ParameterSweep

@@ -1,0 +1,453 @@
+// What becomes of the runs that the engine was given.
+
+#include <examples/parameter_sweep/common/FileJobLog.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
+#include <examples/parameter_sweep/common/Packages.h>
+#include <examples/parameter_sweep/server/JobTable.h>
+#include <examples/parameter_sweep/server/RunFailure.h>
+#include <service/Logging.h>
+
+#include <algorithm>
+#include <regex>
+#include <system_error>
+#include <utility>
+
+namespace ParameterSweep {
+
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+
+Drelvan::Logging s_logger(__FILE__);
+
+constexpr milliseconds c_stepTime{5};  // that a poll spends with results, beyond the last step
+constexpr milliseconds c_progressInterval{100};
+constexpr std::size_t c_progressAtOnce = 20;
+constexpr std::size_t c_longestLog = std::size_t{256} << 10U;  // that is read at once
+constexpr int c_shortageExitCode = 75;                         // of the job program
+constexpr int c_cleanedAtOnce = 10;
+
+std::string describe(const ActiveJob& job, const ActivePart& part) {
+  return job.parts.size() == 1 ? "" : "part " + std::to_string(part.record.number) + ": ";
+}
+
+}  // namespace
+
+void JobTable::handle(const RunReport& report) {
+  const auto [job, part] = findRun(report.run);
+  if (part == nullptr) {
+    return;
+  }
+  switch (report.kind) {
+    case RunReport::Kind::Started:
+      started(*job, *part, report);
+      break;
+    case RunReport::Kind::NotStarted:
+      notStarted(*job, *part, report);
+      break;
+    case RunReport::Kind::Waiting:
+      if (part->phase == PartPhase::Running) {  // the cluster has put it back into its queue
+        setPhase(*job, *part, PartPhase::Waiting);
+      }
+      break;
+    case RunReport::Kind::Running:
+      runs(*job, *part, report.age);
+      break;
+    case RunReport::Kind::Ended:
+      ended(*job, *part, report.end);
+      break;
+  }
+}
+
+void JobTable::started(ActiveJob& job, ActivePart& part, const RunReport& report) {
+  m_startFault.succeeded();
+  part.record.run = report.record;
+  setPhase(job, part, PartPhase::Waiting);
+  const std::int64_t time = m_clocks.millisecondsSince1970();
+  const Key id = job.record.status.jobId.getUniqueId();
+  m_writer.write(StartParts{job.record.status.jobId, {part.record}, time}, StoreWriter::Patience::Forever,
+                 [this, id, time](Stored stored) {
+                   ActiveJob* const known = findJob(id);
+                   if (known != nullptr && stored == Stored::Done && !known->isStartStored) {
+                     known->isStartStored = true;
+                     known->record.status.started = time;
+                     note(*known, LogMessage::Type::Info, toText(JobState::Running));
+                     changed(*known);
+                   }
+                 });
+}
+
+void JobTable::notStarted(ActiveJob& job, ActivePart& part, const RunReport& report) {
+  if (report.isShortage || job.isEnding) {
+    cannotStart(job, part, report.reason);
+    return;
+  }
+  m_runFault.failed(m_clocks.now(), report.reason);
+  tryAgain(job, part, SweepFailure(FailureKind::LaunchFailed, report.reason));
+}
+
+void JobTable::runs(ActiveJob& job, ActivePart& part, milliseconds age) {
+  if (part.phase == PartPhase::Waiting) {
+    setPhase(job, part, PartPhase::Running);
+    job.runningSince = std::min(job.runningSince, m_clocks.now() - age);
+  }
+}
+
+void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
+  if (part.phase == PartPhase::Waiting || part.phase == PartPhase::Running) {
+    part.end = end;
+    part.endedAt = m_clocks.now();
+    part.notBefore = {};
+    setPhase(job, part, PartPhase::Collecting);
+  }
+}
+
+void JobTable::stepCollecting() {
+  const auto deadline = std::chrono::steady_clock::now() + c_stepTime;
+  for (const PartKey& key : std::set<PartKey>(m_collecting)) {
+    for (;;) {
+      const auto [job, part] = findPart(key);
+      const bool isDue = part != nullptr && part->phase == PartPhase::Collecting && !job->isEnding &&
+                         m_clocks.now() >= part->notBefore;
+      if (!isDue || !collectStep(*job, *part)) {
+        break;
+      }
+      if (std::chrono::steady_clock::now() >= deadline) {
+        return;
+      }
+    }
+  }
+}
+
+/// Reads the next piece of what the part left; false when there is nothing more to do now.
+bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
+  const PartFiles partFiles = files(job, part);
+  try {
+    if (part.results == nullptr) {
+      if (!isStored(partFiles.result)) {
+        leftNothing(job, part);
+        return false;
+      }
+      part.results = std::make_unique<PartResults>(partFiles, job.record.status.jobId, part.record.count);
+    }
+    if (part.results->step()) {
+      return true;
+    }
+    m_readFault.succeeded();
+    m_runFault.succeeded();
+    finishPart(job, part);
+  } catch (const SweepFailure& failure) {
+    part.results.reset();
+    if (failure.getKind() == FailureKind::LocalTrouble) {
+      m_readFault.failed(m_clocks.now(), failure.getMessage());
+      part.notBefore = m_clocks.now() + std::chrono::seconds(1);
+    } else {
+      tryAgain(job, part, SweepFailure(FailureKind::Internal, "the result is unreadable: " + failure.getMessage()));
+    }
+  } catch (const std::exception& exception) {
+    part.results.reset();
+    m_readFault.failed(m_clocks.now(), exception.what());
+    part.notBefore = m_clocks.now() + std::chrono::seconds(1);
+  }
+  return false;
+}
+
+/// The process is gone and has put no result into place.
+void JobTable::leftNothing(ActiveJob& job, ActivePart& part) {
+  const bool isPerhapsOnItsWay =
+      part.end.exitCode.value_or(0) == 0 && m_clocks.now() < part.endedAt + m_engine.getFileDelay();
+  if (isPerhapsOnItsWay) {
+    part.notBefore = m_clocks.now() + std::chrono::seconds(1);
+    return;
+  }
+  const SweepFailure failure = failureFromEnd(part.end, outputTail(files(job, part).output));
+  if (isOutcome(failure)) {
+    fail(job, failure);
+    return;
+  }
+  if (part.end.exitCode == c_shortageExitCode || failure.getKind() == FailureKind::LaunchFailed) {
+    m_runFault.failed(m_clocks.now(), failure.getMessage());
+  }
+  tryAgain(job, part, failure);
+}
+
+void JobTable::finishPart(ActiveJob& job, ActivePart& part) {
+  if (const auto& failure = part.results->getFailure()) {
+    const SweepFailure copy = *failure;
+    part.results.reset();
+    fail(job, copy);
+    return;
+  }
+  readProgress(job, part);  // which may name the machine of a run that was short
+  const SweepJobId& jobId = job.record.status.jobId;
+  FinishPart change{jobId, part.record.number, part.results->getResults(), readLog(job, part)};
+  change.host = job.record.status.host.getName();
+  change.time = m_clocks.millisecondsSince1970();
+  const bool isLast = job.record.status.partsDone + 1 == job.parts.size();
+  if (isLast) {
+    change.messages.push_back(makeMessage(LogMessage::Type::Info, toText(JobState::Finished)));
+  }
+  part.results.reset();
+  part.progress = 1;
+  setPhase(job, part, PartPhase::Storing);
+  const PartKey key{jobId.getUniqueId(), part.record.number};
+  const std::int64_t time = change.time;
+  m_writer.write(std::move(change), StoreWriter::Patience::Forever, [this, key, time](Stored stored) {
+    if (stored == Stored::Done) {
+      partStored(key, time);
+    }
+  });
+}
+
+void JobTable::partStored(const PartKey& key, std::int64_t time) {
+  const auto [job, part] = findPart(key);
+  if (part == nullptr) {
+    return;
+  }
+  removeFiles(*job, *part);
+  part->record.state = PartState::Finished;
+  ++job->record.status.partsDone;
+  setPhase(*job, *part, PartPhase::Finished);
+  if (job->record.status.partsDone == job->parts.size()) {
+    JobStatus status = job->record.status;
+    status.state = JobState::Finished;
+    status.progress = 1;
+    status.ended = time;
+    jobEnded(key.first, status);
+  }
+}
+
+/// The part's try was lost, but not by its own doing.
+void JobTable::tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& failure) {
+  const bool isKnown =
+      part.end.exitCode || part.end.signal || !part.end.reason.empty() || failure.getKind() != FailureKind::JobFailed;
+  if (isKnown && part.record.tries >= m_settings.tries) {
+    fail(job, failure);
+    return;
+  }
+  note(job, LogMessage::Type::Warning,
+       describe(job, part) + failure.getMessage() + "; will try again (try " + std::to_string(part.record.tries) + ")");
+  const bool wasGiven = !part.record.run.empty();
+  removeFiles(job, part);
+  part.end = {};
+  part.progress = 0;
+  part.record.run.clear();
+  part.notBefore = m_clocks.now() + pauseAfter(part.record.tries);
+  setPhase(job, part, PartPhase::Queued);
+  if (wasGiven) {
+    m_writer.write(QueuePart{job.record.status.jobId, part.record.number}, StoreWriter::Patience::Forever,
+                   [](Stored) {});
+  }
+}
+
+void JobTable::fail(ActiveJob& job, const SweepFailure& failure) {
+  storeEnd(job, failure, StoreWriter::Patience::Forever, [](Stored) {});
+}
+
+/// Stores that the job failed or was cancelled, and shows it then.
+void JobTable::storeEnd(ActiveJob& job, const SweepFailure& failure, StoreWriter::Patience patience,
+                        const StoreWriter::Done& done) {
+  JobStatus status = makeStatus(job);
+  status.state = failure.getKind() == FailureKind::JobCancelled ? JobState::Cancelled : JobState::Failed;
+  status.failure = failure;
+  status.ended = m_clocks.millisecondsSince1970();
+  status.partsRunning = 0;
+  EndJob change{status.jobId, status.state, failure, {}, status.host.getName(), status.ended};
+  for (ActivePart& part : job.parts) {
+    const bool hasLog = part.phase == PartPhase::Running || part.phase == PartPhase::Collecting;
+    if (hasLog && patience == StoreWriter::Patience::Forever) {  // or they would be lost with a failure
+      const std::vector<LogMessage> messages = readLog(job, part);
+      change.messages.insert(change.messages.end(), messages.begin(), messages.end());
+    }
+  }
+  change.messages.push_back(makeMessage(LogMessage::Type::Error, failure.getMessage()));
+  change.messages.push_back(makeMessage(LogMessage::Type::Info, toText(status.state)));
+  s_logger.logINFO(aboutJob(status.jobId, failure.getMessage()), __FILE__, __func__, __LINE__);
+  job.isEnding = true;
+  m_writer.write(std::move(change), patience, [this, status, done](Stored stored) {
+    const Key& id = status.jobId.getUniqueId();
+    ActiveJob* const known = findJob(id);
+    if (known != nullptr && stored == Stored::Done) {
+      jobEnded(id, status);
+    } else if (known != nullptr) {
+      known->isEnding = false;
+    }
+    done(stored);
+  });
+}
+
+void JobTable::jobEnded(const Key& id, const JobStatus& status) {
+  const auto found = m_jobs.find(id);
+  ActiveJob& job = found->second;
+  s_logger.logINFO(aboutJob(status.jobId, toText(status.state)), __FILE__, __func__, __LINE__);
+  endRuns(job);
+  for (ActivePart& part : job.parts) {
+    if (part.phase != PartPhase::Finished) {
+      removeFiles(job, part);
+    }
+    setPhase(job, part, PartPhase::Finished);  // takes it out of all sets
+  }
+  std::error_code ignored;
+  fs::remove(JobFolder(m_settings.spool, status.jobId).path, ignored);  // unless files are left in it
+  m_jobs.erase(found);
+  m_changed[id] = status;
+}
+
+void JobTable::endRuns(const ActiveJob& job) {
+  for (const ActivePart& part : job.parts) {
+    const bool isGiven =
+        part.phase == PartPhase::Starting || part.phase == PartPhase::Waiting || part.phase == PartPhase::Running;
+    if (isGiven) {
+      const Run run = makeRun(job, part);
+      m_engine.end(run);
+      m_strays.insert(run);
+    }
+  }
+}
+
+/// What the store knows of runs that were told to end goes once nothing is left of them.
+void JobTable::forgetStrays() {
+  for (auto next = m_strays.begin(); next != m_strays.end();) {
+    if (m_engine.isLeft(*next)) {
+      ++next;
+      continue;
+    }
+    m_writer.write(ForgetRun{next->jobId, next->part, next->attempt}, StoreWriter::Patience::Forever, [](Stored) {});
+    next = m_strays.erase(next);
+  }
+}
+
+void JobTable::readProgress() {
+  if (m_running.empty() || m_clocks.now() < m_nextProgress) {
+    return;
+  }
+  m_nextProgress = m_clocks.now() + c_progressInterval;
+  std::size_t count = std::min(m_running.size(), c_progressAtOnce);
+  for (auto next = m_running.upper_bound(m_progressPlace); count > 0; --count) {
+    next = next == m_running.end() ? m_running.begin() : next;
+    m_progressPlace = *next++;
+    const auto [job, part] = findPart(m_progressPlace);
+    readProgress(*job, *part);
+  }
+}
+
+void JobTable::readProgress(ActiveJob& job, ActivePart& part) {
+  const fs::path file = files(job, part).progress;
+  std::error_code error;
+  const auto written = fs::last_write_time(file, error);
+  if (error || written == part.progressRead) {
+    return;
+  }
+  try {
+    const auto reported = std::get<JobStatus>(readReplyPackage(readStoredFile(file)).content);
+    part.progressRead = written;
+    part.progress = reported.progress;
+    job.record.status.host = reported.host;
+    changed(job);
+  } catch (const std::exception& exception) {
+    // What cannot be read now is read with the next look; progress is no outcome.
+    s_logger.logDEBUG(aboutJob(job.record.status.jobId, exception.what()), __FILE__, __func__, __LINE__);
+  }
+}
+
+void JobTable::endOverdue() {
+  if (m_settings.timeOutSeconds <= 0) {
+    return;
+  }
+  const milliseconds longest(static_cast<std::int64_t>(m_settings.timeOutSeconds * 1000));
+  std::set<Key> jobs;
+  for (const PartKey& key : m_running) {
+    jobs.insert(key.first);
+  }
+  for (const Key& id : jobs) {
+    ActiveJob& job = m_jobs.at(id);
+    if (!job.isEnding && job.ran + (m_clocks.now() - job.runningSince) > longest) {
+      fail(job,
+           SweepFailure(FailureKind::JobTimedOut, "the job ran longer than the " + toText(m_settings.timeOutSeconds) +
+                                                      " s that this server allows; split the sweep"));
+    }
+  }
+}
+
+/// What the job program has logged since the last look; whole lines only.
+std::vector<LogMessage> JobTable::readLog(const ActiveJob& job, ActivePart& part) const {
+  try {
+    const std::string text = readStoredFile(files(job, part).log, part.record.logOffset, c_longestLog);
+    const std::string lines = text.substr(0, text.rfind('\n') + 1);
+    std::vector<LogMessage> messages = readLogLines(lines);
+    part.record.logOffset += lines.size();
+    return messages;
+  } catch (const std::exception& exception) {
+    s_logger.logWARN(aboutJob(job.record.status.jobId, std::string("the log of the job program: ") + exception.what()),
+                     __FILE__, __func__, __LINE__);
+    return {};
+  }
+}
+
+void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& done) {
+  ActiveJob* const job = findJob(jobId.getUniqueId());
+  AddMessages last;
+  bool isNews = false;
+  if (job != nullptr) {
+    for (ActivePart& part : job->parts) {
+      const std::uint64_t before = part.record.logOffset;
+      std::vector<LogMessage> messages;
+      if (part.phase == PartPhase::Running) {
+        messages = readLog(*job, part);
+      }
+      if (messages.empty()) {
+        continue;
+      }
+      if (isNews) {
+        m_writer.write(std::move(last), StoreWriter::Patience::Forever, [](Stored) {});
+      }
+      last = {jobId, std::move(messages), part.record.number, part.record.logOffset};
+      isNews = part.record.logOffset != before;
+    }
+  }
+  if (isNews) {
+    m_writer.write(std::move(last), StoreWriter::Patience::Forever, [done](Stored) { done(); });
+  } else {
+    done();
+  }
+}
+
+void JobTable::removeFiles(const ActiveJob& job, const ActivePart& part) const {
+  const PartFiles partFiles = files(job, part);
+  std::error_code error;
+  for (const fs::path& file : {partFiles.input, partFiles.progress, partFiles.log, partFiles.result}) {
+    fs::remove(file, error);
+  }
+  if (fs::file_size(partFiles.output, error) == 0) {
+    fs::remove(partFiles.output, error);
+  }
+}
+
+/// Removes what an earlier server or its job programs left of jobs that have ended.
+void JobTable::cleanNext() {
+  static const std::regex s_remains(R"(\d+\.\d+\.(input|progress|log|result)(\.\d+\.new)?)");
+  for (int count = 0; count < c_cleanedAtOnce && m_cleaning != fs::directory_iterator(); ++count) {
+    std::error_code error;
+    try {
+      const fs::path folder = m_cleaning->path();
+      const std::optional<JobRecord> job = m_store.find(SweepJobId::fromText(folder.filename().string()));
+      if (job && isEnd(job->status.state)) {
+        for (const auto& entry : fs::directory_iterator(folder)) {
+          if (std::regex_match(entry.path().filename().string(), s_remains)) {
+            fs::remove(entry.path(), error);
+          }
+        }
+        fs::remove(folder, error);
+      }
+    } catch (const std::exception& exception) {
+      s_logger.logDEBUG(std::string("ignoring: ") + exception.what(), __FILE__, __func__, __LINE__);
+    }
+    m_cleaning.increment(error);
+    if (error) {
+      m_cleaning = {};
+    }
+  }
+}
+
+}  // namespace ParameterSweep

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <examples/parameter_sweep/server/Clocks.h>
+#include <service/Logging.h>
+
+#include <string>
+#include <utility>
+
+namespace ParameterSweep {
+
+/// A kind of call that fails for a while: when it is tried again, and one entry in the log when that begins and ends.
+///
+/// Threads: one.
+class PassingFault {
+ public:
+  /// `what` goes on as in "cannot read results".
+  explicit PassingFault(std::string what) : m_what(std::move(what)) {}
+
+  bool isOver(TimePoint now) const { return now >= m_next; }
+
+  void failed(TimePoint now, const std::string& reason) {
+    if (m_failures == 0) {
+      logger().logERROR("cannot " + m_what + " now, will retry: " + reason, __FILE__, __func__, __LINE__);
+    }
+    m_next = now + pauseAfter(++m_failures);
+    m_reason = reason;
+  }
+
+  void succeeded() {
+    if (m_failures != 0) {
+      logger().logINFO("can " + m_what + " again", __FILE__, __func__, __LINE__);
+      m_failures = 0;
+      m_next = {};
+      m_reason.clear();
+    }
+  }
+
+  /// Empty when the last call succeeded.
+  const std::string& getReason() const { return m_reason; }
+
+ private:
+  static Drelvan::Logging& logger() {
+    static Drelvan::Logging s_logger(__FILE__);
+    return s_logger;
+  }
+
+  std::string m_what;
+  std::string m_reason;
+  std::uint32_t m_failures = 0;
+  TimePoint m_next{};
+};
+
+}  // namespace ParameterSweep

@@ -1,0 +1,493 @@
+#include <examples/parameter_sweep/common/PackageFile.h>
+#include <examples/parameter_sweep/common/SweepSchema.h>
+#include <examples/parameter_sweep/server/JobTable.h>
+#include <gtest/gtest.h>
+#include <tests/examples/SweepFakes.h>
+#include <tests/support/TemporaryFolder.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using namespace ParameterSweep;
+using StartedRun = ParameterSweep::Run;  // the test class has a member of that name
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using SweepTest::FakeClock;
+using SweepTest::FakeEngine;
+using SweepTest::makeJob;
+
+/// The states of jobs on a fake engine and a fake clock; no process is started.
+class JobTableTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { static const ParserSession parser; }
+
+  JobTableTest() {
+    std::filesystem::create_directories(m_settings.spool / "jobs");
+    begin();
+  }
+
+  /// Another server on the same spool.
+  void begin() {
+    m_table.reset();
+    m_writer.reset();
+    m_store.reset();
+    m_engine = std::make_unique<FakeEngine>();
+    m_store = std::make_unique<JobStore>(m_folder.file("sweep.db"));
+    m_writer = std::make_unique<StoreWriter>(*m_store);
+    m_table = std::make_unique<JobTable>(m_settings, *m_store, *m_writer, *m_engine, m_clock.get());
+    m_table->m_statusChanged.connect([this](const JobStatus& status) { m_published.push_back(status); });
+    m_table->load();
+  }
+
+  SweepJobId submit(std::uint32_t count = 1, std::uint32_t partSize = 1, std::int32_t priority = 0) {
+    AddPackage change = makeJob(count, partSize);
+    change.job.status.priority = priority;
+    m_store->apply({change});
+    m_table->add(change.job, change.parts);
+    return change.job.status.jobId;
+  }
+
+  /// Until the table has nothing more to do at this time.
+  void settle() {
+    for (int turn = 0; turn < 3; ++turn) {
+      m_table->poll();
+      while (m_writer->countWaiting() > 0) {
+        m_writer->pollFor(milliseconds(100));
+      }
+    }
+    m_table->poll();
+  }
+
+  JobStatus status(const SweepJobId& jobId) const { return m_table->getStatus(jobId).value(); }
+  JobState state(const SweepJobId& jobId) const { return status(jobId).state; }
+  /// The run that was started last.
+  StartedRun lastRun() const { return m_engine->m_all.back(); }
+  PartFiles files(const StartedRun& run) const { return {m_settings.spool, run.jobId, run.part, run.attempt}; }
+
+  /// What the job program does: reads its input, and leaves twice the id of each realization.
+  void leaveResult(const StartedRun& run) const {
+    PackageFileReader input(files(run).input, 1000000);
+    const Request part = readRequestPackage(input.next().value());
+    const Request package = readRequestPackage(input.next().value());
+    SweepResult result{run.jobId};
+    for (std::uint64_t index = part.skip; index < part.skip + part.count; ++index) {
+      const std::uint32_t id = package.sweep.vectors.at(index).realizationId;
+      result.realizations.push_back({id, 2.0 * id});
+    }
+    write(run, {result});
+  }
+  void write(const StartedRun& run, const ReplyContent& content) const {
+    PackageFileWriter writer(files(run).result);
+    writer.add(writeReplyPackage({content}, "test"));
+    writer.finish();
+  }
+  void finish(StartedRun run) {
+    leaveResult(run);
+    m_engine->finish(run, {0, std::nullopt, ""});
+    settle();
+  }
+  void fail(StartedRun run, const RunEnd& end) {
+    m_engine->finish(run, end);
+    settle();
+  }
+
+  TestSupport::TemporaryFolder m_folder;
+  JobSettings m_settings{m_folder.file("spool"), 3, 100};
+  FakeClock m_clock;
+  std::unique_ptr<FakeEngine> m_engine;
+  std::unique_ptr<JobStore> m_store;
+  std::unique_ptr<StoreWriter> m_writer;
+  std::unique_ptr<JobTable> m_table;
+  std::vector<JobStatus> m_published;
+};
+
+TEST_F(JobTableTest, JobRunsAndIsFinishedWithItsResult) {
+  const SweepJobId jobId = submit();
+  EXPECT_EQ(state(jobId), JobState::Queued);
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Running);
+  EXPECT_EQ(m_store->getParts(jobId)[0].run, "run 1");
+  finish(lastRun());
+  EXPECT_EQ(state(jobId), JobState::Finished);
+  EXPECT_EQ(m_published.back().state, JobState::Finished);
+  EXPECT_EQ(m_store->readResults(jobId, 0, 10).at(0).value, 2);
+  EXPECT_EQ(m_table->find(jobId), nullptr) << "nothing of it is held any more";
+  EXPECT_FALSE(std::filesystem::exists(JobFolder(m_settings.spool, jobId).path));
+}
+
+TEST_F(JobTableTest, PartsRunSideBySideAndTheResultIsInOrderWhateverEndsFirst) {
+  m_engine->m_room = 2;
+  const SweepJobId jobId = submit(7, 3);
+  settle();
+  ASSERT_EQ(m_engine->m_started.size(), 2U);
+  EXPECT_EQ(status(jobId).partsRunning, 2U);
+  finish(m_engine->m_started[1]);
+  EXPECT_EQ(status(jobId).partsDone, 1U);
+  EXPECT_NEAR(status(jobId).progress, 3.0 / 7, 1e-9);
+  EXPECT_EQ(state(jobId), JobState::Running);
+  ASSERT_EQ(m_engine->m_started.size(), 2U);
+  finish(m_engine->m_started[1]);
+  finish(m_engine->m_started[0]);
+  ASSERT_EQ(state(jobId), JobState::Finished);
+  const auto results = m_store->readResults(jobId, 0, 100);
+  ASSERT_EQ(results.size(), 7U);
+  for (std::uint32_t index = 0; index < 7; ++index) {
+    EXPECT_EQ(results[index].realizationId, index + 1);
+    EXPECT_EQ(results[index].value, 2.0 * (index + 1));
+  }
+}
+
+TEST_F(JobTableTest, UrgentJobsStartFirstThenThoseThatCameFirst) {
+  m_engine->m_room = 0;
+  const SweepJobId first = submit();
+  const SweepJobId second = submit();
+  const SweepJobId urgent = submit(1, 1, 7);
+  m_engine->m_room = 1;
+  for (const SweepJobId& next : {urgent, first, second}) {
+    settle();
+    EXPECT_EQ(lastRun().jobId.toString(), next.toString());
+    finish(lastRun());
+  }
+}
+
+TEST_F(JobTableTest, LostTryIsRepeatedAfterAGrowingPauseAndThenFailsTheJob) {
+  const SweepJobId jobId = submit();
+  settle();
+  fail(lastRun(), {std::nullopt, SIGKILL, ""});
+  EXPECT_EQ(state(jobId), JobState::Queued);
+  m_clock.pass(milliseconds(900));
+  settle();
+  EXPECT_EQ(m_engine->m_all.size(), 1U);
+  m_clock.pass(milliseconds(200));
+  settle();
+  ASSERT_EQ(m_engine->m_all.size(), 2U);
+  EXPECT_EQ(lastRun().attempt, 2U);
+  fail(lastRun(), {std::nullopt, SIGKILL, ""});
+  m_clock.pass(milliseconds(1900));
+  settle();
+  EXPECT_EQ(m_engine->m_all.size(), 2U) << "the second pause is longer";
+  m_clock.pass(milliseconds(200));
+  settle();
+  ASSERT_EQ(m_engine->m_all.size(), 3U);
+  fail(lastRun(), {std::nullopt, SIGKILL, ""});
+  ASSERT_EQ(state(jobId), JobState::Failed);
+  EXPECT_EQ(status(jobId).failure->getKind(), FailureKind::JobCrashed);
+  EXPECT_EQ(status(jobId).failure->getMessage(), "the job program was ended by signal 9");
+}
+
+TEST_F(JobTableTest, OnlyTheLostPartIsTriedAgain) {
+  m_engine->m_room = 2;
+  const SweepJobId jobId = submit(2, 1);
+  settle();
+  const StartedRun first = m_engine->m_started[0];
+  const StartedRun second = m_engine->m_started[1];
+  fail(first, {7, std::nullopt, "NODE_FAIL"});
+  finish(second);
+  EXPECT_EQ(state(jobId), JobState::Queued) << "nothing of it runs between the tries";
+  m_clock.pass(seconds(2));
+  settle();
+  ASSERT_EQ(m_engine->m_all.size(), 3U);
+  EXPECT_EQ(lastRun().part, first.part);
+  finish(lastRun());
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, FailureOfTheSweepItselfEndsTheJobAtOnceAndItsOtherParts) {
+  m_engine->m_room = 2;
+  const SweepJobId jobId = submit(2, 1);
+  settle();
+  const StartedRun first = m_engine->m_started[0];
+  write(first, SweepFailure(FailureKind::BadExpression, "bad expression at position 3"));
+  m_engine->finish(first, {0, std::nullopt, ""});
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Failed);
+  EXPECT_EQ(status(jobId).failure->getKind(), FailureKind::BadExpression);
+  EXPECT_EQ(m_engine->m_ended.size(), 1U);
+  m_clock.pass(seconds(100));
+  settle();
+  EXPECT_EQ(m_engine->m_all.size(), 2U);
+}
+
+TEST_F(JobTableTest, ProcessorTimeIsAnOutcomeOfItsOwn) {
+  const SweepJobId jobId = submit();
+  settle();
+  fail(lastRun(), {std::nullopt, SIGXCPU, ""});
+  EXPECT_EQ(status(jobId).failure.value().getKind(), FailureKind::ProcessorTimeExceeded);
+}
+
+TEST_F(JobTableTest, ShortageCostsNoTryHowLongItMayLast) {
+  m_engine->m_refusal = std::make_unique<RunReport>();
+  m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
+  m_engine->m_refusal->isShortage = true;
+  m_engine->m_refusal->reason = "Resource temporarily unavailable";
+  const SweepJobId jobId = submit();
+  for (int round = 0; round < 20; ++round) {
+    settle();
+    EXPECT_EQ(state(jobId), JobState::Queued);
+    m_clock.pass(seconds(61));
+  }
+  EXPECT_EQ(m_table->getStartError(), "Resource temporarily unavailable");
+  m_engine->m_refusal.reset();
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Running);
+  EXPECT_EQ(lastRun().attempt, 1U);
+  EXPECT_EQ(m_table->getStartError(), "");
+}
+
+TEST_F(JobTableTest, LauncherThatCannotStartFailsTheJobAfterItsTries) {
+  m_engine->m_refusal = std::make_unique<RunReport>();
+  m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
+  m_engine->m_refusal->reason = "cannot start '/nowhere'";
+  const SweepJobId jobId = submit();
+  for (int round = 0; round < 3; ++round) {
+    settle();
+    m_clock.pass(seconds(61));
+  }
+  ASSERT_EQ(state(jobId), JobState::Failed);
+  EXPECT_EQ(status(jobId).failure->getKind(), FailureKind::LaunchFailed);
+  EXPECT_EQ(m_engine->m_all.size(), 3U);
+}
+
+TEST_F(JobTableTest, ResultThatCannotBeReadNowIsReadLater) {
+  const SweepJobId jobId = submit();
+  settle();
+  const StartedRun run = lastRun();
+  leaveResult(run);
+  // A link to itself gives ELOOP where the result is.
+  const std::filesystem::path result = files(run).result;
+  const std::filesystem::path kept = m_folder.file("kept");
+  std::filesystem::rename(result, kept);
+  std::filesystem::create_symlink(result, result);
+  m_engine->finish(run, {0, std::nullopt, ""});
+  for (int round = 0; round < 5; ++round) {
+    settle();
+    EXPECT_FALSE(isEnd(state(jobId)));
+    m_clock.pass(seconds(2));
+  }
+  std::filesystem::remove(result);
+  std::filesystem::rename(kept, result);
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, DamagedResultIsComputedAgainAndNeverReported) {
+  const SweepJobId jobId = submit();
+  for (int attempt = 1; attempt <= 3; ++attempt) {
+    settle();
+    const StartedRun run = lastRun();
+    EXPECT_EQ(run.attempt, static_cast<std::uint32_t>(attempt));
+    leaveResult(run);
+    std::filesystem::resize_file(files(run).result, std::filesystem::file_size(files(run).result) / 2);
+    fail(run, {0, std::nullopt, ""});
+    m_clock.pass(seconds(10));
+  }
+  ASSERT_EQ(state(jobId), JobState::Failed);
+  EXPECT_NE(std::string(status(jobId).failure->what()).find("the result is unreadable"), std::string::npos);
+}
+
+TEST_F(JobTableTest, ResultOfAnotherJobIsNotTaken) {
+  m_settings.tries = 1;
+  begin();
+  const SweepJobId jobId = submit();
+  settle();
+  write(lastRun(), SweepResult{SweepJobId(), {{1, 2}}});
+  fail(lastRun(), {0, std::nullopt, ""});
+  EXPECT_EQ(state(jobId), JobState::Failed);
+}
+
+TEST_F(JobTableTest, ResultThatIsStillOnItsWayIsWaitedFor) {
+  m_engine->m_fileDelay = seconds(30);
+  const SweepJobId jobId = submit();
+  settle();
+  const StartedRun run = lastRun();
+  fail(run, {0, std::nullopt, ""});
+  m_clock.pass(seconds(20));
+  settle();
+  EXPECT_FALSE(isEnd(state(jobId)));
+  leaveResult(run);
+  m_clock.pass(seconds(2));
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, CancelledJobEndsItsRunsAndStaysCancelled) {
+  m_engine->m_room = 2;
+  const SweepJobId jobId = submit(3, 1);
+  settle();
+  Stored result = Stored::Failed;
+  m_table->cancel(jobId, [&](Stored stored) { result = stored; });
+  EXPECT_FALSE(isEnd(state(jobId))) << "nothing is shown before it is stored";
+  settle();
+  EXPECT_EQ(result, Stored::Done);
+  EXPECT_EQ(state(jobId), JobState::Cancelled);
+  EXPECT_EQ(m_engine->m_ended.size(), 2U);
+  begin();
+  EXPECT_EQ(state(jobId), JobState::Cancelled);
+}
+
+TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {
+  const SweepJobId jobId = submit();
+  settle();
+  finish(lastRun());
+  Stored result = Stored::Done;
+  m_table->cancel(jobId, [&](Stored stored) { result = stored; });
+  EXPECT_EQ(result, Stored::Refused);
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, CancelThatCannotBeStoredChangesNothing) {
+  const SweepJobId jobId = submit();
+  settle();
+  Database other(m_folder.file("sweep.db"));
+  other.execute("BEGIN IMMEDIATE");
+  Stored result = Stored::Done;
+  bool isTold = false;
+  m_table->cancel(jobId, [&](Stored stored) {
+    result = stored;
+    isTold = true;
+  });
+  while (!isTold) {
+    m_writer->pollFor(milliseconds(100));
+  }
+  EXPECT_EQ(result, Stored::Failed);
+  EXPECT_EQ(state(jobId), JobState::Running);
+  EXPECT_TRUE(m_engine->m_ended.empty());
+  other.execute("ROLLBACK");
+  finish(lastRun());
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, NextServerGoesOnWithTheRunsOfTheOneBefore) {
+  const SweepJobId jobId = submit();
+  settle();
+  const StartedRun run = lastRun();
+  begin();
+  ASSERT_EQ(m_engine->m_resumed, std::vector<std::string>{"run 1"});
+  EXPECT_TRUE(m_engine->m_all.empty());
+  m_engine->report({run, RunReport::Kind::Running});
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Running);
+  finish(run);
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, RunThatEndedUnseenIsFinishedByWhatItLeftOrStartsAgain) {
+  m_engine->m_room = 2;
+  const SweepJobId jobId = submit(2, 1);
+  settle();
+  const StartedRun first = m_engine->m_started[0];
+  const StartedRun second = m_engine->m_started[1];
+  leaveResult(first);
+  begin();
+  m_engine->m_room = 2;
+  m_engine->finish(first, {});
+  m_engine->finish(second, {});
+  settle();
+  EXPECT_EQ(status(jobId).partsDone, 1U);
+  m_clock.pass(seconds(2));
+  settle();
+  ASSERT_EQ(m_engine->m_all.size(), 1U);
+  EXPECT_EQ(lastRun().part, second.part);
+  finish(lastRun());
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, EndThatNobodySawNeverFailsAJobHoweverOften) {
+  const SweepJobId jobId = submit();
+  for (int round = 0; round < 6; ++round) {
+    settle();
+    fail(lastRun(), {});
+    m_clock.pass(seconds(61));
+  }
+  EXPECT_FALSE(isEnd(state(jobId)));
+}
+
+TEST_F(JobTableTest, RunOfAJobCancelledJustBeforeAKillIsEndedByTheNextServer) {
+  const SweepJobId jobId = submit();
+  settle();
+  m_engine->m_isLeft = true;
+  m_table->cancel(jobId, [](Stored) {});
+  settle();
+  begin();
+  ASSERT_EQ(m_engine->m_resumed, std::vector<std::string>{"run 1"});
+  EXPECT_EQ(m_engine->m_ended.size(), 1U);
+  settle();
+  begin();
+  EXPECT_TRUE(m_engine->m_resumed.empty()) << "nothing was left of it";
+}
+
+TEST_F(JobTableTest, WaitingInAClustersQueueIsQueuedAndCostsNoTime) {
+  m_engine->m_runsAtOnce = false;
+  const SweepJobId jobId = submit();
+  settle();
+  m_engine->report({lastRun(), RunReport::Kind::Waiting});
+  m_clock.pass(seconds(1000));
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Queued);
+  m_engine->report({lastRun(), RunReport::Kind::Running});
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Running);
+  m_clock.pass(seconds(99));
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Running);
+  m_clock.pass(seconds(2));
+  settle();
+  ASSERT_EQ(state(jobId), JobState::Failed);
+  EXPECT_EQ(status(jobId).failure->getKind(), FailureKind::JobTimedOut);
+  EXPECT_EQ(m_engine->m_ended.size(), 1U);
+}
+
+TEST_F(JobTableTest, ClusterThatCannotBeAskedMakesTheStateUnknown) {
+  const SweepJobId jobId = submit();
+  settle();
+  m_engine->m_error = "the controller does not answer";
+  m_published.clear();
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Unknown);
+  ASSERT_FALSE(m_published.empty());
+  EXPECT_EQ(m_published.back().state, JobState::Unknown);
+  m_engine->m_error.clear();
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Running);
+}
+
+TEST_F(JobTableTest, ProgressAndHostThatTheJobProgramStoresAreShown) {
+  const SweepJobId jobId = submit(4, 2);
+  settle();
+  JobStatus reported{jobId, JobState::Running};
+  reported.progress = 0.5;
+  reported.host.setName("node7");
+  replaceFile(files(lastRun()).progress, writeReplyPackage({reported}, "test"));
+  m_clock.pass(seconds(1));
+  settle();
+  EXPECT_EQ(status(jobId).progress, 0.25);
+  EXPECT_EQ(status(jobId).host.getName(), "node7");
+  std::ofstream(files(lastRun()).progress) << "nonsense";
+  m_clock.pass(seconds(1));
+  settle();
+  EXPECT_EQ(status(jobId).progress, 0.25) << "progress is no outcome";
+}
+
+TEST_F(JobTableTest, MessagesOfTheJobProgramAreReadWhileItRunsAndNoneTwice) {
+  const SweepJobId jobId = submit();
+  settle();
+  const auto count = [&](const std::string& text) {
+    const auto messages = m_store->readMessages(jobId, 0, 100).first;
+    return std::count_if(messages.begin(), messages.end(), [&](const auto& message) { return message.text == text; });
+  };
+  std::ofstream log(files(lastRun()).log);
+  log << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"}) << "<logMessage unfini" << std::flush;
+  bool isDone = false;
+  m_table->importLogs(jobId, [&] { isDone = true; });
+  settle();
+  EXPECT_TRUE(isDone);
+  EXPECT_EQ(count("begun"), 1);
+  finish(lastRun());
+  EXPECT_EQ(count("begun"), 1);
+  EXPECT_EQ(count("Finished"), 1);
+}
+
+}  // namespace

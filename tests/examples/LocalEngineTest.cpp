@@ -1,0 +1,141 @@
+#include <examples/parameter_sweep/common/Spool.h>
+#include <examples/parameter_sweep/engines/LocalEngine.h>
+#include <gtest/gtest.h>
+#include <tests/support/TemporaryFolder.h>
+
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+namespace {
+
+using namespace ParameterSweep;
+using StartedRun = ParameterSweep::Run;  // the test class has a member of that name
+
+/// Runs a shell script in the place of the job program.
+class LocalEngineTest : public testing::Test {
+ protected:
+  LocalEngine make(const std::string& script, std::size_t atOnce = 2) const {
+    return LocalEngine(m_program, script.empty() ? "" : "sh -c '" + script + "'", atOnce);
+  }
+  StartedRun makeRun() const {
+    const StartedRun run{SweepJobId(), 1, 1};
+    std::filesystem::create_directories(PartFiles(m_program.spool, run.jobId, 1, 1).folder);
+    return run;
+  }
+  /// The first report of the kind; fails after a minute.
+  static RunReport waitFor(LocalEngine& engine, RunReport::Kind kind) {
+    for (int look = 0; look < 6000; ++look) {
+      for (const RunReport& report : engine.poll()) {
+        if (report.kind == kind) {
+          return report;
+        }
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ADD_FAILURE() << "no such report";
+    return {};
+  }
+
+  TestSupport::TemporaryFolder m_folder;
+  JobProgram m_program{"/bin/false", m_folder.file("spool")};
+};
+
+TEST_F(LocalEngineTest, EndIsReportedWithTheExitCode) {
+  LocalEngine engine = make("exit 7");
+  engine.start({makeRun()});
+  EXPECT_EQ(waitFor(engine, RunReport::Kind::Ended).end.exitCode, 7);
+  EXPECT_EQ(engine.getRoom(), 2U);
+}
+
+TEST_F(LocalEngineTest, EndBySignalIsReported) {
+  LocalEngine engine = make("kill -9 $$");
+  engine.start({makeRun()});
+  EXPECT_EQ(waitFor(engine, RunReport::Kind::Ended).end.signal, SIGKILL);
+}
+
+TEST_F(LocalEngineTest, RunsFillTheRoom) {
+  LocalEngine engine = make("sleep 600");
+  engine.start({makeRun()});
+  EXPECT_EQ(engine.getRoom(), 1U);
+  waitFor(engine, RunReport::Kind::Running);
+  EXPECT_EQ(engine.getRoom(), 1U);
+  engine.endAll();
+  EXPECT_EQ(engine.getRoom(), 2U);
+}
+
+TEST_F(LocalEngineTest, ProgramThatCannotBeStartedIsNoShortage) {
+  m_program.program = "/nowhere/program";
+  LocalEngine engine = make("");
+  engine.start({makeRun()});
+  const RunReport report = waitFor(engine, RunReport::Kind::NotStarted);
+  EXPECT_FALSE(report.isShortage);
+  EXPECT_NE(report.reason.find("/nowhere/program"), std::string::npos) << report.reason;
+}
+
+TEST_F(LocalEngineTest, FolderThatIsMissingIsNoShortageEither) {
+  LocalEngine engine = make("true");
+  engine.start({StartedRun{SweepJobId(), 1, 1}});
+  EXPECT_FALSE(waitFor(engine, RunReport::Kind::NotStarted).isShortage);
+}
+
+TEST_F(LocalEngineTest, AnotherEngineFindsTheRunByItsRecord) {
+  const StartedRun run = makeRun();
+  std::string record;
+  {
+    LocalEngine engine = make("sleep 600");
+    engine.start({run});
+    record = waitFor(engine, RunReport::Kind::Started).record;
+  }
+  LocalEngine engine = make("");
+  engine.resume(run, record);
+  EXPECT_TRUE(engine.isLeft(run));
+  waitFor(engine, RunReport::Kind::Running);
+  engine.end(run);
+  for (int look = 0; look < 6000 && engine.isLeft(run); ++look) {
+    engine.poll();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_FALSE(engine.isLeft(run));
+}
+
+TEST_F(LocalEngineTest, RecordOfAnotherProcessOrAnotherStartOfTheMachineIsNotFollowed) {
+  const StartedRun run = makeRun();
+  LocalEngine engine = make("sleep 600");
+  engine.start({run});
+  const std::string record = waitFor(engine, RunReport::Kind::Started).record;
+  const std::string process = record.substr(0, record.find(' '));
+  const std::string bootId = record.substr(record.rfind(' '));
+  for (const std::string& other : {process + " 1" + bootId, record.substr(0, record.rfind(' ')) + " another-start",
+                                   std::string("nonsense"), std::string(), "-1 1" + bootId}) {
+    LocalEngine next = make("");
+    next.resume(run, other);
+    const RunReport report = waitFor(next, RunReport::Kind::Ended);
+    EXPECT_FALSE(report.end.exitCode || report.end.signal) << other;
+  }
+  engine.endAll();
+}
+
+TEST_F(LocalEngineTest, EndOfARunReachesItsWholeGroupAndIsNotReported) {
+  const std::string file = m_folder.file("pid");
+  const StartedRun run = makeRun();
+  LocalEngine engine = make("sleep 600 & echo $! > " + file + "; wait");
+  engine.start({run});
+  waitFor(engine, RunReport::Kind::Running);
+  while (TestSupport::TemporaryFolder::read(file).find('\n') == std::string::npos) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  const pid_t child = std::stoi(TestSupport::TemporaryFolder::read(file));
+  engine.end(run);
+  while (engine.isLeft(run)) {
+    EXPECT_TRUE(engine.poll().empty());
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  const std::string commandLine = "/proc/" + std::to_string(child) + "/cmdline";
+  for (int look = 0; look < 6000 && !TestSupport::TemporaryFolder::read(commandLine).empty(); ++look) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(TestSupport::TemporaryFolder::read(commandLine).empty());
+}
+
+}  // namespace

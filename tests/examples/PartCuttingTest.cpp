@@ -1,0 +1,59 @@
+#include <examples/parameter_sweep/server/PartCutting.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace ParameterSweep;
+
+constexpr std::size_t c_mebibyte = std::size_t{1} << 20U;
+
+/// Each part begins where the one before ends, and all are numbered from 1.
+void expectWhole(const std::vector<PartRecord>& parts, std::uint64_t total) {
+  std::uint64_t first = 0;
+  std::uint32_t number = 0;
+  for (const PartRecord& part : parts) {
+    EXPECT_EQ(part.number, ++number);
+    EXPECT_EQ(part.first, first);
+    EXPECT_GT(part.count, 0U);
+    first += part.count;
+  }
+  EXPECT_EQ(first, total);
+}
+
+TEST(PartCuttingTest, SmallSweepIsOnePart) {
+  const auto parts = cutParts({{400, 100000}}, 0);
+  EXPECT_EQ(parts.size(), 1U);
+  expectWhole(parts, 400);
+}
+
+TEST(PartCuttingTest, PartsEndWherePackagesEndAndAreWorthTheirStart) {
+  const std::vector<PackageSize> packages(10, {1000, c_mebibyte});
+  const auto parts = cutParts(packages, 0);
+  EXPECT_EQ(parts.size(), 5U);
+  EXPECT_EQ(parts[0].count, 2000U);
+  expectWhole(parts, 10000);
+}
+
+TEST(PartCuttingTest, LastPartMayBeSmall) {
+  const auto parts = cutParts({{10, 3 * c_mebibyte}, {1, 100}}, 0);
+  ASSERT_EQ(parts.size(), 2U);
+  EXPECT_EQ(parts[1].count, 1U);
+}
+
+TEST(PartCuttingTest, SizeThatIsAskedForIsKeptWhateverThePackages) {
+  const auto parts = cutParts({{3, 10}, {4, 10}}, 2);
+  EXPECT_EQ(parts.size(), 4U);
+  expectWhole(parts, 7);
+}
+
+TEST(PartCuttingTest, ThereAreNeverTooManyParts) {
+  for (const std::uint64_t total : {1000U, 1001U, 123457U}) {
+    const auto parts = cutParts({{total, 10}}, 1);
+    EXPECT_LE(parts.size(), c_mostParts);
+    expectWhole(parts, total);
+  }
+  expectWhole(cutParts(std::vector<PackageSize>(1500, {1, 3 * c_mebibyte}), 0), 1500);
+  EXPECT_LE(cutParts(std::vector<PackageSize>(1500, {1, 3 * c_mebibyte}), 0).size(), c_mostParts);
+}
+
+}  // namespace
