@@ -174,9 +174,17 @@ void SweepServer::cancel(const Request& request, const Client& client, const Rep
   if (isEnd(status.state)) {
     throw SweepFailure(tooLate);
   }
-  m_jobs.cancel(request.jobId, [this, request, client, reply, tooLate](Stored stored) {
+  m_jobs.cancel(request.jobId, [this, request, client, reply, tooLate, status](Stored stored) {
     if (stored == Stored::Failed) {
       return reply(notStored());
+    }
+    if (stored == Stored::Done) {
+      // Said without reading it back: that could fail now.
+      JobStatus cancelled = status;
+      cancelled.state = JobState::Cancelled;
+      cancelled.ended = m_clocks.millisecondsSince1970();
+      cancelled.failure = SweepFailure(FailureKind::JobCancelled, "the job was cancelled");
+      return reply(cancelled);
     }
     try {
       const JobStatus now = getStatus(request.jobId, client);
