@@ -62,6 +62,9 @@ void JobBook::look(Entry& entry, const JobStatus& status) {
   if (entry.isRefused) {
     add(entry, "was refused and is known");
   }
+  if (entry.isExpired) {
+    add(entry, "was removed and is known again");
+  }
   entry.isAccepted = true;
   if (!isEnd(status.state)) {
     if (entry.seen) {
@@ -78,6 +81,14 @@ void JobBook::look(Entry& entry, const JobStatus& status) {
   entry.seen = ending;
 }
 
+void JobBook::lookForUnknown(Entry& entry) {
+  if (m_mayExpire) {
+    entry.isExpired = true;
+  } else {
+    add(entry, "was accepted and is unknown");
+  }
+}
+
 bool JobBook::look(FaultyServer& server) {
   bool haveAllEnded = true;
   for (Entry& entry : m_entries) {
@@ -89,7 +100,7 @@ bool JobBook::look(FaultyServer& server) {
       look(entry, *status);
       haveAllEnded = haveAllEnded && isEnd(status->state);
     } else if (entry.isAccepted && refusal(*answer) == toText(FailureKind::UnknownJob)) {
-      add(entry, "was accepted and is unknown");
+      lookForUnknown(entry);
     } else {
       haveAllEnded = haveAllEnded && !entry.isAccepted;
     }
@@ -103,7 +114,7 @@ void JobBook::expectRightEnds(FaultyServer& server) {
     m_errors.emplace_back("the jobs do not end with a server to which nothing happens");
   }
   for (Entry& entry : m_entries) {
-    if (entry.seen == Ending::Finished) {
+    if (entry.seen == Ending::Finished && !entry.isExpired) {
       expectResult(entry, server);
     }
   }

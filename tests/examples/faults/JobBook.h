@@ -21,6 +21,9 @@ class JobBook {
   /// Cancels a job: if the server says so, it must end as cancelled, and if not, it may.
   void cancel(FaultyServer& server, std::size_t job);
 
+  /// From now on jobs may be unknown again once they have ended, for good.
+  void letJobsExpire() { m_mayExpire = true; }
+
   /// Asks for the state of every job and checks it. Returns whether all that were accepted have ended.
   bool look(FaultyServer& server);
   /// Asks until all have ended, and for their results; for a server to which nothing happens.
@@ -37,13 +40,16 @@ class JobBook {
     std::vector<Ending> endings;  ///< any of these
     bool isAccepted = false;
     bool isRefused = false;
+    bool isExpired = false;
     std::optional<Ending> seen = {};
   };
 
   void look(Entry& entry, const ParameterSweep::JobStatus& status);
+  void lookForUnknown(Entry& entry);
   void expectResult(Entry& entry, FaultyServer& server);
   void add(const Entry& entry, const std::string& error);
 
+  bool m_mayExpire = false;
   std::vector<Entry> m_entries;
   std::vector<std::string> m_errors;
 };

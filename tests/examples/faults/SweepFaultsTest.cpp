@@ -149,6 +149,19 @@ Course runTakeover(const Tracing& tracing) {
   return conclude(faulty, jobs, spool);
 }
 
+/// A server removes jobs soon after their ends. The next one keeps what is left.
+Course runExpiry(const LeftSpool& left, const Tracing& tracing) {
+  const TemporaryFolder folder;
+  const std::string spool = folder.file("spool");
+  JobBook jobs = left.copyTo(spool);
+  jobs.letJobsExpire();
+  FaultyServer faulty(tracing.start(server(spool, {"--jobs", "2", "--keep", "0.000001"})));
+  const auto tracer = tracing.attach(faulty.id());
+  jobs.submit(faulty, "the good job");
+  follow(jobs, faulty);
+  return conclude(faulty, jobs, spool);
+}
+
 /// What SWEEP_FAULTS chooses of all faults: a part that is the same in each run, unless it says otherwise.
 std::vector<Fault> choose(std::vector<Fault> faults, std::size_t usual) {
   const char* const choice = std::getenv("SWEEP_FAULTS");  // NOLINT(concurrency-mt-unsafe): there is one thread
@@ -242,6 +255,16 @@ TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailedWhileARunningJobIsFoun
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileARunningJobIsFound) {
   tryFaults(runTakeover, "", SweepTest::killsOf, 5);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailedWhileJobsExpire) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runExpiry(left, tracing); }, "", SweepTest::errorsOf, 8);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileJobsExpire) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runExpiry(left, tracing); }, "store", SweepTest::killsOf, 5);
 }
 
 }  // namespace
