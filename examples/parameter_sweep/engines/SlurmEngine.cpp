@@ -253,7 +253,11 @@ void SlurmEngine::notSubmitted(const std::string& reason) {
   failed(reason);
 }
 
-void SlurmEngine::queued(const SlurmCall::Answer& answer) {
+void SlurmEngine::queued(const SlurmCall::Answer& given) {
+  SlurmCall::Answer answer = given;
+  if (answer.error.empty()) {
+    answer.error = readComplaints(answer.text);  // an answer that may lack tasks tells nothing
+  }
   const auto tasks = answer.error.empty() ? readQueue(answer.text) : std::nullopt;
   if (!tasks) {
     failed(answer.error.empty() ? "squeue answered in another form: " + answer.text.substr(0, 500) : answer.error);
