@@ -22,7 +22,8 @@ using Errors = std::vector<std::string>;
 
 const std::string c_kill = "SIGKILL";
 
-/// What a full disk, a broken one, and a machine that is short of descriptors, memory or processes answer.
+/// What a full disk, a broken one, and a machine that is short of descriptors, memory or processes answer. Locks are
+/// left out: they are refused only where another program uses the spool.
 const std::map<std::string, Errors>& errorsByCall() {
   static const Errors s_opening{"ENOSPC", "EIO", "EMFILE", "ENOMEM"};
   static const Errors s_writing{"ENOSPC", "EIO"};
@@ -84,8 +85,7 @@ const std::map<std::string, Errors>& errorsByCall() {
                                                       {"mremap", {"ENOMEM"}},
                                                       {"statfs", s_looking},
                                                       {"fstatfs", s_looking},
-                                                      {"statvfs", s_looking},
-                                                      {"fcntl", {"EAGAIN"}}};
+                                                      {"statvfs", s_looking}};
   return s_errors;
 }
 
