@@ -106,12 +106,12 @@ Excerpt SourceText::excerpt(std::size_t offset) const {
       --begin;
     } while (begin > *std::prev(next) && isContinuation(m_text[begin]));
   }
-  const std::size_t end = std::min(m_text.find_first_of("\r\n", offset), offset + c_maxBehind);
-  std::size_t cut = std::min(end, m_text.size());
-  while (cut < m_text.size() && cut > offset && isContinuation(m_text[cut])) {
-    --cut;
+  std::size_t end = std::min(next == m_lines.end() ? m_text.size() : *next, offset + c_maxBehind);
+  while (end < m_text.size() && end > offset && isContinuation(m_text[end])) {
+    --end;
   }
-  return {m_text.substr(begin, offset - begin), m_text.substr(offset, cut - offset)};
+  const std::string behind = m_text.substr(offset, end - offset);
+  return {m_text.substr(begin, offset - begin), behind.substr(0, behind.find_first_of("\r\n"))};
 }
 
 std::optional<std::size_t> SourceText::invalidByte() const {
