@@ -1,3 +1,7 @@
+// Where to look: the limits are the table in parser/Limits.h, and parser/DocumentChecks.cpp enforces them. What is
+// taken from within Xerces-C is in parser/XercesAccess.h. What a document leaves behind, also a failed one, is removed
+// by `prepareScanner` and `renewScannerIfLarge` below; its tree, by `RequestXmlHelper`.
+
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/PackageParser.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
