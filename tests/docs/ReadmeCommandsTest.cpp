@@ -67,7 +67,8 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
       {"sweep-server keygen --keys keys --client alice", nullptr, "keys/alice.key"},
       {"sweep-server --bind 0.0.0.0 --keys keys &"},
       {"printf 'x\\n1\\n2\\n' > table.csv", nullptr, "table.csv"},
-      {"sweep-client --keys keys/alice.key submit --wait --expression 'sqrt(x)' --parameters table.csv"}}}};
+      {"sweep-client --keys keys/alice.key submit --wait --expression 'sqrt(x)' --parameters table.csv"},
+      {"./test --all", c_installsAndBuilds}}}};
 
 std::string withoutComment(const std::string& line) {
   return ManualTests::trimmed(std::regex_replace(line, std::regex(" +# .*"), ""));

@@ -2,6 +2,5 @@
 #pragma once
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include <examples/parameter_sweep/store/StoreWriter.h>
-#include <pthread.h>
 #include <poll.h>
+#include <pthread.h>
 #include <service/Logging.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
