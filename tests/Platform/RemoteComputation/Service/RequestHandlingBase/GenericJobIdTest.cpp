@@ -77,7 +77,7 @@ static_assert(std::is_standard_layout_v<GenericJobId>);
 static_assert(std::is_default_constructible_v<GenericJobId>);
 static_assert(std::is_copy_constructible_v<GenericJobId> && std::is_copy_assignable_v<GenericJobId>);
 static_assert(std::is_nothrow_move_constructible_v<GenericJobId> && std::is_nothrow_move_assignable_v<GenericJobId>);
-static_assert(std::is_constructible_v<GenericJobId, xercesc_3_1::DOMElement*>);
+static_assert(std::is_convertible_v<xercesc_3_1::DOMElement*, GenericJobId>);
 static_assert(std::is_constructible_v<GenericJobId, xercesc_3_1::DOMElement*, xercesc_3_1::DOMElement*>);
 static_assert(std::is_same_v<decltype(std::declval<const GenericJobId&>().getName()), const std::string&>);
 static_assert(std::is_same_v<decltype(std::declval<const GenericJobId&>().getUniqueId()), const std::string&>);
@@ -161,6 +161,14 @@ TEST(GenericJobIdSetters, TakeTheOwnUniqueId) {
   id.setPrefixAndUniqueId(id.getName(), c_otherId);
   EXPECT_EQ(id.getUniqueId(), c_otherId);
   EXPECT_EQ(id.getName(), "Renamed_0123456789_fedcba9876");
+}
+
+/// The id is stored before the name is composed of it.
+TEST(GenericJobIdSetters, TakeTheirOwnMembersInTheOrderOfTheSteps) {
+  JobId id("Job", "0123456789abcdef");
+  id.setPrefixAndUniqueId(id.getUniqueId(), "fedcba9876543210");
+  EXPECT_EQ(id.getUniqueId(), "fedcba9876543210");
+  EXPECT_EQ(id.getName(), "fedcba9876543210_fedcba9876");
 }
 
 // ---- Copies and moves ----

@@ -68,7 +68,7 @@ static_assert(sizeof(HostInfo) == sizeof(Layout));
 static_assert(std::is_default_constructible_v<HostInfo>);
 static_assert(std::is_copy_constructible_v<HostInfo> && std::is_copy_assignable_v<HostInfo>);
 static_assert(std::is_nothrow_move_constructible_v<HostInfo> && std::is_nothrow_move_assignable_v<HostInfo>);
-static_assert(std::is_constructible_v<HostInfo, xercesc_3_1::DOMElement*>);
+static_assert(std::is_convertible_v<xercesc_3_1::DOMElement*, HostInfo>);
 static_assert(std::is_same_v<decltype(std::declval<const HostInfo&>().getName()), const std::string&>);
 static_assert(std::is_same_v<decltype(std::declval<const HostInfo&>().getIp()), const std::string&>);
 static_assert(std::is_same_v<decltype(std::declval<const HostInfo&>().getIpOrName()), const std::string&>);
