@@ -45,6 +45,10 @@ void JobTable::load() {
     m_engine.end(run);
     m_strays.insert(run);
   }
+  // Nobody is to see a job as queued that runs.
+  for (const RunReport& report : m_engine.poll()) {
+    handle(report);
+  }
   std::error_code error;
   m_cleaning = fs::directory_iterator(m_settings.spool / "jobs", error);
   s_logger.logINFO(std::to_string(m_jobs.size()) + " jobs of the spool have not ended", __FILE__, __func__, __LINE__);
