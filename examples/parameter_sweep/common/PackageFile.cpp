@@ -72,7 +72,8 @@ std::string PackageFileReader::readLine() {
   std::size_t end = 0;
   while ((end = m_buffer.find('\n')) == std::string::npos && m_buffer.size() <= c_longestLine && fill()) {
   }
-  if (end == std::string::npos || end > c_longestLine) {
+  // Where there is no end of a line, its place is beyond any length.
+  if (end > c_longestLine) {
     throw SweepFailure(FailureKind::MalformedPackage, "'" + m_name + "' is damaged: a line is not whole");
   }
   std::string line = m_buffer.substr(0, end);

@@ -55,7 +55,7 @@ class RequestXmlHelperKeptMemory : public HostileTest {
   /// How many blocks a small document that fails takes.
   static std::size_t allocationsOfFailure() {
     const std::size_t before = memory().allocations();
-    expectFailure("<r><e/></r>", true);
+    expectFailure(std::string("<r><e/></r>"), true);
     return memory().allocations() - before;
   }
 };
