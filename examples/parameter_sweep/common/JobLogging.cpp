@@ -33,7 +33,7 @@ std::string s_job;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables
 std::string_view findJob(std::string_view entry) {
   const bool isAboutJob =
       entry.substr(0, 6) == c_jobPrefix && entry.size() > c_jobLength + 1 && entry.substr(c_jobLength, 2) == ": ";
-  return isAboutJob ? entry.substr(0, c_jobLength) : std::string_view(s_job);
+  return isAboutJob ? entry.substr(0, c_jobLength) : std::string_view{s_job};
 }
 
 /// The entry as JSON, one object a line.

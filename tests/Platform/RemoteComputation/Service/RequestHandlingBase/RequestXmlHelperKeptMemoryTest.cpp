@@ -61,11 +61,11 @@ class RequestXmlHelperKeptMemory : public HostileTest {
 };
 
 TEST_F(RequestXmlHelperKeptMemory, HoldsNoDocumentThatWasReportedInvalid) {
-  expectNothingKept([] { expectFailure("<r><e a='value'>text</e></r>", true); });
+  expectNothingKept([] { expectFailure(std::string("<r><e a='value'>text</e></r>"), true); });
 }
 
 TEST_F(RequestXmlHelperKeptMemory, HoldsNoDocumentThatIsNotWellFormed) {
-  expectNothingKept([] { expectFailure("<r><e a='value'>text</r>", false); });
+  expectNothingKept([] { expectFailure(std::string("<r><e a='value'>text</r>"), false); });
 }
 
 TEST_F(RequestXmlHelperKeptMemory, HoldsNoDocumentThatExceedsALimit) {
