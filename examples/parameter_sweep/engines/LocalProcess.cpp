@@ -108,6 +108,7 @@ class SpawnSettings {
   pid_t spawn(const std::vector<std::string>& command) const {
     std::vector<std::string> words = command;
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
       arguments.push_back(word.data());
     }
