@@ -160,9 +160,9 @@ bool isInteger(const std::string& builtIn) {
 /// A number within the limits of the type.
 std::string exampleNumber(XSSimpleTypeDefinition& type, const std::string& usual) {
   const auto limit = [&](XSSimpleTypeDefinition::FACET facet) { return toText(type.getLexicalFacetValue(facet)); };
-  const std::string least = limit(XSSimpleTypeDefinition::FACET_MININCLUSIVE);
+  std::string least = limit(XSSimpleTypeDefinition::FACET_MININCLUSIVE);
   const std::string above = limit(XSSimpleTypeDefinition::FACET_MINEXCLUSIVE);
-  const std::string most = limit(XSSimpleTypeDefinition::FACET_MAXINCLUSIVE);
+  std::string most = limit(XSSimpleTypeDefinition::FACET_MAXINCLUSIVE);
   const double value = std::strtod(usual.c_str(), nullptr);
   if (!least.empty() && std::strtod(least.c_str(), nullptr) > value) {
     return least;

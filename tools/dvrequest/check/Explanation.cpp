@@ -173,6 +173,7 @@ std::vector<Allowed> allowedAttribute(const ReadElement& element, XSAttributeUse
 std::vector<Allowed> allowedNext(const Level& parent, const std::string& found) {
   std::vector<Allowed> allowed;
   const std::vector<QualifiedName> expected = parent.model->expected();
+  allowed.reserve(expected.size());
   for (const QualifiedName& name : expected) {
     allowed.push_back({"element", name.name});
   }

@@ -16,6 +16,7 @@ class Fragment final : public Drelvan::AbstractRequestSchema {
 
 std::vector<Drelvan::AbstractRequestSchema> readFragments(const std::vector<std::string>& files) {
   std::vector<Drelvan::AbstractRequestSchema> fragments;
+  fragments.reserve(files.size());
   for (const std::string& file : files) {
     fragments.push_back(Fragment(file));
   }
@@ -53,6 +54,7 @@ std::vector<Report> Fragments::check() const {
     }
   }
   std::vector<Report> result;
+  result.reserve(reports.size());
   for (auto& [file, report] : reports) {
     result.push_back(std::move(report));
   }

@@ -70,10 +70,10 @@ std::string hintOnByte(const std::string& text, std::size_t offset) {
   const std::string start = "the bytes " + shownBytes(text, offset) + " are not UTF-8";
   if (byte < 0xa0) {
     return start +
-           "; save the document as UTF-8, or name its encoding: <?xml version=\"1.0\" encoding=\"windows-1252\"?>";
+           R"(; save the document as UTF-8, or name its encoding: <?xml version="1.0" encoding="windows-1252"?>)";
   }
   return start + "; in ISO-8859-1 the first is '" + utf8OfLatin1(byte) +
-         "'. Save the document as UTF-8, or name its encoding: <?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
+         R"('. Save the document as UTF-8, or name its encoding: <?xml version="1.0" encoding="ISO-8859-1"?>)";
 }
 
 Hint hintOnEncoding(const ReadError& error, const SourceText& source) {

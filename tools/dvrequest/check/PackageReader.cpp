@@ -30,7 +30,6 @@ namespace DvRequest {
 namespace {
 
 using xercesc_3_1::SAX2XMLReaderImpl;
-using xercesc_3_1::XMLErrs;
 using xercesc_3_1::XMLPlatformUtils;
 using xercesc_3_1::XMLString;
 using xercesc_3_1::XMLUni;

@@ -29,9 +29,7 @@ using xercesc_3_1::XercesDOMParser;
 using xercesc_3_1::XMLPlatformUtils;
 using xercesc_3_1::XSComplexTypeDefinition;
 using xercesc_3_1::XSConstants;
-using xercesc_3_1::XSElementDeclaration;
 using xercesc_3_1::XSObject;
-using xercesc_3_1::XSParticle;
 using xercesc_3_1::XSSimpleTypeDefinition;
 using xercesc_3_1::XSTypeDefinition;
 
