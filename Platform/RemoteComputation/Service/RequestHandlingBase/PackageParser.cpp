@@ -4,6 +4,7 @@
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/PackageParser.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestNamespace.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedIds.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentChecks.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/GrammarPool.h>
@@ -96,7 +97,8 @@ struct PackageParser::Parts {
       : refusal([&parser](const std::string& message) { parser.reportRefusal(message); }),
         input([&parser] { return Parsing::XercesAccess::mostAttributes(*parser.fScanner); }),
         source(input),
-        checks(refusal, input, parser.m_grammarPool->namespaces()) {}
+        checks(refusal, input, parser.m_grammarPool->namespaces()),
+        tree(refusal) {}
 
   Parsing::NoResources resources;
   xercesc_3_1::SecurityManager expansions;
@@ -219,6 +221,7 @@ void PackageParser::renewScanner() {
   setParseInProgress(false);
   m_grammarPool->namespaces().beginElement();
   useScanner(xercesc_3_1::XMLUni::fgIGXMLScanner);
+  Parsing::XercesAccess::setIds(*fScanner, std::make_unique<Parsing::CountedIds>(m_parts->checks.hasTooManyIds()));
   m_grammarPool->namespaces().dropDocuments();
   m_parts->checks.forgetPrefixes();
   m_parts->input.forgetBytes();

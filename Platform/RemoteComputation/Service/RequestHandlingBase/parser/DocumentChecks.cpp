@@ -36,6 +36,7 @@ void DocumentChecks::beginDocument(bool validating) {
   m_checkedDepth = 1;
   m_errors = 0;
   m_seenXsi = false;
+  m_hasTooManyIds = false;
   m_namespaceDeclarations = 0;
   m_prefixes.clear();
   m_namespacesInScope = 0;
@@ -62,6 +63,7 @@ void DocumentChecks::check(const ElementStart& element, xercesc_3_1::XMLValidato
   m_refusal.enforceLimit(m_depth, Limits::depth);
   m_refusal.enforceLimit(element.attributeCount, Limits::attributesOfElement);
   m_input.endProlog();
+  checkIds();
   closeScopes();
   if (m_namespaces.areNamed()) {
     checkNamespaces(element);

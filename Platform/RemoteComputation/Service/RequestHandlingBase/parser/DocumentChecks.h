@@ -43,7 +43,10 @@ class DocumentChecks {
       check(element, validator);
     }
   }
-  void endElement() { --m_depth; }
+  void endElement() {
+    --m_depth;
+    checkIds();
+  }
   /// The number of open elements.
   std::size_t depth() const { return m_depth; }
 
@@ -59,6 +62,9 @@ class DocumentChecks {
 
   /// The namespace of xsi:type was named.
   void noteXsi() { m_seenXsi = true; }
+
+  /// To be set when the scanner has stored too many values of the type ID or IDREF in one list.
+  bool& hasTooManyIds() { return m_hasTooManyIds; }
 
   /// Whether the scanner knows undeclared elements of the documents since `forgetUndeclaredElements`.
   bool hasUndeclaredElements() const { return !m_undeclaredElements.empty(); }
@@ -77,6 +83,11 @@ class DocumentChecks {
   };
 
   void check(const ElementStart& element, xercesc_3_1::XMLValidator* validator);
+  void checkIds() {
+    if (m_hasTooManyIds) {
+      m_refusal.refuseExcess(Limits::idsOfList);
+    }
+  }
   void checkNamespaces(const ElementStart& element);
   void checkDefaults();
   void checkUndeclared(const ElementStart& element);
@@ -99,6 +110,7 @@ class DocumentChecks {
   std::size_t m_checkedDepth = 0;
   std::size_t m_errors = 0;
   bool m_seenXsi = false;
+  bool m_hasTooManyIds = false;
   std::size_t m_namespaceDeclarations = 0;
   NameSet m_prefixes;
   std::size_t m_namespacesInScope = 0;

@@ -1,5 +1,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/TreeBuilder.h>
 
+#include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 #include <xercesc/dom/impl/DOMCasts.hpp>
@@ -31,8 +33,17 @@ using xercesc_3_1::XMLElementDecl;
 using xercesc_3_1::XMLScanner;
 using xercesc_3_1::XMLString;
 
-/// The size of Xerces-C's table of ids.
+/// The size with which Xerces-C creates its table of ids.
 constexpr XMLSize_t c_idSlots = 500;
+
+/// How many lists Xerces-C's table of so many ids has: it grows when four of five slots are filled.
+XMLSize_t idLists(std::size_t ids) {
+  constexpr std::array<XMLSize_t, 3> slots{997, 9973, 99991};
+  constexpr XMLSize_t mostSlots = 999983;
+  const auto* const size =
+      std::find_if(slots.begin(), slots.end(), [ids](XMLSize_t slot) { return ids <= slot / 5 * 4; });
+  return (size == slots.end() ? mostSlots : *size) - 1;
+}
 
 constexpr const XMLCh* c_noName = nullptr;
 
@@ -127,6 +138,7 @@ void insertSorted(DOMNodeVector& attributes, DOMAttrNSImpl& attribute) {
 void TreeBuilder::beginDocument(DOMDocumentImpl& document) {
   m_document = &document;
   m_names.beginDocument(document);
+  m_ids.clear();
   if (++m_documentNumber == 0) {
     m_known = {};
     m_documentNumber = 1;
@@ -261,6 +273,7 @@ void TreeBuilder::addAttribute(DOMElementNSImpl& element, DOMAttrMapImpl& map, D
 }
 
 void TreeBuilder::addId(DOMAttrNSImpl& attribute) {
+  m_refusal.enforceLimit(m_ids.add(attribute.getValue(), idLists(m_ids.size() + 1)), Limits::idsOfList);
   if (m_document->fNodeIDMap == nullptr) {
     m_document->fNodeIDMap = new (m_document) xercesc_3_1::DOMNodeIDMap(c_idSlots, m_document);
   }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/ListCounts.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NameTable.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
 #include <service/Xerces.h>
 
@@ -26,6 +28,8 @@ namespace Drelvan::Parsing {
 /// and left to Xerces-C.
 class TreeBuilder {
  public:
+  explicit TreeBuilder(Refusal& refusal) : m_refusal(refusal) {}
+
   void beginDocument(xercesc_3_1::DOMDocumentImpl& document);
 
   /// The element without parent or children, but with its attributes. The document owns it.
@@ -73,9 +77,11 @@ class TreeBuilder {
   xercesc_3_1::DOMAttrNSImpl& addDefault(xercesc_3_1::DOMElementNSImpl& element, const XMLCh* qualifiedName,
                                          const XMLCh* namespaceName);
 
+  Refusal& m_refusal;
   xercesc_3_1::DOMDocumentImpl* m_document = nullptr;
   std::uint32_t m_documentNumber = 0;
   NameTable m_names;
+  ListCounts m_ids;
   /// By declaration; one replaces another with the same index.
   std::array<KnownElement, 64> m_known;
 };

@@ -3,17 +3,20 @@
 #include <service/Xerces.h>
 
 #include <cstddef>
+#include <memory>
 #include <type_traits>
+#include <utility>
 #include <xercesc/dom/impl/DOMAttrNSImpl.hpp>
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMElementNSImpl.hpp>
 #include <xercesc/dom/impl/DOMNodeVector.hpp>
 #include <xercesc/dom/impl/DOMTextImpl.hpp>
+#include <xercesc/framework/ValidationContext.hpp>
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/internal/IGXMLScanner.hpp>
 #include <xercesc/util/XMLString.hpp>
 
-/// All that this library reaches into Xerces-C for: three private members of its scanner, and the members of the nodes
+/// All that this library reaches into Xerces-C for: five members of its scanner, and the members of the nodes
 /// of a document that it gives to no one. Where a Xerces-C does not have them so, nothing of this compiles.
 namespace Drelvan::Parsing::XercesAccess {
 
@@ -41,6 +44,12 @@ template struct Reach<UndeclaredElements, &xercesc_3_1::IGXMLScanner::fSchemaEle
 template struct Reach<TagAttributes, &xercesc_3_1::IGXMLScanner::fRawAttrList>;
 
 // A derived class may name protected members of its base.
+struct Scanner : xercesc_3_1::XMLScanner {
+  using Ids = xercesc_3_1::ValidationContext* xercesc_3_1::XMLScanner::*;
+  using Elements = xercesc_3_1::ElemStack xercesc_3_1::XMLScanner::*;
+  static constexpr Ids ids = &Scanner::fValidationContext;
+  static constexpr Elements elements = &Scanner::fElemStack;
+};
 struct Document : xercesc_3_1::DOMDocumentImpl {
   using Names = xercesc_3_1::DOMStringPoolEntry** xercesc_3_1::DOMDocumentImpl::*;
   using Count = XMLSize_t xercesc_3_1::DOMDocumentImpl::*;
@@ -110,6 +119,14 @@ inline void forgetUndeclaredElements(xercesc_3_1::XMLScanner& scanner) {
 /// a tag once it has read all of them, and compares each with those before it whose names have the same hash.
 inline std::size_t mostAttributes(const xercesc_3_1::XMLScanner& scanner) {
   return (static_cast<const xercesc_3_1::IGXMLScanner&>(scanner).*memberOf(Detail::TagAttributes()))->size();
+}
+
+/// Has the scanner store the values of the types ID and IDREF in `ids`, which it owns from now on. Its own table is
+/// limited only by the length of the document.
+inline void setIds(xercesc_3_1::XMLScanner& scanner, std::unique_ptr<xercesc_3_1::ValidationContext> ids) {
+  ids->setElemStack(&(scanner.*Detail::Scanner::elements));
+  ids->setScanner(&scanner);
+  delete std::exchange(scanner.*Detail::Scanner::ids, ids.release());
 }
 
 /// How many lists the scanner's tables of undeclared elements have, and in which of them an element is.

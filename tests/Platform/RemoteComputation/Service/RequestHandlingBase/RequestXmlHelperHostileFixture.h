@@ -50,6 +50,25 @@ inline std::string numbered(std::size_t count, const std::function<std::string(c
   return result;
 }
 
+/// Names of the blocks "Ak" and "BE", which Xerces-C's hash does not tell apart: different for different numbers.
+inline std::string nameOfOneHash(unsigned number) {
+  constexpr unsigned blocks = 14;
+  std::string name;
+  for (unsigned block = 0; block < blocks; ++block) {
+    name += (number >> block & 1U) != 0 ? "Ak" : "BE";
+  }
+  return name;
+}
+
+/// What `make` gives for `count` such names, in a row.
+inline std::string namedByOneHash(std::size_t count, const std::function<std::string(const std::string& name)>& make) {
+  std::string result;
+  for (unsigned number = 0; number < count; ++number) {
+    result += make(nameOfOneHash(number));
+  }
+  return result;
+}
+
 /// A text that may hold one '^', which marks a place and is no part of the text.
 struct Marked {
   explicit Marked(const std::string& marked) : text(marked) {
@@ -82,6 +101,16 @@ class HostileTest : public HelperTest {
   <xs:complexType mixed="true">
     <xs:sequence><xs:any processContents="skip" minOccurs="0" maxOccurs="unbounded"/></xs:sequence>
     <xs:anyAttribute processContents="skip"/>
+  </xs:complexType>
+</xs:element>
+<xs:element name="Id" type="xs:ID"/>
+<xs:element name="IdRef" type="xs:IDREF"/>
+<xs:element name="WithId"><xs:complexType><xs:attribute name="id" type="xs:ID"/></xs:complexType></xs:element>
+<xs:element name="Ids">
+  <xs:complexType>
+    <xs:choice minOccurs="0" maxOccurs="unbounded">
+      <xs:element ref="dvrq:Id"/><xs:element ref="dvrq:IdRef"/><xs:element ref="dvrq:WithId"/>
+    </xs:choice>
   </xs:complexType>
 </xs:element>)xsd"));
     setUpParser();

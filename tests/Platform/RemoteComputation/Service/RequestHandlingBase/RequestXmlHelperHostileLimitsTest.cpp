@@ -83,6 +83,11 @@ std::string elementsOfOneHash(std::size_t count) {
   return start("Open") + numbered(count, element) + "^</Open>";
 }
 
+std::string idsOfOneHash(std::size_t count) {
+  const auto element = [](const auto& name) { return "<WithId id='" + name + "'/>"; };
+  return start("Ids") + RequestXmlHelperTests::namedByOneHash(count, element) + "^</Ids>";
+}
+
 std::string invalidRequests(std::size_t count) {
   return start("DV_RequestScript") + repeated("<request id='x'/>", count) + "^</DV_RequestScript>";
 }
@@ -133,6 +138,7 @@ const std::vector<Limit> c_limits = {
     {"characters of a namespace name", longNamespace, true, true},
     {"undeclared elements of different names", undeclaredElements, true, true},
     {"undeclared elements whose names have the same hash", elementsOfOneHash, true, true},
+    {"values of the type ID or IDREF that have the same hash", idsOfOneHash, true, false},
     {"attributes in its document type declaration", doctypeAttributes, false, true},
     {"lookups of attributes in its document type declaration", doctypeLookups, false, true},
     {"characters of its default attribute values", doctypeDefaults, false, true},
