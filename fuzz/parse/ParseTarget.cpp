@@ -36,8 +36,10 @@ using Fuzz::require;
 /// Every so many inputs the instance is compared with a fresh one, and replaced by it.
 constexpr unsigned c_inputsPerInstance = 16;
 
-/// The trees of longer documents are compared without changing them.
+/// The trees of longer documents, and of all but one in so many of the others, are compared without changing them: the
+/// comparison after each change takes most of the time of an input.
 constexpr std::size_t c_mostChanged = 4096;
+constexpr std::size_t c_documentsPerChanged = 8;
 
 constexpr const char* c_goodPackage =
     "<DV_RequestPackage xmlns='http://drelvan.example/schemas/DVRequests.xsd' version='5.0.0' serial='1'"
@@ -153,6 +155,11 @@ Fuzz::Document parseWithLibrary(const std::string& text, bool validate) {
   return Fuzz::Document(RequestXmlHelper::getInstance().parse(source, validate));
 }
 
+/// Depends on the document alone, so that a finding can be repeated.
+bool isToBeChanged(const std::string& document) {
+  return document.size() <= c_mostChanged && std::hash<std::string>()(document) % c_documentsPerChanged == 0;
+}
+
 /// Compares the tree of an accepted document with the one of Xerces-C's parser, where that accepts it too: it is left
 /// with what the library mends in it.
 void compareWithStock(const std::string& document, bool validate) {
@@ -163,7 +170,7 @@ void compareWithStock(const std::string& document, bool validate) {
   }
   const Fuzz::Document tree = parseWithLibrary(document, validate);
   std::string difference = TestSupport::differenceOf(*expected, *tree);
-  if (difference.empty() && document.size() <= c_mostChanged) {
+  if (difference.empty() && isToBeChanged(document)) {
     difference = TestSupport::differenceAfterChanges(*expected, *tree);
   }
   if (!difference.empty()) {
