@@ -130,7 +130,9 @@ void LocalEngine::reapEnded() {
   std::array<epoll_event, 64> events{};
   const int count = ::epoll_wait(m_descriptor, events.data(), static_cast<int>(events.size()), 0);
   for (int index = 0; index < count; ++index) {
-    const auto found = m_bySerial.find(events.at(static_cast<std::size_t>(index)).data.u64);
+    // Copied, since an epoll_event is packed and its members must not be referred to.
+    const std::uint64_t serial = events.at(static_cast<std::size_t>(index)).data.u64;
+    const auto found = m_bySerial.find(serial);
     if (found != m_bySerial.end()) {
       reap(Run(found->second));
     }
