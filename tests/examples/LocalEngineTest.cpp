@@ -16,7 +16,8 @@ using StartedRun = ParameterSweep::Run;  // the test class has a member of that 
 class LocalEngineTest : public testing::Test {
  protected:
   LocalEngine make(const std::string& script, std::size_t atOnce = 2) const {
-    return LocalEngine(m_program, script.empty() ? "" : "sh -c '" + script + "'", atOnce);
+    const std::vector<std::string> shell{"sh", "-c", script};
+    return LocalEngine(m_program, script.empty() ? std::vector<std::string>() : shell, atOnce);
   }
   StartedRun makeRun() const {
     const StartedRun run{SweepJobId(), 1, 1};

@@ -21,7 +21,7 @@ constexpr std::chrono::seconds c_longestEnd{30};
 
 }  // namespace
 
-LocalEngine::LocalEngine(JobProgram program, std::string launcher, std::size_t runsAtOnce)
+LocalEngine::LocalEngine(JobProgram program, std::vector<std::string> launcher, std::size_t runsAtOnce)
     : m_program(std::move(program)),
       m_launcher(std::move(launcher)),
       m_runsAtOnce(runsAtOnce),
@@ -42,10 +42,7 @@ void LocalEngine::start(const std::vector<Run>& runs) { m_toStart.insert(m_toSta
 
 void LocalEngine::startOne(const Run& run) {
   RunReport report{run, RunReport::Kind::NotStarted};
-  std::vector<std::string> command;
-  if (!m_launcher.empty()) {
-    command = {"/bin/sh", "-c", "exec " + m_launcher + " \"$@\"", "sweep-server"};
-  }
+  std::vector<std::string> command = m_launcher;
   const std::vector<std::string> program = makeCommand(m_program, run, std::to_string(run.part));
   command.insert(command.end(), program.begin(), program.end());
   try {
@@ -62,7 +59,7 @@ void LocalEngine::startOne(const Run& run) {
     report.reason = shortage.what();
     m_reports.push_back(report);
   } catch (const SweepFailure& failure) {
-    report.reason = failure.getMessage();
+    report.reason = failure.getMessage() + (m_launcher.empty() ? "" : "; check --launch-with");
     m_reports.push_back(report);
   }
 }

@@ -16,7 +16,7 @@ namespace ParameterSweep {
 class LocalEngine final : public JobEngine {
  public:
   /// `launcher` stands before the job program, in the shell's words; empty to start the program itself.
-  LocalEngine(JobProgram program, std::string launcher, std::size_t runsAtOnce);
+  LocalEngine(JobProgram program, std::vector<std::string> launcher, std::size_t runsAtOnce);
   ~LocalEngine() override;  ///< Leaves the processes alone.
 
   std::string getName() const override { return "local"; }
@@ -46,7 +46,7 @@ class LocalEngine final : public JobEngine {
   void lookAtAll();
 
   const JobProgram m_program;
-  const std::string m_launcher;
+  const std::vector<std::string> m_launcher;
   const std::size_t m_runsAtOnce;
   int m_descriptor;
   std::deque<Run> m_toStart;

@@ -3,6 +3,7 @@
 #include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/common/Version.h>
+#include <examples/parameter_sweep/engines/CommandWords.h>
 #include <examples/parameter_sweep/engines/LocalEngine.h>
 #include <examples/parameter_sweep/engines/SlurmEngine.h>
 #include <examples/parameter_sweep/server/Followers.h>
@@ -12,15 +13,13 @@
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <boost/tokenizer.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -81,6 +80,16 @@ struct Options {
   std::string client;
 };
 
+/// For CLI11: the reason why a command line cannot be read; empty when it can.
+std::string refuseNoCommand(const std::string& text) {
+  try {
+    splitCommand(text);
+    return {};
+  } catch (const std::invalid_argument& failure) {
+    return failure.what();
+  }
+}
+
 void addTransportOptions(CLI::App& app, Options& options) {
   app.add_option("--request-port", options.transport.requestPort, "port for requests, 0 for a free one")
       ->check(CLI::Range(0, 65535))
@@ -103,11 +112,13 @@ void addJobOptions(CLI::App& app, Options& options) {
   app.add_option("--jobs", options.jobsAtOnce, "parts of jobs that run at once")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
-  app.add_option("--launch-with", options.launcher, "command that starts a part, such as 'ssh node1'");
+  app.add_option("--launch-with", options.launcher, "command that starts a part, such as 'ssh node1'")
+      ->check(refuseNoCommand);
   app.add_option("--engine", options.engine, "what runs the parts: processes of this machine, or a cluster")
       ->check(CLI::IsMember({"local", "slurm"}))
       ->capture_default_str();
-  app.add_option("--slurm-options", options.slurmOptions, "for sbatch, such as '--partition=long --mem=2G'");
+  app.add_option("--slurm-options", options.slurmOptions, "for sbatch, such as '--partition=long --mem=2G'")
+      ->check(refuseNoCommand);
   app.add_option("--part-size", options.server.submissions.partSize,
                  "realizations in a part, 0 to let the server choose")
       ->capture_default_str();
@@ -154,20 +165,11 @@ void complete(Options& options) {
   options.transport.admins = {options.admins.begin(), options.admins.end()};
 }
 
-/// The words of a text, as a shell would take them apart; nothing is expanded.
-std::vector<std::string> splitWords(const std::string& text) {
-  const boost::escaped_list_separator<char> separator("\\", " ", "\"'");
-  const boost::tokenizer<boost::escaped_list_separator<char>> tokens(text, separator);
-  std::vector<std::string> words;
-  std::copy_if(tokens.begin(), tokens.end(), std::back_inserter(words), [](const auto& word) { return !word.empty(); });
-  return words;
-}
-
 std::unique_ptr<JobEngine> makeEngine(const Options& options) {
   if (options.engine == "slurm") {
-    return std::make_unique<SlurmEngine>(options.program, SlurmEngine::Settings{splitWords(options.slurmOptions)});
+    return std::make_unique<SlurmEngine>(options.program, SlurmEngine::Settings{splitCommand(options.slurmOptions)});
   }
-  return std::make_unique<LocalEngine>(options.program, options.launcher, options.jobsAtOnce);
+  return std::make_unique<LocalEngine>(options.program, splitCommand(options.launcher), options.jobsAtOnce);
 }
 
 int serve(Options& options) {
