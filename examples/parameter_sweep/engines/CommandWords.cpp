@@ -11,7 +11,9 @@ namespace {
 /// What wordexp(3) allocates, also when it fails.
 class Words {
  public:
-  explicit Words(const std::string& text) : m_error(::wordexp(text.c_str(), &m_words, WRDE_NOCMD | WRDE_SHOWERR)) {}
+  // Called by the server's first thread, before there are others that could change the environment.
+  explicit Words(const std::string& text)
+      : m_error(::wordexp(text.c_str(), &m_words, WRDE_NOCMD | WRDE_SHOWERR)) {}  // NOLINT(concurrency-mt-unsafe)
   Words(const Words&) = delete;
   Words& operator=(const Words&) = delete;
   ~Words() {
