@@ -11,7 +11,7 @@ namespace {
 /// What wordexp(3) allocates, also when it fails.
 class Words {
  public:
-  // Called by the server's first thread, before there are others that could change the environment.
+  // No thread of the server changes the environment.
   explicit Words(const std::string& text)
       : m_error(::wordexp(text.c_str(), &m_words, WRDE_NOCMD | WRDE_SHOWERR)) {}  // NOLINT(concurrency-mt-unsafe)
   Words(const Words&) = delete;
