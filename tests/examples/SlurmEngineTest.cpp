@@ -176,6 +176,17 @@ TEST_F(SlurmEngineTest, AnswersThatMakeNoSenseAreErrors) {
   EXPECT_NE(engine.getError(), "");
 }
 
+TEST_F(SlurmEngineTest, ExitCodeThatIsNoNumberIsAnErrorAndNoEnd) {
+  answer("sbatch", "17\n");
+  answer("squeue", "17 |1 |COMPLETED |none |0:01 |name |\n");
+  SlurmEngine engine = make();
+  engine.start(makeRuns(1));
+  waitFor(engine, RunReport::Kind::Started);
+  EXPECT_TRUE(pollUntil(engine, [&] { return engine.getError().find("another form") != std::string::npos; }))
+      << engine.getError();
+  EXPECT_TRUE(engine.isLeft(makeRuns(1)[0]));
+}
+
 TEST_F(SlurmEngineTest, TaskThatNobodyKnowsAnyMoreHasEndedUnseen) {
   answer("sbatch", "17\n");
   answer("squeue", "");

@@ -6,8 +6,10 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <boost/algorithm/string/trim.hpp>
+#include <charconv>
 #include <regex>
 #include <sstream>
+#include <string_view>
 
 namespace ParameterSweep {
 
@@ -74,29 +76,42 @@ std::optional<RunReport::Kind> readState(const std::string& state) {
   return std::nullopt;
 }
 
-/// From CODE:SIGNAL, or from the status of a process as a number.
-RunEnd readEnd(const std::string& state, const std::string& code) {
-  constexpr int c_signalMask = 0x7F;
-  constexpr unsigned c_codeShift = 8;
+/// Empty for anything but digits, and for more than fits.
+std::optional<int> readNumber(std::string_view text) {
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool isWhole = error == std::errc() && end == text.data() + text.size() && number >= 0;
+  return isWhole ? std::optional(number) : std::nullopt;
+}
+
+/// From CODE:SIGNAL, or from the status of a process as a number; empty for anything else.
+std::optional<RunEnd> readEnd(const std::string& state, const std::string& code) {
+  constexpr int c_signals = 128;
+  constexpr int c_codes = 256;
+  const std::size_t colon = code.find(':');
+  const std::string_view text = code;
+  std::optional<int> exitCode = readNumber(text.substr(0, colon));
+  std::optional<int> signal = colon == std::string::npos ? exitCode : readNumber(text.substr(colon + 1));
+  if (!exitCode || !signal) {
+    return std::nullopt;
+  }
+  if (colon == std::string::npos) {
+    signal = *exitCode % c_signals;
+    exitCode = *exitCode / c_codes;
+  }
   RunEnd end;
   end.reason = state == "COMPLETED" || state == "FAILED" ? "" : state;
-  const std::size_t colon = code.find(':');
-  int exitCode = 0;
-  int signal = 0;
-  if (colon != std::string::npos) {
-    exitCode = std::atoi(code.c_str());
-    signal = std::atoi(code.c_str() + colon + 1);
-  } else {
-    const auto status = static_cast<unsigned>(std::atoi(code.c_str()));
-    exitCode = static_cast<int>(status >> c_codeShift);
-    signal = static_cast<int>(status & c_signalMask);
-  }
-  if (signal != 0) {
-    end.signal = signal;
+  if (*signal != 0) {
+    end.signal = *signal;
   } else if (end.reason.empty()) {
-    end.exitCode = exitCode;
+    end.exitCode = *exitCode;
   }
   return end;
+}
+
+/// Only a task that has ended has an end to read.
+std::optional<RunEnd> readEnd(RunReport::Kind kind, const std::string& state, const std::string& code) {
+  return kind == RunReport::Kind::Ended ? readEnd(state, code) : RunEnd{};
 }
 
 /// From [DAYS-][HOURS:]MINUTES:SECONDS; 0 for anything else.
@@ -107,7 +122,7 @@ std::chrono::milliseconds readAge(const std::string& text) {
   std::chrono::seconds age{0};
   for (std::size_t index = 0; index < parts.size() && index < c_seconds.size(); ++index) {
     const std::string& part = parts[parts.size() - 1 - index];
-    age += std::chrono::seconds(isNumber(part) ? std::int64_t{std::atoi(part.c_str())} * c_seconds.at(index) : 0);
+    age += std::int64_t{readNumber(part).value_or(0)} * std::chrono::seconds(c_seconds.at(index));
   }
   return age;
 }
@@ -130,12 +145,12 @@ std::optional<std::vector<SlurmTask>> readQueue(const std::string& answer) {
   for (const std::string& line : readLines(answer)) {
     const std::vector<std::string> fields = readFields(line);
     const auto kind = fields.size() == c_fields ? readState(fields[2]) : std::nullopt;
-    if (!kind || !isNumber(fields[0])) {
+    const auto end = kind ? readEnd(*kind, fields[2], fields[3]) : std::nullopt;
+    if (!end || !isNumber(fields[0])) {
       return std::nullopt;
     }
     if (isNumber(fields[1])) {  // anything else is no task of an array, so none of ours
-      tasks.push_back(
-          {fields[0] + "_" + fields[1], fields[5], *kind, readEnd(fields[2], fields[3]), readAge(fields[4])});
+      tasks.push_back({fields[0] + "_" + fields[1], fields[5], *kind, *end, readAge(fields[4])});
     }
   }
   return tasks;
@@ -149,11 +164,12 @@ std::optional<std::vector<SlurmTask>> readAccounts(const std::string& answer) {
     const std::vector<std::string> fields = readFields(line);
     const std::string state = fields.size() == c_fields ? fields[2].substr(0, fields[2].find(' ')) : "";
     const auto kind = readState(state);
-    if (!kind) {
+    const auto end = kind ? readEnd(*kind, state, fields[3]) : std::nullopt;
+    if (!end) {
       return std::nullopt;
     }
     if (*kind == RunReport::Kind::Ended && std::regex_match(fields[0], s_ids)) {
-      tasks.push_back({fields[0], fields[1], *kind, readEnd(state, fields[3])});
+      tasks.push_back({fields[0], fields[1], *kind, *end});
     }
   }
   return tasks;

@@ -253,14 +253,12 @@ void SlurmEngine::notSubmitted(const std::string& reason) {
   failed(reason);
 }
 
-void SlurmEngine::queued(const SlurmCall::Answer& given) {
-  SlurmCall::Answer answer = given;
-  if (answer.error.empty()) {
-    answer.error = readComplaints(answer.text);  // an answer that may lack tasks tells nothing
-  }
-  const auto tasks = answer.error.empty() ? readQueue(answer.text) : std::nullopt;
+void SlurmEngine::queued(const SlurmCall::Answer& answer) {
+  // An answer that may lack tasks tells nothing.
+  const std::string error = answer.error.empty() ? readComplaints(answer.text) : answer.error;
+  const auto tasks = error.empty() ? readQueue(answer.text) : std::nullopt;
   if (!tasks) {
-    failed(answer.error.empty() ? "squeue answered in another form: " + answer.text.substr(0, 500) : answer.error);
+    failed(error.empty() ? "squeue answered in another form: " + answer.text.substr(0, 500) : error);
     return;
   }
   failed("");
