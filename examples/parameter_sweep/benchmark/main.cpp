@@ -18,7 +18,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/process.hpp>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -37,7 +36,6 @@ namespace ParameterSweep {
 
 namespace {
 
-namespace bp = boost::process;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
@@ -74,25 +72,22 @@ double peakMemory(pid_t process) {
   return 0;
 }
 
+void waitFor(const LocalProcess& process) {
+  pollfd item{process.getDescriptor(), POLLIN, 0};
+  ::poll(&item, 1, -1);
+  process.reap();
+}
+
 /// A server with a spool of its own, whose jobs start with `launcher`.
 class Server {
  public:
   explicit Server(const std::string& launcher, const std::string& jobs = "1", fs::path spool = newSpool())
-      : m_spool(std::move(spool)),
-        m_server(bp::exe = besideThisProgram("sweep-server").string(),
-                 bp::args = {"--request-port", "0", "--publisher-port", "0", "--spool", m_spool.string(), "--jobs",
-                             jobs, "--stop-jobs", "--launch-with", launcher},
-                 bp::std_out > m_greeting, bp::std_err > bp::null) {
-    std::string line;
-    std::getline(m_greeting, line);
-    const std::string label = "requestServerPort:";
-    m_port = std::to_string(std::stoi(line.substr(line.find(label) + label.size())));
-  }
+      : m_spool(std::move(spool)), m_process(start(m_spool, launcher, jobs)) {}
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
   ~Server() {
-    ::kill(m_server.id(), SIGTERM);
-    m_server.wait();
+    m_process.terminate();
+    waitFor(m_process);
     std::error_code ignored;
     fs::remove_all(m_spool, ignored);
   }
@@ -100,15 +95,38 @@ class Server {
   static fs::path newSpool() {
     return fs::temp_directory_path() / ("sweep-benchmark-" + Drelvan::UniqueID::generateId());
   }
-  ConnectionSettings getConnection() const { return {"127.0.0.1:" + m_port, 60}; }
-  pid_t getProcess() const { return m_server.id(); }
+  /// Waits until the server is ready.
+  ConnectionSettings getConnection() const {
+    static const std::string s_label = "requestServerPort:";
+    for (;;) {
+      std::ifstream output(outputFile(m_spool));
+      for (std::string line; std::getline(output, line) && !output.eof();) {
+        if (const std::size_t place = line.find(s_label); place != std::string::npos) {
+          return {"127.0.0.1:" + std::to_string(std::stoi(line.substr(place + s_label.size()))), 60};
+        }
+      }
+      if (m_process.hasEnded()) {
+        throw SweepFailure(FailureKind::LaunchFailed, "sweep-server ended at once");
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+  pid_t getProcess() const { return std::stoi(m_process.getRecord()); }
   const fs::path& getSpool() const { return m_spool; }
 
  private:
+  static fs::path outputFile(const fs::path& spool) { return spool / "output"; }
+
+  static LocalProcess start(const fs::path& spool, const std::string& launcher, const std::string& jobs) {
+    fs::create_directories(spool);
+    return LocalProcess::start(
+        {besideThisProgram("sweep-server").string(), "--request-port", "0", "--publisher-port", "0", "--spool",
+         spool.string(), "--jobs", jobs, "--stop-jobs", "--launch-with", launcher},
+        outputFile(spool), {});
+  }
+
   fs::path m_spool;
-  bp::ipstream m_greeting;
-  mutable bp::child m_server;
-  std::string m_port;
+  LocalProcess m_process;
 };
 
 Request makeSubmission(std::uint32_t realizations) {
@@ -161,15 +179,10 @@ void spawn(const std::string& program) {
   ::waitpid(process, nullptr, 0);
 }
 
-void startJobProcess(const std::string& program) {
-  const LocalProcess process = LocalProcess::start({program}, "/dev/null", {});
-  pollfd item{process.getDescriptor(), POLLIN, 0};
-  ::poll(&item, 1, -1);
-  process.reap();
-}
+void startJobProcess(const std::string& program) { waitFor(LocalProcess::start({program}, "/dev/null", {})); }
 
 void measureProcesses() {
-  const std::string nothing = bp::search_path("true").string();
+  const std::string nothing = "/bin/true";
   // Without arguments the job program ends as soon as it is loaded.
   const std::string jobProgram = besideThisProgram("sweep-job").string();
   measure("posix_spawn of a program that does nothing", 300, [&] { spawn(nothing); });
@@ -197,6 +210,7 @@ void measureSubmissions() {
   std::vector<zmq::socket_t> clients;
   std::vector<zmq::pollitem_t> items;
   std::vector<std::string> packages;
+  packages.reserve(c_submissions);
   for (int index = 0; index < c_submissions; ++index) {
     packages.push_back(writeRequestPackage(makeSubmission(1)));
   }
@@ -375,7 +389,7 @@ int runProgram(const std::vector<std::string>& chosen) {
     for (const auto& [name, run] : all) {
       if (chosen.empty() || std::find(chosen.begin(), chosen.end(), name) != chosen.end()) {
         run();
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
       }
     }
     return 0;

@@ -124,14 +124,7 @@ std::vector<std::string> readJob(int argc, char* argv[], SweepJobId& job) {
   return arguments;
 }
 
-int runProgram(int argc, char* argv[]) {
-  installJobLogging(LogDelivery::AtOnce);
-  // What is written here ends in the failure of a job; the normal course of the library does not belong there.
-  if (std::getenv("DV_LOG_LEVEL") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread
-    spdlog::set_level(spdlog::level::warn);
-  }
-  Options options;
-  CLI::App app("Computes one part of a job of the parameter sweep. Started by sweep-server.", "sweep-job");
+void addOptions(CLI::App& app, Options& options) {
   app.set_version_flag("--version", std::string("sweep-job ") + c_version);
   app.add_option("spool", options.spool, "folder of the jobs")->required();
   app.add_option("part", options.part, "number of the part, or 'slurm' to take it from SLURM_ARRAY_TASK_ID")
@@ -140,11 +133,24 @@ int runProgram(int argc, char* argv[]) {
   app.add_option("--processor-time", options.processorSeconds, "seconds of processor time that the part may use");
   app.add_option("--memory", options.memoryMebibytes, "MiB of address space that the part may use");
   app.footer("-jobId ID stands behind all of them.");
+}
+
+int runProgram(int argc, char* argv[]) {
   try {
-    app.parse(readJob(argc, argv, options.job));
+    installJobLogging(LogDelivery::AtOnce);
+    // What is written here ends in the failure of a job; the normal course of the library does not belong there.
+    if (std::getenv("DV_LOG_LEVEL") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread
+      spdlog::set_level(spdlog::level::warn);
+    }
+    Options options;
+    CLI::App app("Computes one part of a job of the parameter sweep. Started by sweep-server.", "sweep-job");
+    addOptions(app, options);
+    try {
+      app.parse(readJob(argc, argv, options.job));
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? 0 : c_usageExitCode;
+    }
     return run(options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : c_usageExitCode;
   } catch (const std::exception& exception) {
     std::cerr << "sweep-job: " << exception.what() << "\n";
     return 1;

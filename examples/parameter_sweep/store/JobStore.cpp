@@ -80,6 +80,7 @@ JobStore::JobStore(const std::filesystem::path& file) : m_writing(file), m_readi
 
 std::vector<bool> JobStore::apply(const std::vector<const Change*>& changes) {
   std::vector<bool> applied;
+  applied.reserve(changes.size());
   Transaction transaction(m_writing);
   for (const Change* change : changes) {
     applied.push_back(applyChange(m_writing, *change));
@@ -90,6 +91,7 @@ std::vector<bool> JobStore::apply(const std::vector<const Change*>& changes) {
 
 std::vector<bool> JobStore::apply(const std::vector<Change>& changes) {
   std::vector<const Change*> pointers;
+  pointers.reserve(changes.size());
   for (const Change& change : changes) {
     pointers.push_back(&change);
   }

@@ -129,6 +129,7 @@ void StoreWriter::store(Entries& entries) {
 /// One commit for all; false, with nothing stored, when it fails.
 bool StoreWriter::applyAll(std::vector<Entry*>& entries) {
   std::vector<const Change*> changes;
+  changes.reserve(entries.size());
   for (const Entry* entry : entries) {
     changes.push_back(&entry->change);
   }
