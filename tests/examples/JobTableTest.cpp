@@ -1,3 +1,4 @@
+#include <examples/parameter_sweep/common/FileJobLog.h>
 #include <examples/parameter_sweep/common/PackageFile.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/JobTable.h>
@@ -92,6 +93,17 @@ class JobTableTest : public testing::Test {
   void fail(StartedRun run, const RunEnd& end) {
     m_engine->finish(run, end);
     settle();
+  }
+
+  void importLogs(const SweepJobId& jobId) {
+    bool isDone = false;
+    m_table->importLogs(jobId, [&] { isDone = true; });
+    settle();
+    EXPECT_TRUE(isDone);
+  }
+  std::ptrdiff_t countMessages(const SweepJobId& jobId, const std::string& text) const {
+    const auto messages = m_store->readMessages(jobId, 0, 100).first;
+    return std::count_if(messages.begin(), messages.end(), [&](const auto& message) { return message.text == text; });
   }
 
   TestSupport::TemporaryFolder m_folder;
@@ -374,6 +386,24 @@ TEST_F(JobTableTest, NextServerGoesOnWithTheRunsOfTheOneBefore) {
   EXPECT_EQ(state(jobId), JobState::Finished);
 }
 
+TEST_F(JobTableTest, RunOfTheServerBeforeIsUnknownUntilTheEngineTells) {
+  m_engine->m_room = 2;
+  const SweepJobId runs = submit();
+  const SweepJobId waits = submit();
+  settle();
+  const StartedRun running = m_engine->m_started[0];
+  const StartedRun waiting = m_engine->m_started[1];
+  begin();
+  settle();
+  EXPECT_EQ(state(runs), JobState::Unknown);
+  EXPECT_EQ(state(waits), JobState::Unknown);
+  m_engine->report({running, RunReport::Kind::Running});
+  m_engine->report({waiting, RunReport::Kind::Waiting});
+  settle();
+  EXPECT_EQ(state(runs), JobState::Running);
+  EXPECT_EQ(state(waits), JobState::Queued);
+}
+
 TEST_F(JobTableTest, RunThatEndedUnseenIsFinishedByWhatItLeftOrStartsAgain) {
   m_engine->m_room = 2;
   const SweepJobId jobId = submit(2, 1);
@@ -474,20 +504,37 @@ TEST_F(JobTableTest, ProgressAndHostThatTheJobProgramStoresAreShown) {
 TEST_F(JobTableTest, MessagesOfTheJobProgramAreReadWhileItRunsAndNoneTwice) {
   const SweepJobId jobId = submit();
   settle();
-  const auto count = [&](const std::string& text) {
-    const auto messages = m_store->readMessages(jobId, 0, 100).first;
-    return std::count_if(messages.begin(), messages.end(), [&](const auto& message) { return message.text == text; });
-  };
-  std::ofstream log(files(lastRun()).log);
-  log << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"}) << "<logMessage unfini" << std::flush;
-  bool isDone = false;
-  m_table->importLogs(jobId, [&] { isDone = true; });
-  settle();
-  EXPECT_TRUE(isDone);
-  EXPECT_EQ(count("begun"), 1);
+  std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"});
+  importLogs(jobId);
+  EXPECT_EQ(countMessages(jobId, "begun"), 1);
   finish(lastRun());
-  EXPECT_EQ(count("begun"), 1);
-  EXPECT_EQ(count("Finished"), 1);
+  EXPECT_EQ(countMessages(jobId, "begun"), 1);
+  EXPECT_EQ(countMessages(jobId, "Finished"), 1);
+}
+
+TEST_F(JobTableTest, MessageThatIsStillBeingWrittenIsReadOnceItIsWhole) {
+  const SweepJobId jobId = submit();
+  settle();
+  const std::string line = writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"});
+  std::ofstream log(files(lastRun()).log);
+  log << line.substr(0, line.size() / 2) << std::flush;
+  importLogs(jobId);
+  EXPECT_EQ(countMessages(jobId, "begun"), 0);
+  log << line.substr(line.size() / 2) << std::flush;
+  importLogs(jobId);
+  EXPECT_EQ(countMessages(jobId, "begun"), 1);
+}
+
+TEST_F(JobTableTest, MessagesAroundALineThatWasNeverFinishedAreRead) {
+  const SweepJobId jobId = submit();
+  settle();
+  FileJobLog log(files(lastRun()).log, jobId);
+  log.write(LogMessage::Type::Info, "sweep-job", "before");
+  std::ofstream(files(lastRun()).log, std::ios::app) << "<logMessage unfini";  // by a writer that was ended
+  log.write(LogMessage::Type::Info, "sweep-job", "after");
+  importLogs(jobId);
+  EXPECT_EQ(countMessages(jobId, "before"), 1);
+  EXPECT_EQ(countMessages(jobId, "after"), 1);
 }
 
 }  // namespace

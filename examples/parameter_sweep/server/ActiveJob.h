@@ -17,12 +17,18 @@ enum class PartPhase {
   Queued,      ///< waits for room, or for the end of a pause
   Preparing,   ///< its input is being written
   Starting,    ///< the engine was asked to start it
+  Resumed,     ///< an earlier server started it; the engine has not said yet what became of it
   Waiting,     ///< the engine has it; it does not run yet
   Running,     ///< it runs
   Collecting,  ///< it has ended; what it left is being read
   Storing,     ///< its results are being stored
   Finished
 };
+
+/// Whether the engine has the part, and only it can say what becomes of it.
+inline bool isGiven(PartPhase phase) {
+  return phase == PartPhase::Resumed || phase == PartPhase::Waiting || phase == PartPhase::Running;
+}
 
 struct ActivePart {
   PartRecord record;

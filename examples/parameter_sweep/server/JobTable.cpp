@@ -45,7 +45,7 @@ void JobTable::load() {
     m_engine.end(run);
     m_strays.insert(run);
   }
-  // Nobody is to see a job as queued that runs.
+  // What the engine knows at once is shown at once.
   for (const RunReport& report : m_engine.poll()) {
     handle(report);
   }
@@ -68,7 +68,7 @@ void JobTable::add(const JobRecord& record, const std::vector<PartRecord>& parts
     if (part.record.state == PartState::Finished) {
       setPhase(job, part, PartPhase::Finished);
     } else if (part.record.state == PartState::Running) {
-      setPhase(job, part, PartPhase::Waiting);
+      setPhase(job, part, PartPhase::Resumed);
       m_engine.resume(makeRun(job, part), part.record.run);
     }
   }
@@ -110,13 +110,17 @@ std::pair<ActiveJob*, ActivePart*> JobTable::findRun(const Run& run) {
 }
 
 JobState JobTable::makeState(const ActiveJob& job) const {
-  const auto isGiven = [](const ActivePart& part) {
-    return part.phase == PartPhase::Waiting || part.phase == PartPhase::Running;
+  const auto hasPart = [&](const auto& condition) {
+    return std::any_of(job.parts.begin(), job.parts.end(),
+                       [&](const ActivePart& part) { return condition(part.phase); });
   };
-  if (!m_engine.getError().empty() && std::any_of(job.parts.begin(), job.parts.end(), isGiven)) {
+  if (!m_engine.getError().empty() && hasPart(isGiven)) {
     return JobState::Unknown;
   }
-  return job.running > 0 && job.isStartStored ? JobState::Running : JobState::Queued;
+  if (job.running > 0 && job.isStartStored) {
+    return JobState::Running;
+  }
+  return hasPart([](PartPhase phase) { return phase == PartPhase::Resumed; }) ? JobState::Unknown : JobState::Queued;
 }
 
 JobStatus JobTable::makeStatus(const ActiveJob& job) const {

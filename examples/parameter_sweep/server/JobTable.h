@@ -33,7 +33,7 @@ class JobTable {
   /// Goes on with the jobs of the store. Throws `DatabaseError`.
   void load();
   /// Adds a job that has been stored.
-  void add(const JobRecord& job, const std::vector<PartRecord>& parts);
+  void add(const JobRecord& record, const std::vector<PartRecord>& parts);
 
   /// The job's status, also of one that has ended; empty when there is no such job. Throws `DatabaseError`.
   std::optional<JobStatus> getStatus(const SweepJobId& jobId) const;

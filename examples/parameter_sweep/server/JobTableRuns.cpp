@@ -47,7 +47,8 @@ void JobTable::handle(const RunReport& report) {
       notStarted(*job, *part, report);
       break;
     case RunReport::Kind::Waiting:
-      if (part->phase == PartPhase::Running) {  // the cluster has put it back into its queue
+      // One that ran was put back into the queue of the cluster.
+      if (part->phase == PartPhase::Running || part->phase == PartPhase::Resumed) {
         setPhase(*job, *part, PartPhase::Waiting);
       }
       break;
@@ -88,14 +89,14 @@ void JobTable::notStarted(ActiveJob& job, ActivePart& part, const RunReport& rep
 }
 
 void JobTable::runs(ActiveJob& job, ActivePart& part, milliseconds age) {
-  if (part.phase == PartPhase::Waiting) {
+  if (part.phase == PartPhase::Waiting || part.phase == PartPhase::Resumed) {
     setPhase(job, part, PartPhase::Running);
     job.runningSince = std::min(job.runningSince, m_clocks.now() - age);
   }
 }
 
 void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
-  if (part.phase == PartPhase::Waiting || part.phase == PartPhase::Running) {
+  if (isGiven(part.phase)) {
     part.end = end;
     part.endedAt = m_clocks.now();
     part.notBefore = {};
@@ -296,9 +297,7 @@ void JobTable::jobEnded(const Key& id, const JobStatus& status) {
 
 void JobTable::endRuns(const ActiveJob& job) {
   for (const ActivePart& part : job.parts) {
-    const bool isGiven =
-        part.phase == PartPhase::Starting || part.phase == PartPhase::Waiting || part.phase == PartPhase::Running;
-    if (isGiven) {
+    if (part.phase == PartPhase::Starting || isGiven(part.phase)) {
       const Run run = makeRun(job, part);
       m_engine.end(run);
       m_strays.insert(run);
