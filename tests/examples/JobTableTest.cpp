@@ -1,3 +1,4 @@
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/common/FileJobLog.h>
 #include <examples/parameter_sweep/common/PackageFile.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
@@ -23,7 +24,7 @@ using SweepTest::makeJob;
 /// The states of jobs on a fake engine and a fake clock; no process is started.
 class JobTableTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { static const ParserSession parser; }
+  static void SetUpTestSuite() { static const Drelvan::ParserSession parser{SweepSchema()}; }
 
   JobTableTest() {
     std::filesystem::create_directories(m_settings.spool / "jobs");

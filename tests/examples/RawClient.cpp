@@ -1,3 +1,4 @@
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <tests/examples/RawClient.h>
@@ -15,7 +16,7 @@ constexpr std::chrono::minutes c_patience{1};
 
 using namespace ParameterSweep;
 
-void RawTest::SetUpTestSuite() { static const ParserSession parser; }
+void RawTest::SetUpTestSuite() { static const Drelvan::ParserSession parser{SweepSchema()}; }
 
 RawClient::RawClient(const std::string& server) : m_socket(m_context, zmq::socket_type::dealer) {
   m_socket.set(zmq::sockopt::linger, 0);
@@ -46,7 +47,7 @@ ReplyContent RawClient::ask(const std::string& package) { return readReplyPackag
 ReplyContent RawClient::ask(const Request& request) { return ask(writeRequestPackage(request)); }
 
 Request makeSubmission(const std::string& expression) {
-  return {RequestKind::Submit, SweepJobId(), {expression, {{1, {{"x", 2}}}}}};
+  return {RequestKind::Submit, SweepJobId(), {expression, {{1, {{"x", 2.0}}}}}};
 }
 
 std::string refusal(const ReplyContent& content) {

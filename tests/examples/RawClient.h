@@ -9,7 +9,7 @@
 
 namespace SweepTest {
 
-/// Sends whatever a test wants to a server, well-formed or not. The process needs a `ParameterSweep::ParserSession`.
+/// Sends whatever a test wants to a server, well-formed or not. The process needs a `Drelvan::ParserSession`.
 class RawClient {
  public:
   explicit RawClient(const std::string& server);

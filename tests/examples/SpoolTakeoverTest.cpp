@@ -1,3 +1,4 @@
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/SpoolTakeover.h>
@@ -16,10 +17,10 @@ namespace fs = std::filesystem;
 /// A spool with a folder of several files for each job.
 class SpoolTakeoverTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { static const ParserSession parser; }
+  static void SetUpTestSuite() { static const Drelvan::ParserSession parser{SweepSchema()}; }
 
   Request accept() const {
-    const Request request{RequestKind::Submit, SweepJobId(), {"2*x", {{7, {{"x", 1}}}, {9, {{"x", 2}}}}}};
+    const Request request{RequestKind::Submit, SweepJobId(), {"2*x", {{7, {{"x", 1.0}}}, {9, {{"x", 2.0}}}}}};
     fs::create_directories(folder(request));
     write(request, "request.xml", writeRequestPackage(request));
     write(request, "server.log", writeLogLine({LogMessage::Type::Info, "sweep-server", 5, "accepted"}));

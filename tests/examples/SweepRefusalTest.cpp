@@ -175,9 +175,8 @@ TEST_F(SweepRefusalTest, SubscriptionsToNonsenseAndBytesThatAreNoMessagesDoNotDi
   zmq::context_t context;
   zmq::socket_t subscriber(context, zmq::socket_type::sub);
   subscriber.set(zmq::sockopt::linger, 0);
-  for (const std::string& topic :
-       {std::string(), std::string("x"), replyPackageStart("../../etc"), replyPackageStart(""),
-        replyPackageStart(SweepJobId().toString()), std::string("\0\1\2", 3)}) {
+  for (const std::string& topic : {std::string(), std::string("x"), std::string("<DV_ReplyPackage"),
+                                   SweepJobId().toString(), std::string("\0\1\2", 3)}) {
     subscriber.set(zmq::sockopt::subscribe, topic);
   }
   subscriber.connect("tcp://" + m_server.publisherAddress());

@@ -4,6 +4,7 @@
 // percentile of its duration in microseconds. Arguments choose among the groups of measurements: requests, processes,
 // jobs, submissions, load, restart and sweep. Needs sweep-server and sweep-job beside it.
 
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/client/RemoteJob.h>
 #include <examples/parameter_sweep/client/ServerConnection.h>
 #include <examples/parameter_sweep/common/Packages.h>
@@ -133,7 +134,7 @@ Request makeSubmission(std::uint32_t realizations) {
   Request request{RequestKind::Submit};
   request.sweep.expression = "amplitude*exp(-damping*time)";
   for (std::uint32_t id = 1; id <= realizations; ++id) {
-    request.sweep.vectors.push_back({id, {{"amplitude", 1}, {"damping", 0.1 * id}, {"time", 0.5 * id}}});
+    request.sweep.vectors.push_back({id, {{"amplitude", 1.0}, {"damping", 0.1 * id}, {"time", 0.5 * id}}});
   }
   return request;
 }
@@ -385,7 +386,7 @@ int runProgram(const std::vector<std::string>& chosen) {
       {"sweep", measureLargeSweeps}};
   try {
     spdlog::set_level(spdlog::level::off);
-    const ParserSession parser;
+    const Drelvan::ParserSession parser{SweepSchema()};
     for (const auto& [name, run] : all) {
       if (chosen.empty() || std::find(chosen.begin(), chosen.end(), name) != chosen.end()) {
         run();

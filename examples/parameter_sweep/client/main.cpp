@@ -1,5 +1,6 @@
 // sweep-client: submits sweeps to a server, follows them and fetches their results.
 
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/client/Client.h>
 #include <examples/parameter_sweep/client/Options.h>
 #include <examples/parameter_sweep/client/Output.h>
@@ -20,7 +21,7 @@ int run(Options& options) {
     if (!options.keys.empty()) {
       options.connection.keys = readClientKeys(options.keys);
     }
-    const ParserSession parser;
+    const Drelvan::ParserSession parser{SweepSchema()};
     return Client(options).run();
   } catch (const std::exception& exception) {
     const SweepFailure failure = toFailure(exception);

@@ -3,6 +3,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractJobLog.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/HostInfo.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RemoteJobStatusInterface.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageValues.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
 #include <examples/parameter_sweep/common/SweepJobId.h>
 #include <service/Identifier.h>
@@ -28,16 +29,8 @@ namespace ParameterSweep {
 using JobState = Drelvan::RemoteJobStatusInterface::State;
 using LogMessage = Drelvan::AbstractJobLog::Message;
 
-struct Parameter {
-  std::string id;
-  double value = 0;
-};
-
-/// The parameters of one evaluation.
-struct ParameterVector {
-  std::uint32_t realizationId = 0;
-  std::vector<Parameter> parameters;
-};
+using Drelvan::Parameter;
+using Drelvan::ParameterVector;
 
 /// What a job computes: the expression, once for every vector.
 struct Sweep {

@@ -15,11 +15,8 @@ std::string writeRequestPackage(const Request& request);
 /// with `UnknownJob` for the id of another service's job.
 Request readRequestPackage(const std::string& package);
 
-/// A `DV_ReplyPackage`. It begins with `replyPackageStart(origin)`.
+/// A `DV_ReplyPackage`.
 std::string writeReplyPackage(const Reply& reply, const std::string& origin);
-/// The first characters of every reply package with this origin. The publisher's packages have the job's text form as
-/// their origin, so this is the subscription to one job.
-std::string replyPackageStart(const std::string& origin);
 /// Fails with `MalformedPackage`, also for a reply that this service does not know.
 Reply readReplyPackage(const std::string& package);
 

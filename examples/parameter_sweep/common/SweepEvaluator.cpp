@@ -77,7 +77,7 @@ class SweepEvaluator::Expression {
   double evaluate(const ParameterVector& vector) {
     checkParameters(vector, m_names);
     for (std::size_t index = 0; index < m_values.size(); ++index) {
-      m_values[index] = vector.parameters[index].value;
+      m_values[index] = vector.parameters[index].getNumber();
     }
     return evaluateOnce(m_parser);
   }

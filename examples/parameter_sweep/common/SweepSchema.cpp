@@ -1,7 +1,7 @@
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 
 #include <string>
+#include <vector>
 
 namespace ParameterSweep {
 
@@ -47,153 +47,128 @@ constexpr const char* c_valueTypes = R"xsd(
     <xs:minInclusive value="1"/>
   </xs:restriction>
 </xs:simpleType>
-<xs:complexType name="SweepHost">
-  <xs:sequence>
-    <xs:element name="name" type="xs:string"/>
-    <xs:element name="ip" type="xs:string"/>
-    <xs:element name="requestServerPort" type="xs:unsignedShort" minOccurs="0"/>
-    <xs:element name="publisherPort" type="xs:unsignedShort" minOccurs="0"/>
-  </xs:sequence>
-</xs:complexType>
-<xs:complexType name="SweepRealization">
-  <xs:sequence>
-    <xs:element name="realizationId" type="xs:unsignedInt"/>
-    <xs:element name="value" type="xs:double"/>
-  </xs:sequence>
-</xs:complexType>
 )xsd";
 
-constexpr const char* c_jobId = R"xsd(
-        <xs:element name="jobId" type="dvrq:DVJobId"/>)xsd";
+enum class Occurs { Once, Optionally, AnyNumber, AtLeastOnce };
 
-constexpr const char* c_titleAndPriority = R"xsd(
-        <xs:element name="title" type="dvrq:SweepTitle" minOccurs="0"/>
-        <xs:element name="priority" type="dvrq:SweepPriority" minOccurs="0"/>)xsd";
+struct Element {
+  const char* name;
+  const char* type;
+  Occurs occurs = Occurs::Once;
+};
 
-constexpr const char* c_vectors = R"xsd(
-        <xs:element name="parameterVector" type="dvrq:DVPellamParameterVector" maxOccurs="unbounded"/>)xsd";
+using Elements = std::vector<Element>;
 
-constexpr const char* c_sweep = R"xsd(
-        <xs:element name="partSize" type="dvrq:SweepCount" minOccurs="0"/>
-        <xs:element name="more" type="xs:boolean" minOccurs="0"/>
-        <xs:element name="expression" type="dvrq:SweepExpression"/>)xsd";
+const Element c_jobId{"jobId", "dvrq:DVJobId"};
+const Element c_title{"title", "dvrq:SweepTitle", Occurs::Optionally};
+const Element c_owner{"owner", "xs:string", Occurs::Optionally};
+const Element c_priority{"priority", "dvrq:SweepPriority", Occurs::Optionally};
+const Element c_expression{"expression", "dvrq:SweepExpression"};
+const Element c_vectors{"parameterVector", "dvrq:DVPellamParameterVector", Occurs::AtLeastOnce};
+const Element c_after{"after", "xs:unsignedLong", Occurs::Optionally};
+const Element c_next{"next", "xs:unsignedLong", Occurs::Optionally};
 
-constexpr const char* c_append = R"xsd(
-        <xs:element name="packageNumber" type="dvrq:SweepCount"/>
-        <xs:element name="more" type="xs:boolean"/>)xsd";
-
-constexpr const char* c_ofJob = R"xsd(
-        <xs:element name="ofJob" type="dvrq:DVJobId"/>)xsd";
-
-// What the server asks of a job program; the packages of the sweep follow.
-constexpr const char* c_compute = R"xsd(
-        <xs:element name="skip" type="xs:unsignedLong"/>
-        <xs:element name="count" type="xs:unsignedLong"/>
-        <xs:element name="expression" type="dvrq:SweepExpression"/>)xsd";
-
-constexpr const char* c_after = R"xsd(
-        <xs:element name="after" type="xs:unsignedLong" minOccurs="0"/>)xsd";
-
-constexpr const char* c_listed = R"xsd(
-        <xs:element name="state" type="dvrq:SweepState" minOccurs="0"/>
-        <xs:element name="owner" type="xs:string" minOccurs="0"/>
-        <xs:element name="before" type="xs:unsignedLong" minOccurs="0"/>)xsd";
-
-// What is told of a job, beside its id.
-constexpr const char* c_job = R"xsd(
-        <xs:element name="title" type="dvrq:SweepTitle" minOccurs="0"/>
-        <xs:element name="owner" type="xs:string" minOccurs="0"/>
-        <xs:element name="state" type="dvrq:SweepState"/>
-        <xs:element name="progress" type="dvrq:SweepProgress"/>
-        <xs:element name="host" type="dvrq:SweepHost" minOccurs="0"/>
-        <xs:element name="server" type="dvrq:SweepHost" minOccurs="0"/>
-        <xs:element name="priority" type="dvrq:SweepPriority" minOccurs="0"/>
-        <xs:element name="realizations" type="xs:unsignedLong" minOccurs="0"/>
-        <xs:element name="parts" type="xs:unsignedInt" minOccurs="0"/>
-        <xs:element name="partsDone" type="xs:unsignedInt" minOccurs="0"/>
-        <xs:element name="partsRunning" type="xs:unsignedInt" minOccurs="0"/>
-        <xs:element name="submitted" type="xs:long" minOccurs="0"/>
-        <xs:element name="started" type="xs:long" minOccurs="0"/>
-        <xs:element name="ended" type="xs:long" minOccurs="0"/>
-        <xs:element name="exception" type="dvrq:DVException" minOccurs="0"/>)xsd";
-
-constexpr const char* c_received = R"xsd(
-        <xs:element name="packages" type="xs:unsignedInt"/>
-        <xs:element name="realizations" type="xs:unsignedLong"/>)xsd";
-
-constexpr const char* c_realizations = R"xsd(
-        <xs:element name="first" type="xs:unsignedLong" minOccurs="0"/>
-        <xs:element name="total" type="xs:unsignedLong" minOccurs="0"/>
-        <xs:element name="realization" type="dvrq:SweepRealization" minOccurs="0" maxOccurs="unbounded"/>)xsd";
-
-constexpr const char* c_messages = R"xsd(
-        <xs:element name="next" type="xs:unsignedLong" minOccurs="0"/>
-        <xs:element name="logMessage" type="dvrq:LogMessage" minOccurs="0" maxOccurs="unbounded"/>)xsd";
-
-constexpr const char* c_output = R"xsd(
-        <xs:element name="next" type="xs:unsignedLong"/>
-        <xs:element name="more" type="xs:boolean"/>
-        <xs:element name="text" type="xs:string"/>)xsd";
-
-constexpr const char* c_list = R"xsd(
-        <xs:element name="next" type="xs:unsignedLong" minOccurs="0"/>
-        <xs:element name="job" type="dvrq:SweepJob" minOccurs="0" maxOccurs="unbounded"/>)xsd";
-
-constexpr const char* c_health = R"xsd(
-        <xs:element name="server" type="dvrq:SweepHost"/>
-        <xs:element name="version" type="xs:string"/>
-        <xs:element name="upSeconds" type="xs:double"/>
-        <xs:element name="engine" type="xs:string"/>
-        <xs:element name="engineError" type="xs:string" minOccurs="0"/>
-        <xs:element name="storeError" type="xs:string" minOccurs="0"/>
-        <xs:element name="queued" type="xs:unsignedLong"/>
-        <xs:element name="running" type="xs:unsignedLong"/>
-        <xs:element name="partsRunning" type="xs:unsignedLong"/>
-        <xs:element name="bytesFree" type="xs:unsignedLong"/>)xsd";
-
-constexpr const char* c_exception = R"xsd(
-        <xs:element name="exception" type="dvrq:DVException"/>)xsd";
-
-/// A type that adds elements to the base schema's `Request` or `Reply`.
-std::string extend(const std::string& base, const std::string& name, const std::string& elements) {
-  return "<xs:complexType name=\"" + name + "\">\n  <xs:complexContent>\n    <xs:extension base=\"dvrq:" + base +
-         "\">\n      <xs:sequence>" + elements +
-         "\n      </xs:sequence>\n    </xs:extension>\n  </xs:complexContent>\n</xs:complexType>\n";
+std::string toXml(const Elements& elements) {
+  static const char* const s_occurs[] = {"", R"( minOccurs="0")", R"( minOccurs="0" maxOccurs="unbounded")",
+                                         R"( maxOccurs="unbounded")"};
+  std::string xml = "<xs:sequence>\n";
+  for (const Element& element : elements) {
+    xml += std::string("<xs:element name=\"") + element.name + "\" type=\"" + element.type + "\"" +
+           s_occurs[static_cast<int>(element.occurs)] + "/>\n";
+  }
+  return xml + "</xs:sequence>\n";
 }
 
-std::string request(const std::string& kind, const std::string& elements) {
+std::string type(const std::string& name, const std::string& content) {
+  return "<xs:complexType name=\"" + name + "\">\n" + content + "</xs:complexType>\n";
+}
+
+/// A type that adds elements to the base schema's `Request` or `Reply`.
+std::string extend(const std::string& base, const std::string& name, const Elements& elements) {
+  return type(name, "<xs:complexContent>\n<xs:extension base=\"dvrq:" + base + "\">\n" + toXml(elements) +
+                        "</xs:extension>\n</xs:complexContent>\n");
+}
+
+std::string request(const std::string& kind, const Elements& elements) {
   return extend("Request", "Sweep" + kind + "Request", elements);
 }
 
+std::string reply(const std::string& name, const Elements& elements) { return extend("Reply", name, elements); }
+
 std::string requests() {
-  const std::string jobId = c_jobId;
-  return request("Submit", jobId + c_titleAndPriority + c_sweep + c_vectors) +
-         request("Append", jobId + c_append + c_vectors) + request("Again", jobId + c_titleAndPriority + c_ofJob) +
-         request("Status", jobId) + request("Result", jobId + c_after) + request("Cancel", jobId) +
-         request("Log", jobId + c_after) + request("Output", jobId + c_after) + request("Remove", jobId) +
-         request("List", c_listed) + request("Ping", "") + request("Follow", jobId) +
-         request("Compute", jobId + c_compute);
+  return request("Submit", {c_jobId,
+                            c_title,
+                            c_priority,
+                            {"partSize", "dvrq:SweepCount", Occurs::Optionally},
+                            {"more", "xs:boolean", Occurs::Optionally},
+                            c_expression,
+                            c_vectors}) +
+         request("Append", {c_jobId, {"packageNumber", "dvrq:SweepCount"}, {"more", "xs:boolean"}, c_vectors}) +
+         request("Again", {c_jobId, c_title, c_priority, {"ofJob", "dvrq:DVJobId"}}) + request("Status", {c_jobId}) +
+         request("Result", {c_jobId, c_after}) + request("Cancel", {c_jobId}) + request("Log", {c_jobId, c_after}) +
+         request("Output", {c_jobId, c_after}) + request("Remove", {c_jobId}) +
+         request("List", {{"state", "dvrq:SweepState", Occurs::Optionally},
+                          c_owner,
+                          {"before", "xs:unsignedLong", Occurs::Optionally}}) +
+         request("Ping", {}) + request("Follow", {c_jobId}) +
+         // What the server asks of a job program; the packages of the sweep follow.
+         request("Compute", {c_jobId, {"skip", "xs:unsignedLong"}, {"count", "xs:unsignedLong"}, c_expression});
 }
 
+/// The types of which replies are made, and what all replies about a job hold.
+const Elements c_host{{"name", "xs:string"},
+                      {"ip", "xs:string"},
+                      {"requestServerPort", "xs:unsignedShort", Occurs::Optionally},
+                      {"publisherPort", "xs:unsignedShort", Occurs::Optionally}};
+
+const Elements c_realization{{"realizationId", "xs:unsignedInt"}, {"value", "xs:double"}};
+
+const Elements c_job{c_jobId,
+                     c_title,
+                     c_owner,
+                     {"state", "dvrq:SweepState"},
+                     {"progress", "dvrq:SweepProgress"},
+                     {"host", "dvrq:SweepHost", Occurs::Optionally},
+                     {"server", "dvrq:SweepHost", Occurs::Optionally},
+                     c_priority,
+                     {"realizations", "xs:unsignedLong", Occurs::Optionally},
+                     {"parts", "xs:unsignedInt", Occurs::Optionally},
+                     {"partsDone", "xs:unsignedInt", Occurs::Optionally},
+                     {"partsRunning", "xs:unsignedInt", Occurs::Optionally},
+                     {"submitted", "xs:long", Occurs::Optionally},
+                     {"started", "xs:long", Occurs::Optionally},
+                     {"ended", "xs:long", Occurs::Optionally},
+                     {"exception", "dvrq:DVException", Occurs::Optionally}};
+
+const Elements c_health{{"server", "dvrq:SweepHost"},
+                        {"version", "xs:string"},
+                        {"upSeconds", "xs:double"},
+                        {"engine", "xs:string"},
+                        {"engineError", "xs:string", Occurs::Optionally},
+                        {"storeError", "xs:string", Occurs::Optionally},
+                        {"queued", "xs:unsignedLong"},
+                        {"running", "xs:unsignedLong"},
+                        {"partsRunning", "xs:unsignedLong"},
+                        {"bytesFree", "xs:unsignedLong"}};
+
 std::string replies() {
-  const std::string jobId = c_jobId;
-  const auto reply = [](const char* name, const std::string& elements) { return extend("Reply", name, elements); };
-  return reply("SweepStatusReply", jobId + c_job) + reply("SweepReceivedReply", jobId + c_received) +
-         reply("SweepResultReply", jobId + c_realizations) + reply("SweepLogReply", jobId + c_messages) +
-         reply("SweepOutputReply", jobId + c_output) + reply("SweepListReply", c_list) +
-         reply("SweepRemovedReply", jobId) + reply("SweepPingReply", c_health) + reply("SweepRefusal", c_exception);
+  return type("SweepHost", toXml(c_host)) + type("SweepRealization", toXml(c_realization)) +
+         type("SweepJob", toXml(c_job)) + reply("SweepStatusReply", c_job) +
+         reply("SweepReceivedReply", {c_jobId, {"packages", "xs:unsignedInt"}, {"realizations", "xs:unsignedLong"}}) +
+         reply("SweepResultReply", {c_jobId,
+                                    {"first", "xs:unsignedLong", Occurs::Optionally},
+                                    {"total", "xs:unsignedLong", Occurs::Optionally},
+                                    {"realization", "dvrq:SweepRealization", Occurs::AnyNumber}}) +
+         reply("SweepLogReply", {c_jobId, c_next, {"logMessage", "dvrq:LogMessage", Occurs::AnyNumber}}) +
+         reply("SweepOutputReply",
+               {c_jobId, {"next", "xs:unsignedLong"}, {"more", "xs:boolean"}, {"text", "xs:string"}}) +
+         reply("SweepListReply", {c_next, {"job", "dvrq:SweepJob", Occurs::AnyNumber}}) +
+         reply("SweepRemovedReply", {c_jobId}) + reply("SweepPingReply", c_health) +
+         reply("SweepRefusal", {{"exception", "dvrq:DVException"}});
 }
 
 }  // namespace
 
-SweepSchema::SweepSchema() {
-  const std::string listedJob = std::string("<xs:complexType name=\"SweepJob\">\n  <xs:sequence>") + c_jobId + c_job +
-                                "\n  </xs:sequence>\n</xs:complexType>\n";
-  m_schema = c_valueTypes + listedJob + requests() + replies();
-}
-
-ParserSession::ParserSession() { Drelvan::RequestXmlHelper::getInstance().addSchema(SweepSchema()); }
-
-ParserSession::~ParserSession() { Drelvan::RequestXmlHelper::reset(true); }
+SweepSchema::SweepSchema() { m_schema = c_valueTypes + requests() + replies(); }
 
 }  // namespace ParameterSweep

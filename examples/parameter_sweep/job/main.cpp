@@ -3,6 +3,7 @@
 // The server or a cluster starts it, on this machine or elsewhere, with the spool, the part, the number of the try and
 // the job's id as arguments. All it needs and all it leaves is in the job's folder.
 
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/common/Version.h>
@@ -101,7 +102,7 @@ int run(const Options& options) {
   const PartFiles files(options.spool, jobId, findPart(options.part), options.attempt);
   FileJobLog log(files.log, jobId);
   const JobOfLog jobOfLog(jobId.toString());
-  const ParserSession parser;
+  const Drelvan::ParserSession parser{SweepSchema()};
   try {
     return compute(options, files, jobId, log);
   } catch (const std::exception& exception) {

@@ -1,5 +1,6 @@
 // sweep-server: takes sweeps, has them computed and keeps their results.
 
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/common/Version.h>
@@ -176,7 +177,7 @@ int serve(Options& options) {
   complete(options);
   handleSignals(!options.transport.keys.empty());
   allowManyDescriptors();
-  const ParserSession parser;
+  const Drelvan::ParserSession parser{SweepSchema()};
   ServerTransport transport(options.transport);
   const SpoolLock lock(options.jobs.spool);
   JobStore store(options.jobs.spool / "sweep.db");
