@@ -1,11 +1,10 @@
 #include <fuzz/parse/ParsedText.h>
+#include <tests/support/Documents.h>
 
-#include <boost/locale/encoding_utf.hpp>
 #include <set>
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/dom/DOMNode.hpp>
-#include <xercesc/util/XMLString.hpp>
 
 namespace Fuzz {
 
@@ -14,10 +13,7 @@ namespace {
 using xercesc_3_1::DOMAttr;
 using xercesc_3_1::DOMNode;
 
-std::string narrow(const XMLCh* text) {
-  return text == nullptr ? std::string("-")
-                         : boost::locale::conv::utf_to_utf<char>(text, text + xercesc_3_1::XMLString::stringLen(text));
-}
+std::string narrow(const XMLCh* text) { return text == nullptr ? std::string("-") : TestSupport::toUtf8(text); }
 
 std::string nameOf(const DOMNode& node) {
   return "{" + narrow(node.getNamespaceURI()) + "}" + narrow(node.getLocalName()) + "=" + narrow(node.getNodeName());

@@ -2,18 +2,14 @@
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <service/ExceptionHandling.h>
+#include <tests/support/Documents.h>
 
-#include <memory>
 #include <string>
-#include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 
 namespace Fuzz {
 
-struct DocumentReleaser {
-  void operator()(xercesc_3_1::DOMDocument* document) const { document->release(); }
-};
-using Document = std::unique_ptr<xercesc_3_1::DOMDocument, DocumentReleaser>;
+using TestSupport::Document;
 
 /// The document that `text` is, not validated; null when it is none.
 inline Document parsed(const std::string& text) {

@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 #include <xercesc/dom/DOMDocument.hpp>
-#include <xercesc/dom/DOMElement.hpp>
 
 #include "Checks.h"
 
@@ -42,9 +41,9 @@ class JobElementSchema : public Drelvan::AbstractRequestSchema {
 };
 
 void validPackageIsRead() {
-  RequestXmlHelper::getInstance()
-      .parse(requestPackage(std::string(16, 'a') + "-" + std::string(16, 'b') + "-" + std::string(16, 'c')))
-      ->release();
+  const std::string id = std::string(16, 'a') + "-" + std::string(16, 'b') + "-" + std::string(16, 'c');
+  require(Drelvan::PackageDocument::fromText(requestPackage(id)).getRequest().getAttribute<std::string>("id") == id,
+          "the id returns from a package");
 }
 
 void refusalIsTheSitesException() {
@@ -74,11 +73,10 @@ void jobIdHasTheSitesUniqueId() {
   const JobId id("Site");
   require(id.isValid() && id.toString() == "Site_0000000000#00000000000000aa-00000000000000bb-00000000000000cc",
           "the job id carries the site's unique id, not " + id.toString());
-  xercesc_3_1::DOMDocument* document =
-      RequestXmlHelper::getInstance().parse("<job xmlns='http://drelvan.example/schemas/DVRequests.xsd'><id>" +
-                                            id.getUniqueId() + "</id><name>" + id.getName() + "</name></job>");
-  const Drelvan::GenericJobId read(document->getDocumentElement());
-  document->release();
+  const auto document =
+      Drelvan::PackageDocument::fromText("<job xmlns='http://drelvan.example/schemas/DVRequests.xsd'><id>" +
+                                         id.getUniqueId() + "</id><name>" + id.getName() + "</name></job>");
+  const Drelvan::GenericJobId read(document.getDocument().getDocumentElement());
   require(read.toString() == id.toString(), "the job id returns from a package");
 }
 
