@@ -23,7 +23,7 @@ class SweepClientTest : public testing::Test {
   TemporaryFolder m_folder;
 };
 
-TEST_F(SweepClientTest, FaultInATableIsNamedWithLineAndColumn) {
+TEST_F(SweepClientTest, ErrorInATableIsNamedWithLineAndColumn) {
   const struct {
     const char* table;
     const char* message;
@@ -59,7 +59,7 @@ TEST_F(SweepClientTest, TablesOfEveryUsualFormAreRead) {
   }
 }
 
-TEST_F(SweepClientTest, FaultInAnExpressionIsNamedWithItsPosition) {
+TEST_F(SweepClientTest, ErrorInAnExpressionIsNamedWithItsPosition) {
   const struct {
     const char* expression;
     const char* start;
@@ -108,11 +108,19 @@ TEST_F(SweepClientTest, ServerIsGivenByHostAndPort) {
   }
 }
 
-TEST_F(SweepClientTest, TextThatIsNoJobIdIsAnUnknownJob) {
-  for (const char* job : {"x", "#", "Sweep_1#1", "a#0123456789abcdef-0123456789abcdef-0123456789abcdef",
-                          "Other_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef"}) {
-    EXPECT_EQ(client({"status", job}).exitCode, 5) << job;
+TEST_F(SweepClientTest, TextThatIsNoJobIdIsAMalformedId) {
+  for (const char* job : {"x", "#", "", "Sweep_1#1", "a#0123456789abcdef-0123456789abcdef-0123456789abcdef",
+                          "Sweep_9123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef"}) {
+    const Outcome outcome = client({"status", job});
+    EXPECT_EQ(outcome.exitCode, 5) << job;
+    EXPECT_EQ(outcome.errors, "sweep-client: malformed job id; give the id that submit printed\n") << job;
   }
+}
+
+TEST_F(SweepClientTest, IdOfAnotherServicesJobIsAnUnknownJob) {
+  const Outcome outcome = client({"status", "Other_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef"});
+  EXPECT_EQ(outcome.exitCode, 5);
+  EXPECT_EQ(outcome.errors, "sweep-client: not the id of a sweep job; give the id that submit printed\n");
 }
 
 TEST_F(SweepClientTest, WrongUseHasItsOwnExitCode) {
@@ -129,7 +137,7 @@ TEST_F(SweepClientTest, WrongUseHasItsOwnExitCode) {
   }
 }
 
-TEST_F(SweepClientTest, TroubleWithLocalFilesIsNamed) {
+TEST_F(SweepClientTest, ErrorWithLocalFilesIsNamed) {
   const Outcome missing = client({"submit", "--expression", "x", "--parameters", m_folder.file("missing.csv")});
   EXPECT_EQ(missing.exitCode, 14);
   EXPECT_EQ(missing.errors, "sweep-client: cannot read '" + m_folder.file("missing.csv") + "'\n");

@@ -3,6 +3,7 @@
 #include <tests/support/Program.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -81,7 +82,7 @@ TEST_F(SweepCommandsTest, SeveralJobsAreWaitedForAndEachFailureIsNamed) {
   const std::string bad = submit();
   const Outcome outcome = m_server.client({"--quiet", "wait", good, "nonsense", bad});
   EXPECT_EQ(outcome.exitCode, 5);
-  EXPECT_EQ(outcome.errors, "sweep-client: nonsense: not the id of a sweep job; give the id that submit printed\n");
+  EXPECT_EQ(outcome.errors, "sweep-client: nonsense: malformed job id; give the id that submit printed\n");
   const Outcome states = m_server.client({"status", good, "nonsense", bad});
   EXPECT_EQ(states.exitCode, 5);
   const auto lines = linesOf(states.output);
@@ -218,6 +219,32 @@ TEST_F(SweepCommandsTest, HealthIsOneLineAndAnExitCode) {
   EXPECT_GT(health["bytesFree"], 0);
 }
 
+/// The entries about the job in a log in JSON form.
+std::size_t countEntriesAbout(const std::string& job, const std::string& log) {
+  const auto lines = linesOf(log);
+  return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+    const json entry = json::parse(line, nullptr, false);
+    return entry.is_object() && entry.value("job", "") == job && entry.contains("level");
+  }));
+}
+
+TEST_F(SweepCommandsTest, LogEntriesOfAllProgramsNameTheirJob) {
+  ASSERT_EQ(setenv("DV_LOG_FORMAT", "json", 1), 0);
+  ASSERT_EQ(setenv("DV_LOG_LEVEL", "debug", 1), 0);
+  const Server server(m_folder.file("logged"));
+  const std::string job = submit({}, server);
+  const Outcome waited = server.client({"--quiet", "wait", job.substr(job.find('#') + 1)});
+  EXPECT_EQ(waited.exitCode, 0) << waited.errors;
+  EXPECT_GT(countEntriesAbout(job, waited.errors), 0U) << waited.errors;
+  EXPECT_GT(countEntriesAbout(job, server.client({"output", job}).output), 0U);
+  EXPECT_TRUE(SweepTest::eventually([&] { return countEntriesAbout(job, server.errors()) > 1; })) << server.errors();
+  const SweepTest::Outcome unknown =
+      server.client({"status", "Sweep_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef"});
+  EXPECT_GT(countEntriesAbout("Sweep_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef", unknown.errors),
+            0U)
+      << unknown.errors;
+}
+
 TEST_F(SweepCommandsTest, ServerIsReachedOverIpVersion6) {
   std::ifstream addresses("/proc/net/if_inet6");
   std::string first;
@@ -231,10 +258,26 @@ TEST_F(SweepCommandsTest, ServerIsReachedOverIpVersion6) {
   EXPECT_EQ(outcome.output, "realizationId,result\n1,1\n") << outcome.errors;
 }
 
+TEST_F(SweepCommandsTest, JobProgramSaysWhatIsWrongWithItsJob) {
+  const std::string uniqueId = "0123456789abcdef-0123456789abcdef-0123456789abcdef";
+  const auto message = [&](const SweepTest::Arguments& job) {
+    SweepTest::Arguments arguments{m_folder.file("spool"), "1", "1"};
+    arguments.insert(arguments.end(), job.begin(), job.end());
+    const Outcome outcome = SweepTest::run(SweepTest::jobProgram(), arguments);
+    EXPECT_EQ(outcome.exitCode, 1);
+    return outcome.errors;
+  };
+  const std::string malformed = "sweep-job: malformed job id; give the id that submit printed\n";
+  for (const std::string& job : {std::string("x"), "x#" + uniqueId, "Sweep_9123456789#" + uniqueId, std::string()}) {
+    EXPECT_EQ(message({"-jobId", job}), malformed) << job;
+  }
+  EXPECT_EQ(message({"-jobId"}), malformed);
+  EXPECT_EQ(message({"-jobId", "Other_0123456789#" + uniqueId}),
+            "sweep-job: not the id of a sweep job; give the id that submit printed\n");
+}
+
 TEST_F(SweepCommandsTest, ProgramsTellTheirVersions) {
-  const std::string client = SweepTest::clientProgram();
-  const std::string job = client.substr(0, client.rfind('/')) + "/sweep-job";
-  for (const std::string& program : {client, SweepTest::serverProgram(), job}) {
+  for (const std::string& program : {SweepTest::clientProgram(), SweepTest::serverProgram(), SweepTest::jobProgram()}) {
     const Outcome outcome = SweepTest::run(program, {"--version"});
     EXPECT_EQ(outcome.exitCode, 0) << program;
     EXPECT_EQ(outcome.output.rfind(program.substr(program.rfind('/') + 1) + " ", 0), 0U) << outcome.output;

@@ -21,10 +21,10 @@ struct Page {
 };
 
 std::vector<Page> pages() {
-  const std::string client = SweepTest::clientProgram();
-  return {{client, {"submit", "status", "wait", "result", "cancel", "remove", "log", "output", "list", "ping"}},
+  return {{SweepTest::clientProgram(),
+           {"submit", "status", "wait", "result", "cancel", "remove", "log", "output", "list", "ping"}},
           {SweepTest::serverProgram(), {"keygen"}},
-          {client.substr(0, client.rfind('/')) + "/sweep-job", {}}};
+          {SweepTest::jobProgram(), {}}};
 }
 
 std::set<std::string> longOptions(const std::string& text) {
@@ -41,7 +41,7 @@ void expectOptions(const Page& page, const SweepTest::Arguments& help) {
   }
 }
 
-TEST(SweepManualPages, TellOfEveryCommandAndOption) {
+TEST(SweepManualPages, NameEveryCommandAndOption) {
   for (const Page& page : pages()) {
     expectOptions(page, {"--help"});
     const std::string text = TemporaryFolder::read(page.file());
@@ -52,7 +52,7 @@ TEST(SweepManualPages, TellOfEveryCommandAndOption) {
   }
 }
 
-TEST(SweepManualPages, TellOfNoOptionThatIsGone) {
+TEST(SweepManualPages, NameOnlyOptionsThatExist) {
   for (const Page& page : pages()) {
     std::string help = SweepTest::run(page.program, {"--help"}).output;
     for (const std::string& command : page.commands) {
@@ -66,7 +66,7 @@ TEST(SweepManualPages, TellOfNoOptionThatIsGone) {
   }
 }
 
-TEST(SweepManualPages, AreFreeOfFormattingFaults) {
+TEST(SweepManualPages, HaveNoFormattingErrors) {
   for (const Page& page : pages()) {
     const Outcome outcome = SweepTest::run("groff", {"-t", "-man", "-ww", "-z", page.file()});
     if (outcome.exitCode == 127) {

@@ -52,6 +52,8 @@ std::string serverProgram() { return SWEEP_SERVER; }
 
 std::string clientProgram() { return SWEEP_CLIENT; }
 
+std::string jobProgram() { return SWEEP_JOB; }
+
 std::string slowLauncher(const std::string& seconds) { return "sh -c 'sleep " + seconds + "; exec \"$@\"' launcher"; }
 
 void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }

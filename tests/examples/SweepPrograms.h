@@ -69,6 +69,8 @@ class Server {
   int stop();
   void signal(int number) { m_program.signal(number); }
   bool isRunning() { return m_program.isRunning(); }
+  /// What it wrote to standard error so far.
+  std::string errors() const { return m_program.errors(); }
 
  private:
   TestSupport::Program m_program;
@@ -81,9 +83,12 @@ class Server {
 template <typename Condition>
 bool eventually(Condition condition);
 
-/// Names of the sweep-server and sweep-client programs.
+/// @{
+/// The files of the programs.
 std::string serverProgram();
 std::string clientProgram();
+std::string jobProgram();
+/// @}
 
 /// A launcher that waits before it starts the job.
 std::string slowLauncher(const std::string& seconds);

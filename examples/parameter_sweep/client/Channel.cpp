@@ -53,7 +53,7 @@ void Channel::open() {
 
 void Channel::close() {
   if (m_socket.handle() != nullptr) {
-    // First of all: an event that nobody can take any more would keep the socket from closing, for ever.
+    // First: an event that cannot be delivered any more would keep the socket from closing, for ever.
     zmq_socket_monitor(m_socket.handle(), nullptr, 0);
   }
   m_socket.close();
@@ -155,7 +155,7 @@ void Channel::onEvent(std::uint16_t event) {
       m_isConnected = true;
       break;
     case ZMQ_EVENT_HANDSHAKE_FAILED_AUTH:
-      // The messaging library gives such a connection up, and sending over it would wait for ever.
+      // ZeroMQ does not retry such a connection, and sending over it would block for ever.
       close();
       throw SweepFailure(FailureKind::AccessRefused, server + " refuses these keys; check --keys");
     case ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL:

@@ -5,6 +5,7 @@
 #include <examples/parameter_sweep/client/ShowProgress.h>
 #include <examples/parameter_sweep/client/Submission.h>
 #include <examples/parameter_sweep/common/SweepEvaluator.h>
+#include <service/Logging.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -19,6 +20,8 @@
 namespace ParameterSweep {
 
 namespace {
+
+Drelvan::Logging s_logger(__FILE__);
 
 /// Whether a failure of this kind says that the server has not taken a submission.
 bool isRefusal(FailureKind kind) {
@@ -44,11 +47,16 @@ auto adding(const std::string& hint, const Action& action) {
 }  // namespace
 
 int Client::run() {
-  const int code = runCommand();
-  if (!m_options.output.empty() && !m_answer.empty()) {
-    adding(m_hint, [this] { writeOutput(m_options.output, m_answer); });
+  try {
+    const int code = runCommand();
+    if (!m_options.output.empty() && !m_answer.empty()) {
+      adding(m_hint, [this] { writeOutput(m_options.output, m_answer); });
+    }
+    return code;
+  } catch (const std::exception& exception) {
+    s_logger.logERROR(exception.what(), __FILE__, __func__, __LINE__);
+    throw;
   }
-  return code;
 }
 
 int Client::runCommand() {
@@ -104,11 +112,12 @@ void Client::submit() {
     SweepEvaluator(request.sweep.expression, table->getVector(0)).evaluate(table->getVector(0));
   }
   m_connection.connect();  // nothing was sent yet: who fails here has no job
-  const std::string job = request.jobId.toString();
+  const std::string job = startJob(request.jobId).toString();
   const auto send = [&] {
     return table ? submitTable(m_connection, request, *table) : m_connection.ask<JobStatus>(request);
   };
   const JobStatus status = adding("; if it was accepted, the job is " + job, send);
+  s_logger.logINFO("submitted", __FILE__, __func__, __LINE__);
   table.reset();
   m_hint = "; the job is " + job;
   if (m_options.wait) {
@@ -237,7 +246,7 @@ int Client::forEachJob(const std::function<void(const SweepJobId&)>& action) {
   int code = 0;
   for (const std::string& job : m_options.jobs) {
     try {
-      action(SweepJobId::fromText(job));
+      action(startJob(SweepJobId::fromText(job)));
     } catch (const SweepFailure& failure) {
       // Who gets no answer about one job gets none about the others.
       const bool isOfThisJob =
@@ -245,11 +254,21 @@ int Client::forEachJob(const std::function<void(const SweepJobId&)>& action) {
       if (m_options.jobs.size() == 1 || !isOfThisJob) {
         throw;
       }
+      s_logger.logERROR(failure.what(), __FILE__, __func__, __LINE__);
       const int failed = report(job, failure);
       code = code == 0 ? failed : code;
     }
+    if (m_options.jobs.size() > 1) {
+      m_jobOfLog.reset();
+    }
   }
   return code;
+}
+
+SweepJobId Client::startJob(const SweepJobId& jobId) {
+  m_jobOfLog.reset();
+  m_jobOfLog.emplace(jobId.toString());
+  return jobId;
 }
 
 int Client::report(const std::string& job, const SweepFailure& failure) const {

@@ -3,8 +3,10 @@
 #include <examples/parameter_sweep/client/Options.h>
 #include <examples/parameter_sweep/client/Output.h>
 #include <examples/parameter_sweep/client/ServerConnection.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +39,8 @@ class Client {
   void follow(std::vector<JobStatus>& jobs);
   bool hasEndedOrPause(const SweepJobId& jobId);
   JobStatus askStatus(const SweepJobId& jobId) { return m_connection.ask<JobStatus>({RequestKind::Status, jobId}); }
-  SweepJobId theJob() const { return SweepJobId::fromText(m_options.jobs.front()); }
+  SweepJobId theJob() { return startJob(SweepJobId::fromText(m_options.jobs.front())); }
+  SweepJobId startJob(const SweepJobId& jobId);
 
   /// Adds to the answer. Standard output gets it at once, a file at the end and as a whole.
   void print(const std::string& text);
@@ -49,8 +52,9 @@ class Client {
 
   const Options& m_options;
   ServerConnection m_connection;
-  std::string m_answer;  ///< for a file
-  std::string m_hint;    ///< what a failure must tell of the submission, since nobody else knows the job's id
+  std::optional<JobOfLog> m_jobOfLog;  ///< the job that is being asked about
+  std::string m_answer;                ///< for a file
+  std::string m_hint;                  ///< added to failure messages: the job's id, which the user has not seen yet
 };
 
 }  // namespace ParameterSweep

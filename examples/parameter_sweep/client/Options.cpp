@@ -32,7 +32,7 @@ CLI::App* addCommand(CLI::App& app, Options& options, Command command, const cha
 
 CLI::App* addJobCommand(CLI::App& app, Options& options, Command command, const char* name, const char* description) {
   CLI::App* const subcommand = addCommand(app, options, command, name, description);
-  subcommand->add_option("job", options.jobs, "the id that submit printed, whole or from '#' on")
+  subcommand->add_option("job", options.jobs, "the id that submit printed, or the part after '#'")
       ->required()
       ->expected(1);
   return subcommand;
@@ -40,7 +40,7 @@ CLI::App* addJobCommand(CLI::App& app, Options& options, Command command, const 
 
 void addJobsCommand(CLI::App& app, Options& options, Command command, const char* name, const char* description) {
   CLI::App* const subcommand = addCommand(app, options, command, name, description);
-  subcommand->add_option("jobs", options.jobs, "ids that submit printed, whole or from '#' on")->required();
+  subcommand->add_option("jobs", options.jobs, "ids that submit printed, or the parts after '#'")->required();
 }
 
 void addSubmit(CLI::App& app, Options& options) {

@@ -24,7 +24,7 @@ using Json = nlohmann::ordered_json;
 
 void write(std::ostream& stream, const std::string& text) {
   if (!(stream << text << std::flush)) {
-    throw SweepFailure(FailureKind::LocalTrouble, "the answer cannot be written whole; check where it goes");
+    throw SweepFailure(FailureKind::LocalTrouble, "cannot write the whole answer; check the output");
   }
 }
 
@@ -69,7 +69,7 @@ Json toJson(const JobStatus& status) {
   addText(json, "owner", status.owner);
   json["state"] = toText(status.state);
   json["progress"] = status.progress;
-  json["host"] = status.host.getNameOrIp();
+  addText(json, "host", status.host.getNameOrIp());
   json["priority"] = status.priority;
   json["realizations"] = status.realizations;
   json["parts"] = status.parts;

@@ -36,7 +36,7 @@ std::string showProgress(const JobStatus& status);
 /// with an existing file unchanged.
 void writeOutput(const std::string& file, const std::string& text);
 
-/// An exception as the user is told of it. What the system refuses is trouble on this machine.
+/// The exception as a failure to report. An error of the system is `LocalTrouble`.
 SweepFailure toFailure(const std::exception& exception);
 
 /// The client's exit code for a failure; README.md lists them.

@@ -1,4 +1,6 @@
 #include <examples/parameter_sweep/client/RemoteJob.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
+#include <service/Logging.h>
 
 #include <algorithm>
 #include <chrono>
@@ -7,6 +9,8 @@
 namespace ParameterSweep {
 
 namespace {
+
+Drelvan::Logging s_logger(__FILE__);
 
 constexpr std::chrono::milliseconds c_silence{2000};
 
@@ -57,7 +61,7 @@ JobStatus RemoteJob::askStatus() {
 
 void RemoteJob::update(const JobStatus& status) {
   if (isEnd(m_status.state)) {
-    return;  // progress that was on its way
+    return;  // progress that arrives late
   }
   const JobStatus old = std::exchange(m_status, status);
   if (status.state != old.state) {
@@ -69,6 +73,7 @@ void RemoteJob::update(const JobStatus& status) {
 }
 
 void RemoteJob::emitState() {
+  s_logger.logINFO(aboutJob(m_status.jobId, toText(m_status.state)), __FILE__, __func__, __LINE__);
   m_stateChanged(m_status.state);
   switch (m_status.state) {
     case State::Running:

@@ -17,7 +17,7 @@ struct ServerAddress {
   std::string toText() const;
 };
 
-/// The endpoints of all addresses of a server, for the messaging library. Throws `SweepFailure` (`Unreachable`) when
+/// The endpoints of all addresses of a server, as ZeroMQ takes them. Throws `SweepFailure` (`Unreachable`) when
 /// the host's name is not known.
 std::vector<std::string> resolve(const ServerAddress& address);
 

@@ -1,5 +1,7 @@
 #include <examples/parameter_sweep/client/ServerConnection.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Packages.h>
+#include <service/Logging.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -11,9 +13,17 @@ namespace ParameterSweep {
 
 namespace {
 
+Drelvan::Logging s_logger(__FILE__);
+
 /// Less than the server keeps unread for a client.
 constexpr std::size_t c_mostUnanswered = 8;
 constexpr std::chrono::milliseconds c_patienceForProgress{1000};
+
+void logRequest(const Request& request) {
+  const bool hasJob = request.kind != RequestKind::List && request.kind != RequestKind::Ping;
+  const std::string text = std::string("request ") + toText(request.kind);
+  s_logger.logDEBUG(hasJob ? aboutJob(request.jobId, text) : text, __FILE__, __func__, __LINE__);
+}
 
 /// The requests that have no answer yet, in the order in which they were sent.
 class Unanswered {
@@ -45,7 +55,7 @@ class Unanswered {
   std::size_t size() const { return m_packages.size(); }
 
  private:
-  /// Sends everything again over a new connection, provided that the lost one has brought an answer.
+  /// Sends everything again over a new connection, if an answer has arrived over the lost one.
   std::string receivePackage(Channel::Clock::time_point deadline) {
     try {
       return m_channel.receive(deadline);
@@ -82,6 +92,7 @@ ReplyContent ServerConnection::exchange(const Requests& next) {
   ReplyContent last;
   while (request || unanswered.size() > 0) {
     for (; request && unanswered.size() < c_mostUnanswered; request = next()) {
+      logRequest(*request);
       unanswered.send(*request, deadline());
       lastId = request->id;
     }
@@ -97,7 +108,7 @@ ReplyContent ServerConnection::exchange(const Requests& next) {
 }
 
 void ServerConnection::follow(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
-  // A port that was not reached once may be out of reach for good, and each wait for it costs time.
+  // A port that could not be reached may never be; do not wait for it again.
   const auto patience = m_progress ? std::chrono::milliseconds(0) : c_patienceForProgress;
   try {
     if (!m_progress) {

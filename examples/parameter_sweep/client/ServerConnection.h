@@ -17,7 +17,7 @@ struct ConnectionSettings {
   std::optional<ClientKeys> keys = {};
 };
 
-/// A client's way to the server: requests and their answers, and the progress of jobs.
+/// A client's connection to a server: requests and their answers, and the progress of jobs.
 ///
 /// Threads: one.
 class ServerConnection {

@@ -4,6 +4,7 @@
 #include <examples/parameter_sweep/client/Client.h>
 #include <examples/parameter_sweep/client/Options.h>
 #include <examples/parameter_sweep/client/Output.h>
+#include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Keys.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <spdlog/spdlog.h>
@@ -31,7 +32,8 @@ int run(Options& options) {
 }
 
 int runProgram(int argc, char* argv[]) {
-  // The user asked for answers; the library's log entries are for those who ask for them.
+  installJobLogging(LogDelivery::AtOnce);
+  // Standard error is for failures and progress; log entries appear on request.
   if (std::getenv("DV_LOG_LEVEL") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread yet
     spdlog::set_level(spdlog::level::off);
   }

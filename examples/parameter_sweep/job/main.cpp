@@ -106,7 +106,7 @@ int run(const Options& options) {
   try {
     return compute(options, files, jobId, log);
   } catch (const std::exception& exception) {
-    // The machine's fault, not the sweep's: the server tries again.
+    // Not an error of the sweep: the server tries again.
     std::cerr << "sweep-job: " << exception.what() << "\n";
     return c_shortageExitCode;
   }
@@ -117,8 +117,7 @@ std::vector<std::string> readJob(int argc, char* argv[], SweepJobId& job) {
   std::vector<std::string> arguments(argv + 1, argv + argc);
   const auto tag = std::find(arguments.begin(), arguments.end(), Drelvan::GenericJobId::c_cmdTag);
   if (tag != arguments.end()) {
-    std::string ignored;
-    job = SweepJobId(Drelvan::GenericJobId::fromCmd(arguments, ignored));
+    job = SweepJobId::fromCmd(arguments);
     arguments.erase(tag, std::min(tag + 2, arguments.end()));
   }
   std::reverse(arguments.begin(), arguments.end());
@@ -133,13 +132,13 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("try", options.attempt, "number of the try")->required();
   app.add_option("--processor-time", options.processorSeconds, "seconds of processor time that the part may use");
   app.add_option("--memory", options.memoryMebibytes, "MiB of address space that the part may use");
-  app.footer("-jobId ID stands behind all of them.");
+  app.footer("The last arguments are -jobId ID.");
 }
 
 int runProgram(int argc, char* argv[]) {
   try {
     installJobLogging(LogDelivery::AtOnce);
-    // What is written here ends in the failure of a job; the normal course of the library does not belong there.
+    // What is written here becomes part of the message when a job fails, so entries of normal operation are left out.
     if (std::getenv("DV_LOG_LEVEL") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread
       spdlog::set_level(spdlog::level::warn);
     }
