@@ -9,8 +9,8 @@
 namespace ParameterSweep {
 
 enum class LogDelivery {
-  AtOnce,       ///< whoever logs waits for the output
-  InBackground  ///< nobody waits: when the output does not keep up, the oldest entries are dropped
+  AtOnce,       ///< the thread that logs waits for the output
+  InBackground  ///< no thread waits: when the output is too slow, the oldest entries are dropped
 };
 
 /// From now on entries are shortened to 2 KiB, and JSON entries name their job. Once, in `main`.

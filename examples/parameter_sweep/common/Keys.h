@@ -10,7 +10,7 @@
 /// | file                  | holds                                          | belongs to  |
 /// |-----------------------|------------------------------------------------|-------------|
 /// | DIR/server.key        | the server's public and secret key             | the server  |
-/// | DIR/clients/NAME.pub  | the public key of a client that is let in      | the server  |
+/// | DIR/clients/NAME.pub  | the public key of a client that is served      | the server  |
 /// | DIR/NAME.key          | the server's public key, the client's key pair | that client |
 namespace ParameterSweep {
 
@@ -21,7 +21,7 @@ struct KeyPair {
 
 struct ServerKeys {
   KeyPair own;
-  std::map<std::string, std::string> clients;  ///< the names of those who are let in, by their public keys
+  std::map<std::string, std::string> clients;  ///< the names of those who are served, by their public keys
 };
 
 struct ClientKeys {

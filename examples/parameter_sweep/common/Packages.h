@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-/// The packages, as the schema has them. Every reader validates what it reads, whoever wrote it; a failure is a
-/// `SweepFailure` that keeps the parser's exception. Threads: any, once the schema is registered.
+/// Writes and reads packages. Every package that is read is validated; a failure is a `SweepFailure`, whose nested
+/// exception says what the parser or the reader refused. Threads: any, within the `Drelvan::ParserSession`.
 namespace ParameterSweep {
 
 /// A `DV_RequestPackage` from this program.

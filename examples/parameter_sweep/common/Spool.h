@@ -47,7 +47,7 @@ std::string readStoredFile(const std::filesystem::path& file, std::uint64_t offs
 /// while the file is busy. An old file's permissions are kept. Who reads the file sees the old content or the new one,
 /// also after a kill or a loss of power. Throws `DvException` with nothing changed.
 void writeStoredFile(const std::filesystem::path& file, const std::string& content);
-/// The same without the flush: after a loss of power the file may be gone.
+/// The same without the flush: after a loss of power the file may be missing.
 void replaceFile(const std::filesystem::path& file, const std::string& content);
 /// Flushes a file that has been written to `sibling` and moves it into place.
 void moveIntoPlace(const std::filesystem::path& sibling, const std::filesystem::path& file);

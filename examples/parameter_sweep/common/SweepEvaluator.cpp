@@ -21,7 +21,8 @@ void define(mu::Parser& parser, const std::vector<Parameter>& parameters, std::v
     try {
       parser.DefineVar(name, &values[index]);
     } catch (const mu::ParserError&) {
-      throw SweepFailure(FailureKind::BadParameters, "the parameter name '" + name + "' cannot stand in an expression");
+      throw SweepFailure(FailureKind::BadParameters,
+                         "the parameter name '" + name + "' cannot be used in an expression");
     }
   }
 }

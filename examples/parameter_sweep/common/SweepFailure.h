@@ -31,14 +31,14 @@ enum class FailureKind {
   NotStored,              ///< the server could not store it; nothing has changed
   ProcessorTimeExceeded,  ///< a part used more processor time than the server allows
   MemoryExceeded,         ///< a part needed more memory than the server allows
-  Internal                ///< a fault of this service
+  Internal                ///< an error of this service
 };
 BOOST_DESCRIBE_ENUM(FailureKind, MalformedPackage, PackageTooLarge, UnknownRequest, UnknownJob, JobExists, JobEnded,
                     NotFinished, BadExpression, BadParameters, JobFailed, JobCrashed, JobTimedOut, JobCancelled,
                     LaunchFailed, Unreachable, AccessRefused, LocalTrouble, MissingPackage, TooMuch, NotStored,
                     ProcessorTimeExceeded, MemoryExceeded, Internal)
 
-/// A failure that can travel in a package: as an exception within a program, as `DVException` between programs.
+/// A failure that programs can send each other: an exception within a program, a `DVException` in a package.
 ///
 /// The place of the failure is that of the constructor's caller. Threads and copies: as for its base.
 class SweepFailure : public Drelvan::DvExceptionNested {
