@@ -286,6 +286,24 @@ TEST_F(JobTableTest, ResultThatCannotBeReadNowIsReadLater) {
   EXPECT_EQ(state(jobId), JobState::Finished);
 }
 
+TEST_F(JobTableTest, MessagesThatCannotBeReadNowAreReadBeforeTheJobIsFinished) {
+  const SweepJobId jobId = submit();
+  settle();
+  const StartedRun run = lastRun();
+  leaveResult(run);
+  const std::filesystem::path log = files(run).log;
+  std::filesystem::create_symlink(log, log);
+  m_engine->finish(run, {0, std::nullopt, ""});
+  settle();
+  EXPECT_FALSE(isEnd(state(jobId)));
+  std::filesystem::remove(log);
+  FileJobLog(log, jobId).write(LogMessage::Type::Info, "sweep-job", "done");
+  m_clock.pass(seconds(2));
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Finished);
+  EXPECT_EQ(countMessages(jobId, "done"), 1);
+}
+
 TEST_F(JobTableTest, DamagedResultIsComputedAgainAndNeverReported) {
   const SweepJobId jobId = submit();
   for (int attempt = 1; attempt <= 3; ++attempt) {

@@ -334,7 +334,8 @@ void JobTable::cancel(const SweepJobId& jobId, const StoreWriter::Done& done) {
     done(Stored::Refused);
     return;
   }
-  storeEnd(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), StoreWriter::Patience::Once, done);
+  storeEnd(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), {}, StoreWriter::Patience::Once,
+           done);
 }
 
 void JobTable::note(const ActiveJob& job, LogMessage::Type type, const std::string& text) {

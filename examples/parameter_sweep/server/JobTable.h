@@ -102,9 +102,9 @@ class JobTable {
   void finishPart(ActiveJob& job, ActivePart& part);
   void partStored(const PartKey& key, std::int64_t time);
   void tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& failure);
-  void fail(ActiveJob& job, const SweepFailure& failure);
-  void storeEnd(ActiveJob& job, const SweepFailure& failure, StoreWriter::Patience patience,
-                const StoreWriter::Done& done);
+  void fail(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages = {});
+  void storeEnd(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages,
+                StoreWriter::Patience patience, const StoreWriter::Done& done);
   void jobEnded(const Key& id, const JobStatus& status);
 
   void readProgress();
@@ -113,6 +113,7 @@ class JobTable {
   void note(const ActiveJob& job, LogMessage::Type type, const std::string& text);
   LogMessage makeMessage(LogMessage::Type type, const std::string& text) const;
   std::vector<LogMessage> readLog(const ActiveJob& job, ActivePart& part) const;
+  std::vector<LogMessage> tryReadLog(const ActiveJob& job, ActivePart& part) const;
   void removeFiles(const ActiveJob& job, const ActivePart& part) const;
   void endRuns(const ActiveJob& job);
   void forgetStrays();

@@ -135,9 +135,9 @@ bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
     if (part.results->step()) {
       return true;
     }
+    finishPart(job, part);
     m_readFault.succeeded();
     m_runFault.succeeded();
-    finishPart(job, part);
   } catch (const SweepFailure& failure) {
     part.results.reset();
     if (failure.getKind() == FailureKind::LocalTrouble) {
@@ -173,16 +173,18 @@ void JobTable::leftNothing(ActiveJob& job, ActivePart& part) {
   tryAgain(job, part, failure);
 }
 
+/// Throws `SweepFailure` (`LocalTrouble`), with nothing changed, while the log cannot be read.
 void JobTable::finishPart(ActiveJob& job, ActivePart& part) {
+  std::vector<LogMessage> messages = readLog(job, part);
   if (const auto& failure = part.results->getFailure()) {
     const SweepFailure copy = *failure;
     part.results.reset();
-    fail(job, copy);
+    fail(job, copy, std::move(messages));
     return;
   }
   readProgress(job, part);  // which may name the machine of a run that was short
   const SweepJobId& jobId = job.record.status.jobId;
-  FinishPart change{jobId, part.record.number, part.results->getResults(), readLog(job, part)};
+  FinishPart change{jobId, part.record.number, part.results->getResults(), std::move(messages)};
   change.host = job.record.status.host.getName();
   change.time = m_clocks.millisecondsSince1970();
   const bool isLast = job.record.status.partsDone + 1 == job.parts.size();
@@ -242,26 +244,26 @@ void JobTable::tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& fa
   }
 }
 
-void JobTable::fail(ActiveJob& job, const SweepFailure& failure) {
-  storeEnd(job, failure, StoreWriter::Patience::Forever, [](Stored) {});
+/// `messages` are those of its programs that have been read already.
+void JobTable::fail(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages) {
+  for (ActivePart& part : job.parts) {
+    if (part.phase == PartPhase::Running || part.phase == PartPhase::Collecting) {
+      const std::vector<LogMessage> more = tryReadLog(job, part);
+      messages.insert(messages.end(), more.begin(), more.end());
+    }
+  }
+  storeEnd(job, failure, std::move(messages), StoreWriter::Patience::Forever, [](Stored) {});
 }
 
 /// Stores that the job failed or was cancelled, and shows it then.
-void JobTable::storeEnd(ActiveJob& job, const SweepFailure& failure, StoreWriter::Patience patience,
-                        const StoreWriter::Done& done) {
+void JobTable::storeEnd(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages,
+                        StoreWriter::Patience patience, const StoreWriter::Done& done) {
   JobStatus status = makeStatus(job);
   status.state = failure.getKind() == FailureKind::JobCancelled ? JobState::Cancelled : JobState::Failed;
   status.failure = failure;
   status.ended = m_clocks.millisecondsSince1970();
   status.partsRunning = 0;
-  EndJob change{status.jobId, status.state, failure, {}, status.host.getName(), status.ended};
-  for (ActivePart& part : job.parts) {
-    const bool hasLog = part.phase == PartPhase::Running || part.phase == PartPhase::Collecting;
-    if (hasLog && patience == StoreWriter::Patience::Forever) {  // or they would be lost with a failure
-      const std::vector<LogMessage> messages = readLog(job, part);
-      change.messages.insert(change.messages.end(), messages.begin(), messages.end());
-    }
-  }
+  EndJob change{status.jobId, status.state, failure, std::move(messages), status.host.getName(), status.ended};
   change.messages.push_back(makeMessage(LogMessage::Type::Error, failure.getMessage()));
   change.messages.push_back(makeMessage(LogMessage::Type::Info, toText(status.state)));
   s_logger.logINFO(aboutJob(status.jobId, failure.getMessage()), __FILE__, __func__, __LINE__);
@@ -369,14 +371,19 @@ void JobTable::endOverdue() {
   }
 }
 
-/// What the job program has logged since the last look; whole lines only.
+/// What the job program has logged since the last look; whole lines only. Throws as `readStoredFile`.
 std::vector<LogMessage> JobTable::readLog(const ActiveJob& job, ActivePart& part) const {
+  const std::string text = readStoredFile(files(job, part).log, part.record.logOffset, c_longestLog);
+  const std::string lines = text.substr(0, text.rfind('\n') + 1);
+  std::vector<LogMessage> messages = readLogLines(lines);
+  part.record.logOffset += lines.size();
+  return messages;
+}
+
+/// The same where nobody waits for it; empty for what cannot be read now.
+std::vector<LogMessage> JobTable::tryReadLog(const ActiveJob& job, ActivePart& part) const {
   try {
-    const std::string text = readStoredFile(files(job, part).log, part.record.logOffset, c_longestLog);
-    const std::string lines = text.substr(0, text.rfind('\n') + 1);
-    std::vector<LogMessage> messages = readLogLines(lines);
-    part.record.logOffset += lines.size();
-    return messages;
+    return readLog(job, part);
   } catch (const std::exception& exception) {
     s_logger.logWARN(aboutJob(job.record.status.jobId, std::string("the log of the job program: ") + exception.what()),
                      __FILE__, __func__, __LINE__);
@@ -393,7 +400,7 @@ void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& 
       const std::uint64_t before = part.record.logOffset;
       std::vector<LogMessage> messages;
       if (part.phase == PartPhase::Running) {
-        messages = readLog(*job, part);
+        messages = tryReadLog(*job, part);
       }
       if (messages.empty()) {
         continue;
