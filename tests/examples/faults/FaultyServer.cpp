@@ -32,7 +32,8 @@ FaultyServer::FaultyServer(const TestSupport::Command& command) : m_program(comm
   while (m_program.isRunning() && Clock::now() < deadline) {
     const std::string port = requestPort(m_program.output());
     if (!port.empty()) {
-      m_client = std::make_unique<RawClient>("127.0.0.1:" + port);
+      m_address = "127.0.0.1:" + port;
+      m_client = std::make_unique<RawClient>(m_address);
       return;
     }
     std::this_thread::sleep_for(c_pause);

@@ -19,6 +19,10 @@ class FaultyServer {
 
   pid_t id() const { return m_program.id(); }
   bool isReady() const { return m_client != nullptr; }
+  /// HOST:PORT of the requests, once it is ready.
+  const std::string& address() const { return m_address; }
+  /// What it logged so far.
+  std::string log() const { return m_program.errors(); }
   bool isRunning() { return m_program.isRunning(); }
   /// The answer; empty when the server ends first, or does not answer in time while it runs (see `isDeaf`).
   std::optional<ParameterSweep::ReplyContent> ask(const ParameterSweep::Request& request);
@@ -36,6 +40,7 @@ class FaultyServer {
   bool waitForEnd(std::chrono::seconds patience);
 
   TestSupport::Program m_program;
+  std::string m_address;
   std::unique_ptr<RawClient> m_client;
   bool m_isDeaf = false;
 };
