@@ -103,7 +103,7 @@ const std::string c_start =
     "xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">\n";
 const std::string c_end = "</xs:schema>";
 
-class RequestXmlHelperSetUp : public HelperTest {
+class RequestXmlHelperSetUpContractTest : public HelperTest {
  protected:
   void SetUp() override {
     HelperTest::SetUp();
@@ -118,18 +118,18 @@ class RequestXmlHelperSetUp : public HelperTest {
   static std::string base() { return BaseRequestHandlingSchema().getSchemaNoHeader(); }
 };
 
-TEST_F(RequestXmlHelperSetUp, NothingIsLoadedBeforeTheFirstParse) {
+TEST_F(RequestXmlHelperSetUpContractTest, NothingIsLoadedBeforeTheFirstParse) {
   helper().addSchema(Fragment("<!-- added -->"));
   EXPECT_THAT(s_loadings, SizeIs(0));
 }
 
-TEST_F(RequestXmlHelperSetUp, BaseFragmentAloneIsOneDocument) {
+TEST_F(RequestXmlHelperSetUpContractTest, BaseFragmentAloneIsOneDocument) {
   parseValid();
   ASSERT_THAT(s_loadings, SizeIs(1));
   EXPECT_EQ(s_loadings.front().text, c_start + base() + c_end);
 }
 
-TEST_F(RequestXmlHelperSetUp, FragmentsAreConcatenatedWithoutSeparator) {
+TEST_F(RequestXmlHelperSetUpContractTest, FragmentsAreConcatenatedWithoutSeparator) {
   const std::string first = "<xs:element name=\"First\" type=\"xs:string\"/>";
   const std::string second = "<!-- no component -->";
   helper().addSchema(Fragment(first));
@@ -140,14 +140,14 @@ TEST_F(RequestXmlHelperSetUp, FragmentsAreConcatenatedWithoutSeparator) {
   EXPECT_EQ(s_loadings.front().text, c_start + base() + first + second + c_end);
 }
 
-TEST_F(RequestXmlHelperSetUp, FragmentAddedTooLateIsNotLoaded) {
+TEST_F(RequestXmlHelperSetUpContractTest, FragmentAddedTooLateIsNotLoaded) {
   parseValid();
   helper().addSchema(Fragment("<!-- late -->"));
   parseValid();
   EXPECT_THAT(s_loadings, SizeIs(1));
 }
 
-TEST_F(RequestXmlHelperSetUp, GrammarIsLoadedOncePerInstance) {
+TEST_F(RequestXmlHelperSetUpContractTest, GrammarIsLoadedOncePerInstance) {
   parseValid();
   parseValid();
   EXPECT_THROW(helper().parse(TestSupport::brokenDocument()), Drelvan::DvExceptionNested);
@@ -160,7 +160,7 @@ TEST_F(RequestXmlHelperSetUp, GrammarIsLoadedOncePerInstance) {
   EXPECT_EQ(s_loadings.back().text, c_start + base() + "<!-- of the second life -->" + c_end);
 }
 
-TEST_F(RequestXmlHelperSetUp, GrammarIsAnXmlSchemaFromMemoryToBeCached) {
+TEST_F(RequestXmlHelperSetUpContractTest, GrammarIsAnXmlSchemaFromMemoryToBeCached) {
   parseValid();
   ASSERT_THAT(s_loadings, SizeIs(1));
   EXPECT_EQ(s_loadings.front().systemId, "");
@@ -168,7 +168,7 @@ TEST_F(RequestXmlHelperSetUp, GrammarIsAnXmlSchemaFromMemoryToBeCached) {
   EXPECT_TRUE(s_loadings.front().toCache);
 }
 
-TEST_F(RequestXmlHelperSetUp, ParserIsConfiguredBeforeTheGrammarIsLoaded) {
+TEST_F(RequestXmlHelperSetUpContractTest, ParserIsConfiguredBeforeTheGrammarIsLoaded) {
   parseValid();
   ASSERT_THAT(s_loadings, SizeIs(1));
   const Loading& loading = s_loadings.front();
@@ -181,7 +181,7 @@ TEST_F(RequestXmlHelperSetUp, ParserIsConfiguredBeforeTheGrammarIsLoaded) {
   EXPECT_FALSE(loading.hasErrorHandler) << "problems of the grammar are not heard";
 }
 
-TEST_F(RequestXmlHelperSetUp, GrammarIsLoadedBetweenTheEntriesOfTheSetUp) {
+TEST_F(RequestXmlHelperSetUpContractTest, GrammarIsLoadedBetweenTheEntriesOfTheSetUp) {
   helper();
   TestSupport::RecordingLog::clear();
   bool initialized = true;
@@ -223,7 +223,7 @@ void expectPassesThrough(const std::function<void()>& throwIt) {
   EXPECT_EQ(TestSupport::rootName(document), "Kept");
 }
 
-TEST_F(RequestXmlHelperSetUp, ExceptionsOfLoadingPassThroughAndTheNextParseTriesAgain) {
+TEST_F(RequestXmlHelperSetUpContractTest, ExceptionsOfLoadingPassThroughAndTheNextParseTriesAgain) {
   expectPassesThrough<xercesc_3_1::XMLException>([] {
     throw xercesc_3_1::IOException(__FILE__, __LINE__, xercesc_3_1::XMLExcepts::File_CouldNotReadFromFile,
                                    xercesc_3_1::XMLPlatformUtils::fgMemoryManager);
@@ -237,7 +237,7 @@ TEST_F(RequestXmlHelperSetUp, ExceptionsOfLoadingPassThroughAndTheNextParseTries
   expectPassesThrough<int>([] { throw 42; });
 }
 
-TEST_F(RequestXmlHelperSetUp, FailureBeforeTheLoadingIsTriedAgainToo) {
+TEST_F(RequestXmlHelperSetUpContractTest, FailureBeforeTheLoadingIsTriedAgainToo) {
   helper().addSchema(Fragment("<xs:element name=\"Kept\" type=\"xs:string\"/>"));
   throwAtEntry("Initializing parser...", std::runtime_error("log full"));
   EXPECT_THROW(helper().parse(TestSupport::requestPackage().text()), std::runtime_error);

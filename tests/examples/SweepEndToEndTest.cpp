@@ -13,7 +13,7 @@ using TestSupport::TemporaryFolder;
 
 constexpr const char* c_expression = "amplitude*exp(-damping*time)*cos(frequency*time)";
 
-class SweepRoadTest : public testing::Test {
+class SweepEndToEndTest : public testing::Test {
  protected:
   std::string table(const std::string& text) const { return m_folder.write("table.csv", text); }
 
@@ -44,7 +44,7 @@ std::size_t count(const std::string& text, const std::string& part) {
   return found;
 }
 
-TEST_F(SweepRoadTest, SubmissionThatWaitsPrintsTheValueOfEveryRealization) {
+TEST_F(SweepEndToEndTest, SubmissionThatWaitsPrintsTheValueOfEveryRealization) {
   const Outcome outcome =
       m_server.client({"submit", "--expression", c_expression, "--parameters", SWEEP_MODEL, "--wait"});
   ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
@@ -59,7 +59,7 @@ TEST_F(SweepRoadTest, SubmissionThatWaitsPrintsTheValueOfEveryRealization) {
   }
 }
 
-TEST_F(SweepRoadTest, ProgressIsPlainLinesWhereThereIsNoTerminalAndNothingWhenQuiet) {
+TEST_F(SweepEndToEndTest, ProgressIsPlainLinesWhereThereIsNoTerminalAndNothingWhenQuiet) {
   const Outcome shown = m_server.client({"submit", "--expression", "x", "--parameters", table("x\n1\n"), "--wait"});
   EXPECT_EQ(count(shown.errors, "Finished 100 %\n"), 1U) << shown.errors;
   EXPECT_EQ(shown.errors.find('\r'), std::string::npos);
@@ -69,7 +69,7 @@ TEST_F(SweepRoadTest, ProgressIsPlainLinesWhereThereIsNoTerminalAndNothingWhenQu
   EXPECT_EQ(quiet.output, "realizationId,result\n1,1\n");
 }
 
-TEST_F(SweepRoadTest, ProgressIsABarOnATerminal) {
+TEST_F(SweepEndToEndTest, ProgressIsABarOnATerminal) {
   const Outcome outcome = SweepTest::runOnTerminal(SweepTest::clientProgram() + " --server " + m_server.address() +
                                                    " submit --wait --expression x --parameters " + table("x\n1\n") +
                                                    " --output " + m_folder.file("out.csv"));
@@ -80,13 +80,13 @@ TEST_F(SweepRoadTest, ProgressIsABarOnATerminal) {
       << outcome.output;
 }
 
-TEST_F(SweepRoadTest, MachineOfTheJobIsNamed) {
+TEST_F(SweepEndToEndTest, MachineOfTheJobIsNamed) {
   const std::string job = m_server.submit("x", table("x\n1\n"));
   m_server.client({"wait", job});
   EXPECT_NE(nlohmann::json::parse(m_server.client({"--json", "status", job}).output).value("host", ""), "");
 }
 
-TEST_F(SweepRoadTest, ProgressThatTheJobStoresReachesThoseWhoWait) {
+TEST_F(SweepEndToEndTest, ProgressThatTheJobStoresReachesThoseWhoWait) {
   const std::string spool = m_folder.file("slow");
   const Server server(spool, {"--launch-with", "sh -c 'while [ ! -e " + m_folder.file("go") +
                                                    " ]; do sleep 0.02; done; exec \"$@\"' launcher"});
@@ -98,7 +98,7 @@ TEST_F(SweepRoadTest, ProgressThatTheJobStoresReachesThoseWhoWait) {
   EXPECT_EQ(waiting.wait().exitCode, 0);
 }
 
-TEST_F(SweepRoadTest, JobIsFollowedAskedForAndFetchedByItsId) {
+TEST_F(SweepEndToEndTest, JobIsFollowedAskedForAndFetchedByItsId) {
   const std::string job = m_server.submit("2*x", table("realizationId,x\n7,1\n9,4\n"));
   EXPECT_EQ(m_server.client({"wait", job}).exitCode, 0);
   EXPECT_EQ(m_server.client({"result", job}).output, "realizationId,result\n7,2\n9,8\n");
@@ -108,7 +108,7 @@ TEST_F(SweepRoadTest, JobIsFollowedAskedForAndFetchedByItsId) {
   EXPECT_EQ(status.output.rfind(job + " Finished 100 %", 0), 0U) << status.output;
 }
 
-TEST_F(SweepRoadTest, LogOfServerAndJobReachesTheClient) {
+TEST_F(SweepEndToEndTest, LogOfServerAndJobReachesTheClient) {
   const std::string job = m_server.submit("2*x", table("x\n1\n"));
   m_server.client({"wait", job});
   const std::string log = m_server.client({"log", job}).output;
@@ -117,7 +117,7 @@ TEST_F(SweepRoadTest, LogOfServerAndJobReachesTheClient) {
   EXPECT_NE(log.find("Info sweep-server: Finished"), std::string::npos) << log;
 }
 
-TEST_F(SweepRoadTest, AnswersAreJsonWhereAskedFor) {
+TEST_F(SweepEndToEndTest, AnswersAreJsonWhereAskedFor) {
   const auto parameters = table("x\n1\n0\n");
   const Outcome submitted = m_server.client({"--json", "submit", "--expression", "1/x", "--parameters", parameters});
   const std::string job = nlohmann::json::parse(submitted.output)["job"];
@@ -129,7 +129,7 @@ TEST_F(SweepRoadTest, AnswersAreJsonWhereAskedFor) {
   EXPECT_GE(nlohmann::json::parse(m_server.client({"--json", "log", job}).output)["messages"].size(), 4U);
 }
 
-TEST_F(SweepRoadTest, ResultGoesToAFileAndIntoADrawing) {
+TEST_F(SweepEndToEndTest, ResultGoesToAFileAndIntoADrawing) {
   const std::string job = m_server.submit(c_expression, SWEEP_MODEL);
   m_server.client({"wait", job});
   const std::string csv = m_folder.write("out.csv", "old");
@@ -141,16 +141,16 @@ TEST_F(SweepRoadTest, ResultGoesToAFileAndIntoADrawing) {
   EXPECT_NE(TemporaryFolder::read(svg).find("</svg>"), std::string::npos);
 }
 
-TEST_F(SweepRoadTest, ValuesThatAreNotFiniteAreWrittenAsTheSchemaDoes) {
+TEST_F(SweepEndToEndTest, ValuesThatAreNotFiniteAreWrittenAsTheSchemaDoes) {
   const Outcome outcome = m_server.client(
       {"--quiet", "submit", "--expression", "x/y", "--parameters", table("x,y\n1,0\n-1,0\n0,0\n"), "--wait"});
   ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
   EXPECT_EQ(outcome.output, "realizationId,result\n1,INF\n2,-INF\n3,NaN\n");
 }
 
-TEST_F(SweepRoadTest, ServerEndsInOrderAndLeavesNoProcess) { EXPECT_EQ(m_server.stop(), 0); }
+TEST_F(SweepEndToEndTest, ServerEndsInOrderAndLeavesNoProcess) { EXPECT_EQ(m_server.stop(), 0); }
 
-TEST_F(SweepRoadTest, SecondServerOnTheSameSpoolIsRefused) {
+TEST_F(SweepEndToEndTest, SecondServerOnTheSameSpoolIsRefused) {
   const Outcome second = SweepTest::run(
       SweepTest::serverProgram(), {"--request-port", "0", "--publisher-port", "0", "--spool", m_folder.file("spool")});
   EXPECT_EQ(second.exitCode, 1);

@@ -113,7 +113,7 @@ std::vector<Entry> creationOf(const RequestXmlHelper& instance) {
 const Entry c_instanceReset = {"INFO", Signature::c_reset, "RequestXmlHelper instance reset."};
 const Entry c_platformTerminated = {"INFO", Signature::c_reset, "Xerces-c terminated."};
 
-class RequestXmlHelperPlatform : public HelperTest {
+class RequestXmlHelperPlatformContractTest : public HelperTest {
  protected:
   void SetUp() override {
     HelperTest::SetUp();
@@ -125,7 +125,7 @@ class RequestXmlHelperPlatform : public HelperTest {
   }
 };
 
-TEST_F(RequestXmlHelperPlatform, CreationStartsThePlatformOnceUnderTheStartUpMutex) {
+TEST_F(RequestXmlHelperPlatformContractTest, CreationStartsThePlatformOnceUnderTheStartUpMutex) {
   bool wasFree = true;
   s_replacement.beforeInitialize = [&] { wasFree = platformMutexIsFree(); };
   RequestXmlHelper::getInstance();
@@ -137,7 +137,7 @@ TEST_F(RequestXmlHelperPlatform, CreationStartsThePlatformOnceUnderTheStartUpMut
   EXPECT_EQ(s_replacement.terminations, 0);
 }
 
-TEST_F(RequestXmlHelperPlatform, PlatformIsStartedBeforeTheInstanceIsMade) {
+TEST_F(RequestXmlHelperPlatformContractTest, PlatformIsStartedBeforeTheInstanceIsMade) {
   TestSupport::RecordingLog::onEntry([](const auto&) {
     EXPECT_EQ(s_replacement.initializations, 1);
     EXPECT_TRUE(platformMutexIsFree()) << "held for the start alone";
@@ -145,7 +145,7 @@ TEST_F(RequestXmlHelperPlatform, PlatformIsStartedBeforeTheInstanceIsMade) {
   RequestXmlHelper::getInstance();
 }
 
-TEST_F(RequestXmlHelperPlatform, FailedStartIsLoggedAndTheInstanceMadeAnyway) {
+TEST_F(RequestXmlHelperPlatformContractTest, FailedStartIsLoggedAndTheInstanceMadeAnyway) {
   std::string message;
   s_replacement.afterInitialize = [&] {
     const auto failure = platformFailure();
@@ -163,7 +163,7 @@ TEST_F(RequestXmlHelperPlatform, FailedStartIsLoggedAndTheInstanceMadeAnyway) {
   EXPECT_EQ(s_replacement.initializations, 1) << "not tried again";
 }
 
-TEST_F(RequestXmlHelperPlatform, OtherExceptionsOfTheStartPassThrough) {
+TEST_F(RequestXmlHelperPlatformContractTest, OtherExceptionsOfTheStartPassThrough) {
   s_replacement.beforeInitialize = [] { throw std::runtime_error("no memory"); };
   EXPECT_THROW(RequestXmlHelper::getInstance(), std::runtime_error);
   EXPECT_THAT(takeEntries(), IsEmpty());
@@ -179,7 +179,7 @@ TEST_F(RequestXmlHelperPlatform, OtherExceptionsOfTheStartPassThrough) {
   parseValid();
 }
 
-TEST_F(RequestXmlHelperPlatform, CallsDuringTheCreationGetTheSameInstance) {
+TEST_F(RequestXmlHelperPlatformContractTest, CallsDuringTheCreationGetTheSameInstance) {
   std::thread other;
   const RequestXmlHelper* fromOther = nullptr;
   s_replacement.beforeInitialize = [&] { other = std::thread([&] { fromOther = &RequestXmlHelper::getInstance(); }); };
@@ -190,7 +190,7 @@ TEST_F(RequestXmlHelperPlatform, CallsDuringTheCreationGetTheSameInstance) {
   EXPECT_EQ(s_replacement.initializations, 1);
 }
 
-TEST_F(RequestXmlHelperPlatform, TerminationIsDoneAndLoggedUnderTheStartUpMutex) {
+TEST_F(RequestXmlHelperPlatformContractTest, TerminationIsDoneAndLoggedUnderTheStartUpMutex) {
   RequestXmlHelper::getInstance();
   TestSupport::RecordingLog::clear();
   bool freeAtTermination = true;
@@ -209,7 +209,7 @@ TEST_F(RequestXmlHelperPlatform, TerminationIsDoneAndLoggedUnderTheStartUpMutex)
   EXPECT_EQ(s_replacement.terminations, 1);
 }
 
-TEST_F(RequestXmlHelperPlatform, PlatformEndsOnlyWhenItIsAskedForAndAnInstanceExists) {
+TEST_F(RequestXmlHelperPlatformContractTest, PlatformEndsOnlyWhenItIsAskedForAndAnInstanceExists) {
   RequestXmlHelper::reset(true);
   EXPECT_EQ(s_replacement.terminations, 0);
   RequestXmlHelper::getInstance();
@@ -220,7 +220,7 @@ TEST_F(RequestXmlHelperPlatform, PlatformEndsOnlyWhenItIsAskedForAndAnInstanceEx
   XMLPlatformUtils::Terminate();
 }
 
-TEST_F(RequestXmlHelperPlatform, FailedTerminationIsLogged) {
+TEST_F(RequestXmlHelperPlatformContractTest, FailedTerminationIsLogged) {
   parseValid();
   TestSupport::RecordingLog::clear();
   std::string message;
@@ -242,7 +242,7 @@ TEST_F(RequestXmlHelperPlatform, FailedTerminationIsLogged) {
   XMLPlatformUtils::Terminate();
 }
 
-TEST_F(RequestXmlHelperPlatform, OtherExceptionsOfTheTerminationPassThrough) {
+TEST_F(RequestXmlHelperPlatformContractTest, OtherExceptionsOfTheTerminationPassThrough) {
   RequestXmlHelper::getInstance();
   s_replacement.beforeTerminate = [] { throw std::runtime_error("no memory"); };
   EXPECT_THROW(RequestXmlHelper::reset(true), std::runtime_error);
@@ -254,7 +254,7 @@ TEST_F(RequestXmlHelperPlatform, OtherExceptionsOfTheTerminationPassThrough) {
   XMLPlatformUtils::Terminate();
 }
 
-TEST_F(RequestXmlHelperPlatform, TerminationIsDoneUnderTheLockOfTheInstance) {
+TEST_F(RequestXmlHelperPlatformContractTest, TerminationIsDoneUnderTheLockOfTheInstance) {
   RequestXmlHelper::getInstance();
   std::future<void> other;
   std::future_status duringTermination = std::future_status::ready;

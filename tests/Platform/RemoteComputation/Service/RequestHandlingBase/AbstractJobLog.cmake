@@ -1,2 +1,0 @@
-requesthandling_test(abstract_job_log_test
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/AbstractJobLogTest.cpp)

@@ -1,6 +1,0 @@
-requesthandling_test(AbstractRequestSchemaTest
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchemaTest.cpp)
-
-requesthandling_test(AbstractRequestSchemaGrammarTest
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchemaGrammarTest.cpp
-  LIBRARIES test_recording_logging GTest::gmock)

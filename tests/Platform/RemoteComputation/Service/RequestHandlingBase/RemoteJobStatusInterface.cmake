@@ -1,2 +1,0 @@
-requesthandling_test(remote_job_status_interface_test
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/RemoteJobStatusInterfaceTest.cpp)

@@ -1,8 +1,0 @@
-requesthandling_test(waiting_file_utilities_test
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilitiesTest.cpp
-  LIBRARIES test_recording_logging test_scripted_files
-  LABELS concurrent)
-
-requesthandling_test(waiting_file_utilities_real_files_test
-  ${CMAKE_CURRENT_SOURCE_DIR}/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilitiesRealFilesTest.cpp
-  LIBRARIES test_recording_logging)
