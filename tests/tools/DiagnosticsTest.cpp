@@ -164,6 +164,38 @@ TEST(Diagnostics, FindWhatIsNotWellFormedBehindADocumentTypeDeclaration) {
   EXPECT_EQ(dvrequest({"check", "--no-validate", "-"}, "<!DOCTYPE a [<!ENTITY e '<b>'>]><a>&e;</a>").exitCode, 3);
 }
 
+/// The line of the fatal error of a document with 25 wrong ids, one a line, and `more` behind them.
+json fatalErrorBehindOthers(const std::string& more) {
+  std::string document = c_open;
+  document.replace(document.find("DV_Request"), 10, "DV_RequestScript");
+  for (int number = 0; number < 25; ++number) {
+    document += "<request id='x'/>\n";
+  }
+  return fatalError(check(document + more + "</DV_RequestScript>"));
+}
+
+TEST(Diagnostics, PlaceWhatTheLibraryRefusesBehindManyErrors) {
+  std::string errors;
+  std::string levels = "\n";
+  std::string attributes = "<request id='" + std::string(48, '0') + "'";
+  for (int number = 0; number < 1200; ++number) {
+    errors += "<request id='x'/>\n";
+    levels += "<a>\n";
+    attributes += number < 160 ? " xmlns:a" + std::to_string(number) + "='urn:x'" : "";
+  }
+  const json ofErrors = fatalErrorBehindOthers(errors);
+  EXPECT_EQ(ofErrors.at("message"), "The document exceeds the limit of 1000 reported problems.");
+  EXPECT_EQ(ofErrors.at("line"), 1002);
+  const json ofDepth = fatalErrorBehindOthers(levels);
+  EXPECT_EQ(ofDepth.at("message"), "The document exceeds the limit of 1000 levels of elements.");
+  EXPECT_EQ(ofDepth.at("line"), 1027);
+  const json ofNamespaces = fatalErrorBehindOthers(attributes + "/>");
+  EXPECT_EQ(ofNamespaces.at("message"), "The document exceeds the limit of 150 namespaces named by an element.");
+  EXPECT_EQ(ofNamespaces.at("line"), 26);
+  EXPECT_EQ(ofNamespaces.at("hint"), "this is the place of the error before; what is refused comes behind it");
+  EXPECT_TRUE(ofNamespaces.at("loggedLine").is_null());
+}
+
 TEST(Diagnostics, TellWhatTheLibraryRefusesFromInvalidDocuments) {
   EXPECT_EQ(check("<!DOCTYPE a SYSTEM 'a.dtd'><a/>", {"--no-validate"}).at("verdict"), "refused");
   EXPECT_EQ(check("<!DOCTYPE a><a/>").at("verdict"), "refused");

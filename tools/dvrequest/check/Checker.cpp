@@ -17,6 +17,13 @@ namespace DvRequest {
 
 namespace {
 
+Problem toProblem(const Drelvan::PackageErrors::Report& report) {
+  constexpr std::array<const char*, 3> severities{"warning", "error", "fatal error"};
+  return {severities.at(static_cast<std::size_t>(report.severity)),
+          {static_cast<long>(report.line), static_cast<long>(report.column)},
+          report.message};
+}
+
 /// What the failure of a parse says of its document; nothing when an exception ended the parse, whose text goes to
 /// `reason`.
 std::optional<Refusal> refusalOf(const Drelvan::DvExceptionNested& failure, std::string& reason) {
@@ -27,14 +34,15 @@ std::optional<Refusal> refusalOf(const Drelvan::DvExceptionNested& failure, std:
   try {
     std::rethrow_exception(failure.getNested());
   } catch (const Drelvan::PackageErrors& errors) {
-    const auto& reports = errors.getReports();
-    if (errors.getCount() > reports.size()) {
-      return Refusal{errors.getCount(), {"error", {}, failure.what()}};
+    Refusal refusal{errors.getCount(), {}, {}};
+    for (const Drelvan::PackageErrors::Report& report : errors.getReports()) {
+      refusal.reports.push_back(toProblem(report));
     }
-    const auto& last = reports.back();
-    constexpr std::array<const char*, 3> severities{"warning", "error", "fatal error"};
-    const Place place{static_cast<long>(last.line), static_cast<long>(last.column)};
-    return Refusal{reports.size(), {severities.at(static_cast<std::size_t>(last.severity)), place, last.message}};
+    const std::string message = failure.what();
+    refusal.last = errors.getCount() == refusal.reports.size()
+                       ? refusal.reports.back()
+                       : Problem{"fatal error", {}, message.substr(message.find(": ") + 2)};
+    return refusal;
   } catch (const std::exception& exception) {
     reason = exception.what();
   } catch (...) {
@@ -49,7 +57,7 @@ Checker::Checker(SchemaModel& schema, bool validate) : m_schema(schema), m_reade
 
 Report Checker::check(const std::string& name) {
   try {
-    return parse(name, readAll(name));
+    return check(name, readAll(name));
   } catch (const Unreadable& exception) {
     Report report;
     report.file = name;
@@ -59,7 +67,7 @@ Report Checker::check(const std::string& name) {
   }
 }
 
-Report Checker::parse(const std::string& name, const std::string& content) {
+Report Checker::check(const std::string& name, const std::string& content) {
   Report report;
   report.file = name;
   const std::u16string systemId = toWide(name);

@@ -17,9 +17,10 @@ class Checker {
 
   /// Never throws for a document, however bad, nor for a file that cannot be read.
   Report check(const std::string& name);
+  /// The same for a document that has been read from `name`.
+  Report check(const std::string& name, const std::string& content);
 
  private:
-  Report parse(const std::string& name, const std::string& content);
   void explainRefusal(const Drelvan::DvExceptionNested& failure, const std::string& content, Report& report);
 
   const SchemaModel& m_schema;

@@ -190,9 +190,13 @@ std::vector<Allowed> allowedNext(const Level& parent, const std::string& found) 
 
 class Explainer final : public ReadHandler {
  public:
-  Explainer(const SourceText& source, const SchemaModel& schema) : m_source(source), m_schema(schema) {}
+  Explainer(const SourceText& source, const Refusal& refusal, const SchemaModel& schema)
+      : m_source(source), m_refusal(refusal), m_schema(schema) {}
 
   void start(const ReadElement& element, const std::vector<ReadError>& errors) override {
+    if (errors.empty()) {
+      endBehindRefusal(element.reached);
+    }
     open(element);
     std::vector<std::string> missing = absentAttributes(element, true);
     std::vector<std::string> invalid = invalidAttributes(element);
@@ -214,18 +218,21 @@ class Explainer final : public ReadHandler {
     }
   }
 
-  void end(std::size_t tag, const std::string& text, const std::vector<ReadError>& errors) override {
+  void end(const EndTag& tag, const std::string& text, const std::vector<ReadError>& errors) override {
     for (const ReadError& error : errors) {
       Level& level = m_levels.back();
       count(error);
       if (level.cause) {
         fold(*level.cause);
       } else if (isContent(error)) {
-        blameContent(error, level, tag);
+        blameContent(error, level, tag.start);
       } else {
         blameValue(error, level, text);
       }
     }
+    endBehindRefusal(tag.reached);
+    m_closed = m_levels.back().step;
+    m_closedAt = tag.reached;
     m_levels.pop_back();
   }
 
@@ -240,10 +247,10 @@ class Explainer final : public ReadHandler {
     }
   }
 
-  Explanation result(const Refusal& refusal) {
-    if (m_count < refusal.count) {
-      // The library refuses the document for a reason of its own.
-      add(refusal.last, m_levels.empty() ? nullptr : m_levels.back().step);
+  /// `limit` is the byte at which the reader met a limit of the library.
+  Explanation result(const std::optional<std::size_t>& limit) {
+    if (m_count < m_refusal.count) {
+      addRefusal(limit);
     }
     Explanation explanation;
     explanation.verdict = m_isMalformed ? Verdict::notWellFormed : m_isInvalid ? Verdict::invalid : Verdict::refused;
@@ -252,10 +259,46 @@ class Explainer final : public ReadHandler {
   }
 
  private:
+  /// Ends the reading at an error that the library did not report: it had refused the document before.
   void count(const ReadError& error) {
+    const bool isKept = m_count < m_refusal.reports.size();
+    const bool isLast = m_count + 1 >= m_refusal.count;
+    const std::string* message = isKept   ? &m_refusal.reports[m_count].message
+                                 : isLast ? &m_refusal.last.message
+                                          : &error.problem.message;
+    if (m_count == m_refusal.count || *message != error.problem.message) {
+      throw EndOfReading();
+    }
     ++m_count;
+    m_reached = error.offset;
     m_isInvalid = m_isInvalid || error.problem.severity == "error";
     m_isMalformed = m_isMalformed || (error.problem.severity == "fatal error" && !isOfRefusal(error));
+  }
+
+  /// Ends the reading of a document that was refused before `reached`, for a reason of the library's own.
+  void endBehindRefusal(const Place& reached) const {
+    const Place& last = m_refusal.last.place;
+    if (m_count + 1 == m_refusal.count && last.line != 0 && last < reached) {
+      throw EndOfReading();
+    }
+  }
+
+  std::shared_ptr<Step> stepAt(const Place& place) const {
+    return place == m_closedAt ? m_closed : m_levels.empty() ? nullptr : m_levels.back().step;
+  }
+
+  /// Adds the library's own reason for refusing the document.
+  void addRefusal(const std::optional<std::size_t>& limit) {
+    Problem problem = m_refusal.last;
+    const bool isKnown = problem.place.line != 0;
+    if (!isKnown && limit) {
+      problem.place = m_source.place(*limit);
+    }
+    Draft& draft = add(problem, problem.place.line == 0 ? nullptr : stepAt(problem.place));
+    if (!isKnown && !limit) {
+      draft.offset = m_reached;
+      draft.diagnostic.hint = "this is the place of the error before; what is refused comes behind it";
+    }
   }
 
   void open(const ReadElement& element) {
@@ -472,11 +515,15 @@ class Explainer final : public ReadHandler {
   }
 
   const SourceText& m_source;
+  const Refusal& m_refusal;
   const SchemaModel& m_schema;
   std::vector<Level> m_levels;
+  std::shared_ptr<Step> m_closed;  ///< the element that was closed last
+  Place m_closedAt;
   std::vector<Draft> m_drafts;
   std::map<const XSTypeDefinition*, ContentModel> m_models;
   std::size_t m_count = 0;
+  std::size_t m_reached = 0;  ///< the byte behind what had been read at the last error
   bool m_isInvalid = false;
   bool m_isMalformed = false;
 };
@@ -485,9 +532,8 @@ class Explainer final : public ReadHandler {
 
 Explanation explain(const SourceText& source, bool validate, const Refusal& refusal, const SchemaModel& schema,
                     PackageReader& reader) {
-  Explainer explainer(source, schema);
-  reader.read(source, validate, {refusal.count, refusal.last.place}, explainer);
-  return explainer.result(refusal);
+  Explainer explainer(source, refusal, schema);
+  return explainer.result(reader.read(source, validate, explainer));
 }
 
 }  // namespace DvRequest

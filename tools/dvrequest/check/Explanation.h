@@ -11,10 +11,12 @@
 
 namespace DvRequest {
 
-/// What the library reported of a document that it refuses.
+/// What the library reported of a document that it refuses. Where it refuses it for a reason of its own, such as an
+/// exceeded limit, that is the last error.
 struct Refusal {
-  std::size_t count = 0;  ///< of all errors
-  Problem last;           ///< the last one; its place is not known when there are more than the library keeps
+  std::size_t count = 0;         ///< of all errors
+  std::vector<Problem> reports;  ///< the first of them
+  Problem last;                  ///< its place is not known when it is not among the first
 };
 
 /// Why a document is refused, with one diagnostic per error.

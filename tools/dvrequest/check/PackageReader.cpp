@@ -9,10 +9,6 @@
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/framework/XMLValidityCodes.hpp>
-#include <xercesc/framework/psvi/PSVIAttribute.hpp>
-#include <xercesc/framework/psvi/PSVIAttributeList.hpp>
-#include <xercesc/framework/psvi/PSVIElement.hpp>
-#include <xercesc/framework/psvi/PSVIHandler.hpp>
 #include <xercesc/framework/psvi/XSElementDeclaration.hpp>
 #include <xercesc/internal/IGXMLScanner.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
@@ -20,10 +16,15 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLEntityResolver.hpp>
+#include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLResourceIdentifier.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
+#include <xercesc/validators/datatype/DatatypeValidator.hpp>
+#include <xercesc/validators/schema/ComplexTypeInfo.hpp>
+#include <xercesc/validators/schema/SchemaAttDef.hpp>
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
+#include <xercesc/validators/schema/SchemaValidator.hpp>
 
 namespace DvRequest {
 
@@ -42,12 +43,13 @@ constexpr std::size_t c_maxEntityExpansions = 64;
 
 constexpr std::size_t c_maxText = 200;
 
-/// Ends a reading early.
-struct Stop {};
+/// Ends a reading at a limit of the library.
+struct LimitReached {};
 
-// What Xerces-C keeps to itself: the scanner of a reader, and whether a scanner looks for xsi:type, which it tells from
-// the text of a namespace declaration before references are resolved. An explicit instantiation may name private
-// members.
+// What Xerces-C keeps to itself: the scanner of a reader, whether a scanner validates the element that it reads, and
+// whether it looks for xsi:type, which it tells from the text of a namespace declaration before references are
+// resolved. An explicit instantiation may name private members. Its `PSVIHandler` would give the types too, but has it
+// convert values that were not validated, which crashes on lists.
 struct Scanner {
   using Member = xercesc_3_1::XMLScanner* SAX2XMLReaderImpl::*;
   friend Member memberOf(Scanner);
@@ -56,12 +58,17 @@ struct SeenXsi {
   using Member = bool xercesc_3_1::IGXMLScanner::*;
   friend Member memberOf(SeenXsi);
 };
+struct Validates {
+  using Member = bool xercesc_3_1::XMLScanner::*;
+  friend Member memberOf(Validates);
+};
 template <typename Tag, typename Tag::Member Pointer>
 struct Reach {
   friend typename Tag::Member memberOf(Tag) { return Pointer; }
 };
 template struct Reach<Scanner, &SAX2XMLReaderImpl::fScanner>;
 template struct Reach<SeenXsi, &xercesc_3_1::IGXMLScanner::fSeeXsi>;
+template struct Reach<Validates, &xercesc_3_1::XMLScanner::fValidate>;
 
 /// Lets no document reach a file or a connection.
 class NoResources final : public xercesc_3_1::XMLEntityResolver {
@@ -83,9 +90,12 @@ class NoResources final : public xercesc_3_1::XMLEntityResolver {
 /// level by level before.
 std::string nestedElements() {
   constexpr std::size_t depth = c_maxDepth + 2;
-  std::string text = std::string("<d xmlns='") + Drelvan::c_requestNamespace + "'>";
-  for (std::size_t level = 1; level < depth; ++level) {
-    text += "<d>";
+  // The scanner searches all open elements for the default namespace, up to the one that declares it.
+  constexpr std::size_t declareEvery = 32;
+  const std::string declaring = std::string("<d xmlns='") + Drelvan::c_requestNamespace + "'>";
+  std::string text;
+  for (std::size_t level = 0; level < depth; ++level) {
+    text += level % declareEvery == 0 ? declaring : "<d>";
   }
   for (std::size_t level = 0; level < depth; ++level) {
     text += "</d>";
@@ -120,6 +130,26 @@ bool isBetweenTags(const ReadError& error) {
   return error.problem.severity == "fatal error" || isValidity(error, XMLValid::NoCharDataInCM);
 }
 
+/// Whether the attribute is an error in an element of the type, which is null for a simple one.
+bool isInvalid(const xercesc_3_1::XMLAttr& attribute, const xercesc_3_1::ComplexTypeInfo* type) {
+  const auto* declared =
+      type == nullptr ? nullptr : type->getAttDef(attribute.getName(), static_cast<int>(attribute.getURIId()));
+  if (declared == nullptr) {
+    return type == nullptr || type->getAttWildCard() == nullptr;
+  }
+  const auto use = declared->getDefaultType();
+  const bool isFixed = use == xercesc_3_1::XMLAttDef::Fixed || use == xercesc_3_1::XMLAttDef::Required_And_Fixed;
+  if (isFixed && !XMLString::equals(declared->getValue(), attribute.getValue())) {
+    return true;
+  }
+  try {
+    declared->getDatatypeValidator()->validate(attribute.getValue(), nullptr, XMLPlatformUtils::fgMemoryManager);
+    return false;
+  } catch (const xercesc_3_1::XMLException&) {
+    return true;
+  }
+}
+
 }  // namespace
 
 bool isValidity(const ReadError& error, unsigned int code) {
@@ -130,46 +160,40 @@ bool isSyntax(const ReadError& error, unsigned int code) {
   return error.kind == ReadError::Kind::syntax && error.code == code;
 }
 
-/// The reader of Xerces-C. It reports errors of a start tag before the tag, those of the content before the end tag;
-/// the type of an element behind its start tag or, when it is empty, before its end.
-class PackageReader::Scan final : public SAX2XMLReaderImpl, private xercesc_3_1::PSVIHandler {
+/// The reader of Xerces-C. It reports errors of a start tag before the tag, those of the content before the end tag.
+class PackageReader::Scan final : public SAX2XMLReaderImpl {
  public:
-  explicit Scan(SchemaModel& schema) : SAX2XMLReaderImpl(XMLPlatformUtils::fgMemoryManager, &schema.pool()) {
+  explicit Scan(SchemaModel& schema)
+      : SAX2XMLReaderImpl(XMLPlatformUtils::fgMemoryManager, &schema.pool()), m_schema(schema) {
     setFeature(XMLUni::fgXercesSchemaFullChecking, true);
     setFeature(XMLUni::fgXercesUseCachedGrammarInParse, true);
     setFeature(XMLUni::fgXercesCalculateSrcOfs, true);
     setXMLEntityResolver(&m_resources);
     m_expansions.setEntityExpansionLimit(c_maxEntityExpansions);
     setProperty(XMLUni::fgXercesSecurityManager, &m_expansions);
-    setPSVIHandler(this);
+    schema.onXsi([this] { static_cast<xercesc_3_1::IGXMLScanner&>(scanner()).*memberOf(SeenXsi()) = true; });
     scanner().setDocHandler(this);
     scanner().setDocTypeHandler(this);
     scanner().setErrorReporter(this);
     renewScanner();
   }
 
-  void read(const SourceText& source, bool validate, const Extent& extent, ReadHandler& handler) {
+  std::optional<std::size_t> read(const SourceText& source, bool validate, ReadHandler& handler) {
     renewScanner();
     m_content = &source.text();
-    m_extent = extent;
     m_validate = validate;
     m_offset = m_depth = m_entities = m_errors = 0;
-    m_starting = false;
     m_pending.clear();
     m_handler = &handler;
-    setFeature(XMLUni::fgSAX2CoreValidation, validate);
+    std::optional<std::size_t> limit;
     try {
-      auto input = sourceOf(source.text());
-      if (source.wasConverted()) {
-        input.setEncoding(XMLUni::fgUTF8EncodingString);
-      }
-      parse(input);
-    } catch (const Stop&) {
-      // The handler has what there is to know.
+      limit = scan(source, validate);
+      handOverPending();
+    } catch (const ReadHandler::EndOfReading&) {
+      // The handler has what it wants to know.
     }
-    begin();
-    std::for_each(m_pending.begin(), m_pending.end(), [&](const ReadError& error) { handler.error(error); });
     m_handler = nullptr;
+    return limit;
   }
 
   void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh*, const XMLCh*,
@@ -177,16 +201,13 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl, private xercesc_3_1:
     if (m_handler == nullptr) {
       return;
     }
-    const Place place{static_cast<long>(line), static_cast<long>(column)};
-    if (++m_errors > c_maxErrors || isBehindExtent(place)) {
-      throw Stop();
+    if (++m_errors > c_maxErrors) {
+      endAtLimit();
     }
-    const ReadError error{kindOf(domain), code, offset(), {severityOf(type), place, toText(text)}};
-    if (isBetweenTags(error)) {
-      begin();
-      m_handler->error(error);
-    } else {
-      m_pending.push_back(error);
+    const Place place{static_cast<long>(line), static_cast<long>(column)};
+    m_pending.push_back({kindOf(domain), code, offset(), {severityOf(type), place, toText(text)}});
+    if (isBetweenTags(m_pending.back())) {
+      handOverPending();
     }
   }
 
@@ -196,36 +217,31 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl, private xercesc_3_1:
     if (m_handler == nullptr) {
       return;
     }
-    begin();
-    stopBehindExtent();
     if (++m_depth > c_maxDepth) {
-      throw Stop();
+      endAtLimit();
     }
-    m_element = ReadElement();
-    m_element.name = {toText(getURIText(uri)), toText(declaration.getBaseName())};
-    m_element.content = offset();
-    m_element.start = tagBefore(m_element.content);
-    m_element.isDeclared = declaration.isDeclared();
+    ReadElement element;
+    element.name = {toText(getURIText(uri)), toText(declaration.getBaseName())};
+    element.content = offset();
+    element.start = tagBefore(element.content);
+    element.reached = reached();
+    element.isDeclared = declaration.isDeclared();
+    const auto* type = describe(declaration, element);
     for (XMLSize_t index = 0; index < count; ++index) {
-      addAttribute(*attributes.elementAt(index));
+      addAttribute(*attributes.elementAt(index), type, element);
     }
     m_text.clear();
-    m_tagErrors = std::exchange(m_pending, {});
-    m_starting = true;
+    m_handler->start(element, std::exchange(m_pending, {}));
   }
 
   void endElement(const xercesc_3_1::XMLElementDecl&, unsigned int, bool, const XMLCh*) override {
     if (m_handler == nullptr) {
       return;
     }
-    begin();
     --m_depth;
-    m_handler->end(tagBefore(offset()), m_text, std::exchange(m_pending, {}));
+    m_handler->end({tagBefore(offset()), reached()}, m_text, std::exchange(m_pending, {}));
     m_text.clear();
-    stopBehindExtent();
   }
-
-  void startDocument() override { static_cast<xercesc_3_1::IGXMLScanner&>(scanner()).*memberOf(SeenXsi()) = true; }
 
   void docCharacters(const XMLCh* characters, XMLSize_t, bool) override {
     if (m_handler != nullptr && m_text.size() < c_maxText) {
@@ -239,55 +255,57 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl, private xercesc_3_1:
   void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
                    bool hasInternalSubset, bool hasExternalSubset) override {
     if (m_validate) {
-      throw Stop();
+      endAtLimit();
     }
     SAX2XMLReaderImpl::doctypeDecl(root, publicId, systemId, hasInternalSubset, hasExternalSubset);
   }
 
  private:
-  void handleAttributesPSVI(const XMLCh*, const XMLCh*, xercesc_3_1::PSVIAttributeList* attributes) override {
-    auto attribute = m_element.attributes.begin();
-    for (XMLSize_t index = 0; m_handler != nullptr && index < attributes->getLength(); ++index) {
-      const std::string name = toText(attributes->getAttributeNameAtIndex(index));
-      const auto found = std::find_if(attribute, m_element.attributes.end(),
-                                      [&](const ReadAttribute& one) { return one.name == name; });
-      if (found != m_element.attributes.end()) {
-        const auto validity = attributes->getAttributePSVIAtIndex(index)->getValidity();
-        found->isInvalid = validity == xercesc_3_1::PSVIItem::VALIDITY_INVALID;
-        attribute = std::next(found);
+  /// Takes down the types of the element; gives the complex one that it is validated by, null when there is none.
+  const xercesc_3_1::ComplexTypeInfo* describe(const xercesc_3_1::XMLElementDecl& declaration, ReadElement& element) {
+    xercesc_3_1::XMLValidator* validator = scanner().getValidator();
+    if (!declaration.isDeclared() || !(scanner().*memberOf(Validates())) || !validator->handlesSchema()) {
+      return nullptr;
+    }
+    const auto& current = static_cast<xercesc_3_1::SchemaValidator&>(*validator);
+    const auto* type = current.getCurrentTypeInfo();
+    const void* const any = type != nullptr ? static_cast<const void*>(type) : current.getCurrentDatatypeValidator();
+    element.type = static_cast<xercesc_3_1::XSTypeDefinition*>(m_schema.describe(any));
+    auto* described = static_cast<xercesc_3_1::XSElementDeclaration*>(m_schema.describe(&declaration));
+    element.declared = described == nullptr ? nullptr : described->getTypeDefinition();
+    return type;
+  }
+
+  /// Parses the document; gives the byte at which a limit of the library was met.
+  std::optional<std::size_t> scan(const SourceText& source, bool validate) {
+    setFeature(XMLUni::fgSAX2CoreValidation, validate);
+    try {
+      auto input = sourceOf(source.text());
+      if (source.wasConverted()) {
+        input.setEncoding(XMLUni::fgUTF8EncodingString);
       }
+      parse(input);
+    } catch (const LimitReached&) {
+      return m_offset;
+    }
+    return std::nullopt;
+  }
+
+  /// Hands over errors for which no tag comes.
+  void handOverPending() {
+    for (const ReadError& error : std::exchange(m_pending, {})) {
+      m_handler->error(error);
     }
   }
 
-  void handlePartialElementPSVI(const XMLCh*, const XMLCh*, xercesc_3_1::PSVIElement* element) override {
-    beginTyped(*element);
-  }
-
-  void handleElementPSVI(const XMLCh*, const XMLCh*, xercesc_3_1::PSVIElement* element) override {
-    beginTyped(*element);
-  }
-
-  void beginTyped(xercesc_3_1::PSVIElement& element) {
-    if (m_handler != nullptr && m_starting) {
-      auto* declaration = element.getElementDeclaration();
-      m_element.declared = declaration == nullptr ? nullptr : declaration->getTypeDefinition();
-      m_element.type = element.getTypeDefinition();
-      begin();
-    }
-  }
-
-  /// Hands over the start tag that was read last.
-  void begin() {
-    if (std::exchange(m_starting, false)) {
-      m_handler->start(m_element, m_tagErrors);
-    }
-  }
-
-  void addAttribute(const xercesc_3_1::XMLAttr& attribute) {
+  void addAttribute(const xercesc_3_1::XMLAttr& attribute, const xercesc_3_1::ComplexTypeInfo* type,
+                    ReadElement& element) {
     const XMLCh* space = getURIText(attribute.getURIId());
-    if (attribute.getSpecified() && !XMLString::equals(space, xercesc_3_1::SchemaSymbols::fgURI_XSI) &&
+    if (attribute.getSpecified() && !XMLString::equals(attribute.getName(), XMLUni::fgXMLNSString) &&
+        !XMLString::equals(space, xercesc_3_1::SchemaSymbols::fgURI_XSI) &&
         !XMLString::equals(space, XMLUni::fgXMLNSURIName)) {
-      m_element.attributes.push_back({toText(attribute.getName()), toText(attribute.getValue())});
+      const bool isWrong = !m_pending.empty() && element.type != nullptr && isInvalid(attribute, type);
+      element.attributes.push_back({toText(attribute.getName()), toText(attribute.getValue()), isWrong});
     }
   }
 
@@ -301,14 +319,14 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl, private xercesc_3_1:
 
   xercesc_3_1::XMLScanner& scanner() { return *(this->*memberOf(Scanner())); }
 
-  bool isBehindExtent(const Place& place) const { return m_extent.last.line != 0 && m_extent.last < place; }
-
-  void stopBehindExtent() {
+  Place reached() {
     const xercesc_3_1::Locator& locator = *scanner().getLocator();
-    const Place place{static_cast<long>(locator.getLineNumber()), static_cast<long>(locator.getColumnNumber())};
-    if (m_errors < m_extent.errors && isBehindExtent(place)) {
-      throw Stop();
-    }
+    return {static_cast<long>(locator.getLineNumber()), static_cast<long>(locator.getColumnNumber())};
+  }
+
+  [[noreturn]] void endAtLimit() {
+    offset();
+    throw LimitReached();
   }
 
   /// The byte that is read next. Within an entity, the one behind the reference to it.
@@ -325,19 +343,16 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl, private xercesc_3_1:
     return begin == std::string::npos ? offset : begin;
   }
 
+  const SchemaModel& m_schema;
   NoResources m_resources;
   xercesc_3_1::SecurityManager m_expansions;
   ReadHandler* m_handler = nullptr;  ///< null for a document that no one is to hear of
   const std::string* m_content = nullptr;
-  Extent m_extent;
   bool m_validate = false;
   std::size_t m_offset = 0;
   std::size_t m_depth = 0;
   std::size_t m_entities = 0;  ///< open references
   std::size_t m_errors = 0;
-  bool m_starting = false;  ///< the handler does not have `m_element` yet
-  ReadElement m_element;
-  std::vector<ReadError> m_tagErrors;
   std::vector<ReadError> m_pending;  ///< errors of the tag or content that is to end next
   std::string m_text;
 };
@@ -346,8 +361,8 @@ PackageReader::PackageReader(SchemaModel& schema) : m_scan(std::make_unique<Scan
 
 PackageReader::~PackageReader() = default;
 
-void PackageReader::read(const SourceText& source, bool validate, const Extent& extent, ReadHandler& handler) {
-  m_scan->read(source, validate, extent, handler);
+std::optional<std::size_t> PackageReader::read(const SourceText& source, bool validate, ReadHandler& handler) {
+  return m_scan->read(source, validate, handler);
 }
 
 }  // namespace DvRequest

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 #include <xercesc/framework/psvi/XSTypeDefinition.hpp>
@@ -39,26 +40,34 @@ struct ReadElement {
   QualifiedName name;
   std::size_t start = 0;                              ///< the first byte of the start tag
   std::size_t content = 0;                            ///< the byte behind the start tag
+  Place reached;                                      ///< where the parser was behind the start tag
   std::vector<ReadAttribute> attributes;              ///< of the document; none of namespaces or schema instances
   bool isDeclared = false;                            ///< the schema declares it where it stands
   xercesc_3_1::XSTypeDefinition* declared = nullptr;  ///< its declared type; null when not known
   xercesc_3_1::XSTypeDefinition* type = nullptr;      ///< the type that it is validated by; null when not validated
 };
 
-/// Receives what is read, in the order of the document.
+struct EndTag {
+  std::size_t start = 0;  ///< its first byte
+  Place reached;          ///< where the parser was behind it
+};
+
+/// Receives what is read, in the order of the document. Each operation may throw `EndOfReading`.
 class ReadHandler {
  public:
+  struct EndOfReading {};
+
   virtual ~ReadHandler() = default;
   /// `errors` are those of the start tag.
   virtual void start(const ReadElement& element, const std::vector<ReadError>& errors) = 0;
-  /// `errors` are those of the content; `tag` is the first byte of the end tag, `text` the start of the text before it.
-  virtual void end(std::size_t tag, const std::string& text, const std::vector<ReadError>& errors) = 0;
+  /// `errors` are those of the content; `text` is the start of the text before the end tag.
+  virtual void end(const EndTag& tag, const std::string& text, const std::vector<ReadError>& errors) = 0;
   /// Of the text between two tags, or of the syntax.
   virtual void error(const ReadError& error) = 0;
 };
 
 /// Reads and validates documents as the library does, element by element, with the code, the element and the byte of
-/// each error. One document at a time.
+/// each error; goes on where the library refuses a document for a reason of its own. One document at a time.
 class PackageReader {
  public:
   /// Uses the grammar of `schema`, which must live longer.
@@ -67,14 +76,8 @@ class PackageReader {
   PackageReader(const PackageReader&) = delete;
   PackageReader& operator=(const PackageReader&) = delete;
 
-  /// Where to stop: what the library has not read is not read either.
-  struct Extent {
-    std::size_t errors = 0;  ///< that the library reported
-    Place last;              ///< of the last of them; line 0 when it is not known
-  };
-
-  /// Ends early at the limits of the library.
-  void read(const SourceText& source, bool validate, const Extent& extent, ReadHandler& handler);
+  /// Reads until the document or the handler ends it, or a limit of the library: then gives the byte that was reached.
+  std::optional<std::size_t> read(const SourceText& source, bool validate, ReadHandler& handler);
 
  private:
   class Scan;

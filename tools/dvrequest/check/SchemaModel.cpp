@@ -3,6 +3,7 @@
 #include <tools/dvrequest/support/Text.h>
 
 #include <algorithm>
+#include <utility>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLGrammarPoolImpl.hpp>
 #include <xercesc/framework/psvi/XSAttributeDeclaration.hpp>
@@ -14,6 +15,8 @@
 #include <xercesc/framework/psvi/XSSimpleTypeDefinition.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/StringPool.hpp>
+#include <xercesc/util/XMLString.hpp>
 #include <xercesc/validators/common/Grammar.hpp>
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
 
@@ -92,13 +95,34 @@ void addLimits(XSSimpleTypeDefinition& type, XSSimpleTypeDefinition* builtIn, st
   }
 }
 
+/// The table of namespace names of the schema and of documents.
+class NamespaceNames final : public xercesc_3_1::XMLStringPool {
+ public:
+  unsigned int addOrFind(const XMLCh* name) override {
+    if (m_onXsi && xercesc_3_1::XMLString::equals(name, xercesc_3_1::SchemaSymbols::fgURI_XSI)) {
+      m_onXsi();
+    }
+    return XMLStringPool::addOrFind(name);
+  }
+
+  std::function<void()> m_onXsi;
+};
+
+class GrammarPool final : public xercesc_3_1::XMLGrammarPoolImpl {
+ public:
+  GrammarPool() : XMLGrammarPoolImpl(XMLPlatformUtils::fgMemoryManager) {}
+  xercesc_3_1::XMLStringPool* getURIStringPool() override { return &m_names; }
+
+  NamespaceNames m_names;
+};
+
 }  // namespace
 
 class SchemaModel::Storage {
  public:
-  Storage() : pool(XMLPlatformUtils::fgMemoryManager), parser(nullptr, XMLPlatformUtils::fgMemoryManager, &pool) {}
+  Storage() : parser(nullptr, XMLPlatformUtils::fgMemoryManager, &pool) {}
 
-  xercesc_3_1::XMLGrammarPoolImpl pool;
+  GrammarPool pool;
   XercesDOMParser parser;
 };
 
@@ -112,6 +136,8 @@ SchemaModel::SchemaModel(const std::string& document) : m_storage(std::make_uniq
 SchemaModel::~SchemaModel() = default;
 
 xercesc_3_1::XMLGrammarPool& SchemaModel::pool() { return m_storage->pool; }
+
+void SchemaModel::onXsi(std::function<void()> action) { m_storage->pool.m_names.m_onXsi = std::move(action); }
 
 xercesc_3_1::XSModel& SchemaModel::model() const {
   bool changed = false;
@@ -129,6 +155,10 @@ std::vector<std::string> SchemaModel::names(XSConstants::COMPONENT_TYPE kind,
   }
   std::sort(result.begin(), result.end());
   return result;
+}
+
+XSObject* SchemaModel::describe(const void* component) const {
+  return model().getXSObject(const_cast<void*>(component));  // NOLINT(cppcoreguidelines-pro-type-const-cast)
 }
 
 XSTypeDefinition* SchemaModel::type(const std::string& name) const {

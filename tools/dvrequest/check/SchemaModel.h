@@ -23,9 +23,13 @@ class SchemaModel {
   SchemaModel(const SchemaModel&) = delete;
   SchemaModel& operator=(const SchemaModel&) = delete;
 
-  /// For a reader that validates by this schema. It must be made before anything is looked up here: Xerces-C describes
-  /// the types of a schema to the first who asks only.
+  /// For the one reader that validates by this schema.
   xercesc_3_1::XMLGrammarPool& pool();
+  /// `action` is called whenever a document of that reader names the namespace of xsi:type.
+  void onXsi(std::function<void()> action);
+
+  /// What describes a declaration or type of Xerces-C's validator; null when it is not of this schema.
+  xercesc_3_1::XSObject* describe(const void* component) const;
 
   /// The type of that name, and that of the root element of that name; null when there is none.
   xercesc_3_1::XSTypeDefinition* type(const std::string& name) const;

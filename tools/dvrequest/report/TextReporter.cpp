@@ -146,7 +146,7 @@ std::string sourceLines(const Diagnostic& diagnostic, const std::string& mark) {
 
 /// What a reader of the service's log needs to find the entries.
 void showLogged(const Diagnostic& diagnostic) {
-  if (diagnostic.logged != diagnostic.place) {
+  if (diagnostic.logged != diagnostic.place && diagnostic.logged.line != 0) {
     std::cout << "    a service logs it at " << toText(diagnostic.logged) << "\n";
   }
   if (diagnostic.consequences != 0) {
