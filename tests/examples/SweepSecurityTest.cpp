@@ -1,5 +1,10 @@
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
+#include <examples/parameter_sweep/client/Channel.h>
+#include <examples/parameter_sweep/common/Packages.h>
+#include <examples/parameter_sweep/common/SweepSchema.h>
 #include <tests/examples/SweepPrograms.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <sstream>
@@ -157,6 +162,37 @@ TEST_F(SweepSecurityTest, JobsOfOthersDoNotExist) {
   EXPECT_NE(as("admin", {"list"}).output.find(" alice"), std::string::npos);
   EXPECT_EQ(as("admin", {"result", job}).exitCode, 0);
   EXPECT_EQ(as("alice", {"result", job}).exitCode, 0);
+}
+
+TEST_F(SweepSecurityTest, ProgressOfTheJobsOfOthersIsNotPublished) {
+  using namespace ParameterSweep;
+  constexpr std::chrono::minutes c_patience{1};
+  constexpr std::chrono::milliseconds c_short{500};
+  const auto in = [](Channel::Clock::duration time) { return Channel::Clock::now() + time; };
+  const Drelvan::ParserSession parser{SweepSchema()};
+  ASSERT_EQ(keygen(keys(), "bob").exitCode, 0);
+  const Server server(m_folder.file("spool"), {"--keys", keys(), "--launch-with", "sh -c 'sleep 600'"});
+  const auto alice = [&](SweepTest::Arguments arguments) {
+    arguments.insert(arguments.begin(), {"--keys", aliceKeys()});
+    return server.client(arguments);
+  };
+  const std::string job =
+      TestSupport::linesOf(alice({"submit", "--expression", "x", "--parameters", table()}).output).at(0);
+  const auto follow = [&](Channel& channel) {
+    channel.send(writeRequestPackage({RequestKind::Follow, SweepJobId::fromText(job)}), in(c_patience));
+    return readReplyPackage(channel.receive(in(c_patience))).content;
+  };
+  Channel owner(ServerAddress::fromText(server.publisherAddress()), readClientKeys(aliceKeys()));
+  Channel other(ServerAddress::fromText(server.publisherAddress()), readClientKeys(keys() + "/bob.key"));
+  EXPECT_TRUE(std::holds_alternative<JobStatus>(follow(owner)));
+  EXPECT_EQ(std::get<SweepFailure>(follow(other)).getKind(), FailureKind::UnknownJob);
+  ASSERT_EQ(alice({"cancel", job}).exitCode, 0);
+  JobStatus last;
+  while (!isEnd(last.state)) {
+    last = std::get<JobStatus>(readReplyPackage(owner.receive(in(c_patience))).content);
+  }
+  EXPECT_EQ(last.state, JobState::Cancelled);
+  EXPECT_EQ(other.receiveIfAny(in(c_short)), std::nullopt);
 }
 
 TEST_F(SweepSecurityTest, KeysAreReadAgainOnRequest) {
