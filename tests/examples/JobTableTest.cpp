@@ -7,6 +7,7 @@
 #include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -67,6 +68,11 @@ class JobTableTest : public testing::Test {
   JobState state(const SweepJobId& jobId) const { return status(jobId).state; }
   /// The run that was started last.
   StartedRun lastRun() const { return m_engine->m_all.back(); }
+  /// The run of a job that has one.
+  StartedRun runOf(const SweepJobId& jobId) const {
+    const auto isOfJob = [&](const auto& run) { return run.jobId.getUniqueId() == jobId.getUniqueId(); };
+    return *std::find_if(m_engine->m_started.begin(), m_engine->m_started.end(), isOfJob);
+  }
   PartFiles files(const StartedRun& run) const { return {m_settings.spool, run.jobId, run.part, run.attempt}; }
 
   /// What the job program does: reads its input, and leaves twice the id of each realization.
@@ -410,8 +416,8 @@ TEST_F(JobTableTest, RunOfTheServerBeforeIsUnknownUntilTheEngineTells) {
   const SweepJobId runs = submit();
   const SweepJobId waits = submit();
   settle();
-  const StartedRun running = m_engine->m_started[0];
-  const StartedRun waiting = m_engine->m_started[1];
+  const StartedRun running = runOf(runs);
+  const StartedRun waiting = runOf(waits);
   begin();
   settle();
   EXPECT_EQ(state(runs), JobState::Unknown);
