@@ -42,7 +42,7 @@ void Channel::open() {
   m_monitor = zmq::socket_t(m_context, zmq::socket_type::pair);
   m_monitor.set(zmq::sockopt::linger, 0);
   m_monitor.set(zmq::sockopt::rcvhwm, 0);  // a full one would stop the thread that makes the connection
-  // A name is free again only some time after its socket was closed.
+  // A name cannot be reused until some time after its socket was closed.
   const std::string events = "inproc://connection-events-" + std::to_string(++m_openings);
   if (zmq_socket_monitor(m_socket.handle(), events.c_str(), c_events) != 0) {
     throw zmq::error_t();
@@ -124,7 +124,7 @@ bool Channel::wait(short events, Clock::time_point deadline) {
       return false;
     }
   } catch (const zmq::error_t& error) {
-    if (error.num() != EINTR) {  // as after a stop and a continuation of this program
+    if (error.num() != EINTR) {  // as after SIGSTOP and SIGCONT
       throw;
     }
   }

@@ -26,7 +26,7 @@ constexpr std::size_t c_queuedEntries = 4096;
 constexpr const char* c_jobPrefix = "Sweep_";
 constexpr std::size_t c_jobLength = 67;  // "Sweep_", ten digits, "#" and a unique id
 
-// Changed before and after other threads exist only.
+// Changed only while no other thread logs.
 std::string s_job;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 /// The job that the entry begins with, if any.
@@ -71,7 +71,7 @@ class JobJsonFormatter final : public spdlog::formatter {
   spdlog::pattern_formatter m_time{"%Y-%m-%dT%H:%M:%S.%fZ", spdlog::pattern_time_type::utc, ""};
 };
 
-/// Hands shortened entries on to another logger.
+/// Passes shortened entries to another logger.
 class ShorteningSink final : public spdlog::sinks::sink {
  public:
   explicit ShorteningSink(std::shared_ptr<spdlog::logger> target) : m_target(std::move(target)) {}

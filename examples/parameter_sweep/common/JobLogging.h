@@ -23,7 +23,8 @@ bool finishJobLogging();
 /// The text of an entry about a job.
 std::string aboutJob(const SweepJobId& jobId, const std::string& text);
 
-/// As long as it exists, all entries of the program are about the job. Threads: made before others log.
+/// As long as it exists, all entries of the program are about the job. Threads: made and destroyed while no
+/// other thread logs.
 class JobOfLog {
  public:
   explicit JobOfLog(const std::string& job);

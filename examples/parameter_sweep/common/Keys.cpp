@@ -46,7 +46,7 @@ std::vector<std::string> readKeys(const fs::path& file, std::size_t count) {
   return keys;
 }
 
-/// A secret that others can read is none.
+/// Refuses the file of a secret key that others can read.
 void checkSecret(const fs::path& file) {
   struct stat status {};
   if (::stat(file.c_str(), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
@@ -77,7 +77,7 @@ fs::path makeClientKeys(const fs::path& folder, const std::string& name) {
   ::umask(S_IRWXG | S_IRWXO);
   fs::create_directories(folder / "clients");
   if (!fs::exists(folder / "server.key")) {
-    // Others may be at it too: the first to link its keys made them.
+    // Another process may do the same: the first one to link its file wins.
     const KeyPair server = makeKeyPair();
     const fs::path made = folder / ("server.key." + Drelvan::UniqueID::generateId());
     writeStoredFile(made, server.publicKey + "\n" + server.secretKey + "\n");

@@ -32,7 +32,7 @@ constexpr int c_tries = 10;
                      "cannot read '" + file.string() + "': " + std::generic_category().message(errno));
 }
 
-/// Has what the system holds of a file or folder written to the disk.
+/// Flushes a file or folder to the disk.
 void flush(const fs::path& name) {
   const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) {

@@ -28,7 +28,7 @@ void define(mu::Parser& parser, const std::vector<Parameter>& parameters, std::v
 }
 
 [[noreturn]] void fail(const mu::ParserError& error) {
-  // The expression parser counts from 0, also in its message, and gives -1 where there is no one place.
+  // muParser counts from 0, also in its message, and gives -1 where there is no one position.
   const std::string place = error.GetPos() < 0 ? "" : " at position " + std::to_string(error.GetPos() + 1);
   std::string message = error.GetMsg();
   for (const char* theirs : {" at position ", " at expression position "}) {
