@@ -51,11 +51,14 @@ TEST_F(SweepOutcomeTest, JobThatIgnoresTheRequestToEndIsEndedByForce) {
 }
 
 TEST_F(SweepOutcomeTest, QueuedJobCanBeCancelledAndTheOthersGoOn) {
-  Server server(spool(), {"--jobs", "1", "--launch-with", SweepTest::slowLauncher("1")});
+  const std::string go = m_folder.file("go");
+  Server server(spool(), {"--jobs", "1", "--launch-with",
+                          "sh -c 'while [ ! -e " + go + " ]; do sleep 0.02; done; exec \"$@\"' launcher"});
   const std::string first = server.submit("x", table());
   const std::string second = server.submit("x", table());
   const std::string third = server.submit("x", table());
   EXPECT_EQ(server.client({"cancel", second}).exitCode, 0);
+  m_folder.write("go", "");
   EXPECT_EQ(server.client({"wait", first}).exitCode, 0);
   EXPECT_EQ(server.client({"wait", third}).exitCode, 0);
   EXPECT_EQ(server.state(second), "Cancelled");

@@ -152,10 +152,12 @@ TEST_F(SweepRestartTest, CancelledAndFailedJobsStaySo) {
   std::string cancelled;
   std::string failed;
   {
-    Server server(spool(), {"--tries", "1", "--launch-with", "sh -c 'sleep 0.5; exit 7'"});
+    Server server(spool(), {"--tries", "1", "--launch-with",
+                            "sh -c 'while [ ! -e " + m_folder.file("go") + " ]; do sleep 0.02; done; exit 7'"});
     failed = server.submit("x", table());
     cancelled = server.submit("x", table());
     server.client({"cancel", cancelled});
+    letJobsGo();
     ASSERT_EQ(server.waitForState(failed, "Failed"), "Failed");
     server.kill();
   }
