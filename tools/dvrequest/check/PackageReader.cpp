@@ -23,6 +23,7 @@
 #include <xercesc/validators/datatype/DatatypeValidator.hpp>
 #include <xercesc/validators/schema/ComplexTypeInfo.hpp>
 #include <xercesc/validators/schema/SchemaAttDef.hpp>
+#include <xercesc/validators/schema/SchemaElementDecl.hpp>
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
 #include <xercesc/validators/schema/SchemaValidator.hpp>
 
@@ -46,10 +47,10 @@ constexpr std::size_t c_maxText = 200;
 /// Ends a reading at a limit of the library.
 struct LimitReached {};
 
-// What Xerces-C keeps to itself: the scanner of a reader, whether a scanner validates the element that it reads, and
-// whether it looks for xsi:type, which it tells from the text of a namespace declaration before references are
-// resolved. An explicit instantiation may name private members. Its `PSVIHandler` would give the types too, but has it
-// convert values that were not validated, which crashes on lists.
+// What Xerces-C keeps to itself: the scanner of a reader; the undeclared elements that a scanner knows; whether it
+// validates the element that it reads, and whether it looks for xsi:type, which it tells from the text of a namespace
+// declaration before references are resolved. An explicit instantiation may name private members. Its `PSVIHandler`
+// would give the types too, but has it convert values that were not validated, which crashes on lists.
 struct Scanner {
   using Member = xercesc_3_1::XMLScanner* SAX2XMLReaderImpl::*;
   friend Member memberOf(Scanner);
@@ -57,6 +58,10 @@ struct Scanner {
 struct SeenXsi {
   using Member = bool xercesc_3_1::IGXMLScanner::*;
   friend Member memberOf(SeenXsi);
+};
+struct UndeclaredElements {
+  using Member = xercesc_3_1::RefHash3KeysIdPool<xercesc_3_1::SchemaElementDecl>* xercesc_3_1::IGXMLScanner::*;
+  friend Member memberOf(UndeclaredElements);
 };
 struct Validates {
   using Member = bool xercesc_3_1::XMLScanner::*;
@@ -68,6 +73,7 @@ struct Reach {
 };
 template struct Reach<Scanner, &SAX2XMLReaderImpl::fScanner>;
 template struct Reach<SeenXsi, &xercesc_3_1::IGXMLScanner::fSeeXsi>;
+template struct Reach<UndeclaredElements, &xercesc_3_1::IGXMLScanner::fSchemaElemNonDeclPool>;
 template struct Reach<Validates, &xercesc_3_1::XMLScanner::fValidate>;
 
 /// Lets no document reach a file or a connection.
@@ -171,15 +177,16 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
     setXMLEntityResolver(&m_resources);
     m_expansions.setEntityExpansionLimit(c_maxEntityExpansions);
     setProperty(XMLUni::fgXercesSecurityManager, &m_expansions);
-    schema.onXsi([this] { static_cast<xercesc_3_1::IGXMLScanner&>(scanner()).*memberOf(SeenXsi()) = true; });
+    setProperty(XMLUni::fgXercesScannerName, const_cast<XMLCh*>(XMLUni::fgIGXMLScanner));  // NOLINT
+    schema.onXsi([this] { scanner().*memberOf(SeenXsi()) = true; });
     scanner().setDocHandler(this);
     scanner().setDocTypeHandler(this);
     scanner().setErrorReporter(this);
-    renewScanner();
+    parseSilently(nestedElements());
   }
 
   std::optional<std::size_t> read(const SourceText& source, bool validate, ReadHandler& handler) {
-    renewScanner();
+    forgetDocument();
     m_content = &source.text();
     m_validate = validate;
     m_offset = m_depth = m_entities = m_errors = 0;
@@ -309,15 +316,22 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
     }
   }
 
-  /// The scanner keeps the undeclared elements and the version of a document for the next one.
-  void renewScanner() {
-    static const std::string priming = nestedElements();
-    setProperty(XMLUni::fgXercesScannerName, const_cast<XMLCh*>(XMLUni::fgIGXMLScanner));  // NOLINT
+  void parseSilently(const std::string& document) {
     setFeature(XMLUni::fgSAX2CoreValidation, false);
-    parse(sourceOf(priming));
+    parse(sourceOf(document));
   }
 
-  xercesc_3_1::XMLScanner& scanner() { return *(this->*memberOf(Scanner())); }
+  /// The scanner keeps the undeclared elements and the version of a document for the next one.
+  void forgetDocument() {
+    (scanner().*memberOf(UndeclaredElements()))->removeAll();
+    if (scanner().getXMLVersion() != xercesc_3_1::XMLReader::XMLV1_0) {
+      parseSilently("<?xml version='1.0'?><d/>");
+    }
+  }
+
+  xercesc_3_1::IGXMLScanner& scanner() {
+    return static_cast<xercesc_3_1::IGXMLScanner&>(*(this->*memberOf(Scanner())));
+  }
 
   Place reached() {
     const xercesc_3_1::Locator& locator = *scanner().getLocator();
