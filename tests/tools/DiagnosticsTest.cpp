@@ -97,6 +97,8 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"no end", c_open + c_request, 2, 67, "<DV_Request> was opened at 1:1"},
         Slip{"control character", c_open + "<!-- \x01 -->" + c_request + c_close, 2, 6,
              "the control character U+0001 cannot stand"},
+        Slip{"NUL", c_open + std::string(1, '\0') + c_request + c_close, 2, 1,
+             "the control character U+0000 cannot stand"},
         Slip{"prefix", c_open + "<x:request/>" + c_close, 2, 1, "declare the prefix"},
         Slip{"blank before the declaration", " <?xml version='1.0'?>" + c_open + c_request + c_close, 1, 2,
              "nothing, not even a blank"},
@@ -129,6 +131,11 @@ TEST(Diagnostics, SayWhatAValueIsWhenTheMessageDoesNot) {
       << run.output;
 }
 
+TEST(Diagnostics, ShowTheStartOfALongValue) {
+  const json report = check(c_open + "<request id='" + std::string(100000, 'x') + "'/>" + c_close);
+  EXPECT_EQ(report.at("diagnostics").at(0).at("hint"), "the value is '" + std::string(100, 'x') + "...'");
+}
+
 TEST(Diagnostics, SayWhichTypeAMessageOnContentMeans) {
   const ProgramRun run =
       dvrequest({"check", "-f", TestSupport::fragment(), TestSupport::package("bad-missing-element.xml")});
@@ -154,6 +161,15 @@ TEST(Diagnostics, TellARefusedSchemaHintFromAnInvalidDocument) {
   EXPECT_EQ(dvrequest({"check", "--no-validate", "-"}, document).exitCode, 1);
   document.replace(document.find("id='"), 3, "no=");
   EXPECT_EQ(check(document).at("verdict"), "invalid");
+}
+
+TEST(Diagnostics, PlaceASchemaHintInATagThatIsNotWellFormed) {
+  std::string tag = "<u:request xsi:noNamespaceSchemaLocation='x.xsd'/>";
+  const json hint = check(c_open + tag + c_close).at("diagnostics").at(1);
+  EXPECT_EQ(hint.at("severity"), "warning");
+  EXPECT_EQ(hint.at("line"), 2);
+  EXPECT_EQ(hint.at("column"), tag.find("xsi:") + 1);
+  EXPECT_EQ(hint.at("path"), "/DV_Request/@noNamespaceSchemaLocation");
 }
 
 TEST(Diagnostics, FindWhatIsNotWellFormedBehindADocumentTypeDeclaration) {

@@ -240,10 +240,14 @@ class Explainer final : public ReadHandler {
     count(error);
     if (error.problem.severity == "fatal error") {
       blameSyntax(error);
-    } else if (!m_levels.empty()) {
+    } else if (error.problem.severity == "warning") {
+      const std::size_t last = std::max(error.offset, std::size_t{1}) - 1;
+      const std::size_t tag = m_source.text().rfind('<', last);
+      addSchemaHint(error, innermost(), std::min(tag, last), error.offset);
+    } else if (isValidity(error, XMLValid::NoCharDataInCM) && !m_levels.empty()) {
       blameText(error, m_levels.back());
     } else {
-      add(error, nullptr);
+      add(error, innermost());
     }
   }
 
@@ -283,9 +287,9 @@ class Explainer final : public ReadHandler {
     }
   }
 
-  std::shared_ptr<Step> stepAt(const Place& place) const {
-    return place == m_closedAt ? m_closed : m_levels.empty() ? nullptr : m_levels.back().step;
-  }
+  std::shared_ptr<Step> stepAt(const Place& place) const { return place == m_closedAt ? m_closed : innermost(); }
+
+  std::shared_ptr<Step> innermost() const { return m_levels.empty() ? nullptr : m_levels.back().step; }
 
   /// Adds the library's own reason for refusing the document.
   void addRefusal(const std::optional<std::size_t>& limit) {
@@ -358,11 +362,17 @@ class Explainer final : public ReadHandler {
       fold(*level.hint);
       return;
     }
-    Draft& draft = add(error, level.step);
+    addSchemaHint(error, level.step, level.element.start, level.element.content);
     level.hint = lastDraft();
+  }
+
+  /// Blames the attribute of the start tag from `begin` to `end` that names a schema.
+  void addSchemaHint(const ReadError& error, const std::shared_ptr<Step>& step, std::size_t begin, std::size_t end) {
+    Draft& draft = add(error, step);
+    draft.offset = begin;
     draft.diagnostic.hint = c_schemaHint;
     for (const char* name : {"schemaLocation", "noNamespaceSchemaLocation"}) {
-      if (const auto found = m_source.attribute(level.element.start, level.element.content, name)) {
+      if (const auto found = m_source.attribute(begin, end, name)) {
         draft.offset = found;
         draft.attribute = name;
       }
@@ -487,7 +497,7 @@ class Explainer final : public ReadHandler {
 
   void blameSyntax(const ReadError& error) {
     const ReadElement* open = m_levels.empty() ? nullptr : &m_levels.back().element;
-    Draft& draft = add(error, open == nullptr ? nullptr : m_levels.back().step);
+    Draft& draft = add(error, innermost());
     const Hint hint = hintOnSyntax(error, m_source, open);
     draft.diagnostic.hint = hint.text;
     draft.offset = hint.offset;

@@ -14,6 +14,7 @@ using xercesc_3_1::XMLErrs;
 using xercesc_3_1::XMLExcepts;
 
 constexpr std::size_t c_maxShownText = 20;
+constexpr std::size_t c_maxShownValue = 100;
 
 /// What to say of an error of syntax, and where: at the last `mark` before the place that the parser reached.
 struct SyntaxHint {
@@ -128,6 +129,14 @@ Hint hintFromTable(const ReadError& error, const std::string& text) {
   return {};
 }
 
+std::string shownValue(const std::string& value) {
+  std::size_t end = 0;
+  while (end < value.size() && end < c_maxShownValue) {
+    end += std::max(characterLength(value, end), std::size_t{1});
+  }
+  return "'" + value.substr(0, end) + (end < value.size() ? "...'" : "'");
+}
+
 bool isNumeric(const std::string& type) { return type == "xs:double" || type == "xs:float" || type == "xs:decimal"; }
 
 }  // namespace
@@ -146,6 +155,9 @@ Hint hintOnSyntax(const ReadError& error, const SourceText& source, const ReadEl
   if (isSyntax(error, XMLErrs::InvalidCharacter) || isSyntax(error, XMLErrs::InvalidCharacterInAttrValue)) {
     return {hintOnCharacter(text, error.offset - 1), error.offset - 1};
   }
+  if (error.offset < text.size() && text[error.offset] == '\0') {
+    return {hintOnCharacter(text, error.offset), error.offset};
+  }
   const bool isUnclosed = isSyntax(error, XMLErrs::EndedWithTagsOnStack) || isSyntax(error, XMLErrs::UnexpectedEOE) ||
                           isSyntax(error, XMLErrs::ExpectedEndOfTagX);
   if (open != nullptr && isUnclosed) {
@@ -161,7 +173,8 @@ std::string hintOnValue(const std::string& value, const std::string& message,
   const std::vector<Allowed> allowed = allowedText(type);
   const auto named =
       std::find_if(allowed.begin(), allowed.end(), [](const Allowed& one) { return one.kind == "type"; });
-  std::string hint = message.find(value) == std::string::npos || value.empty() ? "the value is '" + value + "'" : "";
+  std::string hint =
+      message.find(value) == std::string::npos || value.empty() ? "the value is " + shownValue(value) : "";
   if (named != allowed.end() && isNumeric(named->text) && value.find(',') != std::string::npos) {
     hint += (hint.empty() ? "" : "; ") + std::string("a number has a point, not a comma, before its fraction");
   }
