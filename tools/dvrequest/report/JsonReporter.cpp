@@ -36,40 +36,7 @@ Json portOrNull(int port) { return port < 0 ? Json() : Json(port); }
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
-Json toJson(const Allowed& allowed);
-Json toJson(const Diagnostic& diagnostic);
-Json toJson(const Job& job);
-Json toJson(const Host& host);
-Json toJson(const Parameter& parameter);
-Json toJson(const ParameterVector& vector);
-Json toJson(const Data& data);
-Json toJson(const Failure& failure);
-Json toJson(const LogText& entry);
-Json toJson(const Entry& entry);
-
-template <typename Value>
-Json toArray(const std::vector<Value>& values) {
-  Json array = Json::array();
-  for (const Value& value : values) {
-    array.push_back(toJson(value));
-  }
-  return array;
-}
-
 Json toJson(const Allowed& allowed) { return {{"kind", allowed.kind}, {"text", allowed.text}}; }
-
-Json toJson(const Diagnostic& diagnostic) {
-  return {{"line", numberOrNull(diagnostic.place.line)},
-          {"column", numberOrNull(diagnostic.place.column)},
-          {"severity", diagnostic.severity},
-          {"message", diagnostic.message},
-          {"path", textOrNull(diagnostic.path)},
-          {"allowed", toArray(diagnostic.allowed)},
-          {"hint", textOrNull(diagnostic.hint)},
-          {"loggedLine", numberOrNull(diagnostic.logged.line)},
-          {"loggedColumn", numberOrNull(diagnostic.logged.column)},
-          {"consequences", diagnostic.consequences}};
-}
 
 Json toJson(const Job& job) {
   return {{"element", job.element},
@@ -91,10 +58,6 @@ Json toJson(const Parameter& parameter) {
   return {{"id", parameter.id}, {"value", parameter.value}, {"isEncrypted", parameter.encrypted}};
 }
 
-Json toJson(const ParameterVector& vector) {
-  return {{"realizationId", vector.realizationId}, {"parameters", toArray(vector.parameters)}};
-}
-
 Json toJson(const Data& data) {
   return {{"element", data.element}, {"id", data.id}, {"name", textOrNull(data.name)}, {"href", data.href}};
 }
@@ -102,6 +65,36 @@ Json toJson(const Data& data) {
 Json toJson(const Failure& failure) { return {{"type", failure.type}, {"message", textOrNull(failure.message)}}; }
 
 Json toJson(const LogText& entry) { return {{"type", entry.type}, {"group", entry.group}, {"text", entry.text}}; }
+
+Json toJson(const Diagnostic& diagnostic);
+Json toJson(const ParameterVector& vector);
+Json toJson(const Entry& entry);
+
+template <typename Value>
+Json toArray(const std::vector<Value>& values) {
+  Json array = Json::array();
+  for (const Value& value : values) {
+    array.push_back(toJson(value));
+  }
+  return array;
+}
+
+Json toJson(const Diagnostic& diagnostic) {
+  return {{"line", numberOrNull(diagnostic.place.line)},
+          {"column", numberOrNull(diagnostic.place.column)},
+          {"severity", diagnostic.severity},
+          {"message", diagnostic.message},
+          {"path", textOrNull(diagnostic.path)},
+          {"allowed", toArray(diagnostic.allowed)},
+          {"hint", textOrNull(diagnostic.hint)},
+          {"loggedLine", numberOrNull(diagnostic.logged.line)},
+          {"loggedColumn", numberOrNull(diagnostic.logged.column)},
+          {"consequences", diagnostic.consequences}};
+}
+
+Json toJson(const ParameterVector& vector) {
+  return {{"realizationId", vector.realizationId}, {"parameters", toArray(vector.parameters)}};
+}
 
 Json toJson(const Entry& entry) {
   return {{"role", entry.role},
