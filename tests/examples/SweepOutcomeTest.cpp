@@ -102,6 +102,36 @@ TEST_F(SweepOutcomeTest, JobThatRunsTooLongTimesOutAndItsProcessEnds) {
   EXPECT_TRUE(SweepTest::eventually([&] { return isProcessGone(); }));
 }
 
+TEST_F(SweepOutcomeTest, PartThatUsesTooMuchProcessorTimeIsEnded) {
+  Server server(spool(), {"--part-timeout", "1", "--launch-with", "sh -c 'while :; do :; done'"});
+  const std::string job = server.submit("x", table());
+  const Outcome outcome = server.client({"--quiet", "wait", job});
+  EXPECT_EQ(outcome.exitCode, 15);
+  EXPECT_EQ(outcome.errors.rfind("sweep-client: a part used more processor time than this server allows", 0), 0U)
+      << outcome.errors;
+  EXPECT_EQ(server.state(job), "Failed");
+}
+
+TEST_F(SweepOutcomeTest, PartThatWaitsUsesNoProcessorTime) {
+  Server server(spool(), {"--part-timeout", "1", "--launch-with", SweepTest::slowLauncher("2")});
+  EXPECT_EQ(server.client({"wait", server.submit("x", table())}).exitCode, 0);
+}
+
+TEST_F(SweepOutcomeTest, PartThatNeedsTooMuchMemoryIsEnded) {
+  Server server(spool(), {"--part-memory", "110", "--max-package", "33554432"});
+  auto request = SweepTest::makeSubmission("x");
+  for (std::uint32_t id = 2; id <= 80000; ++id) {
+    request.sweep.vectors.push_back({id, {{"x", 1.0 * id}}});
+  }
+  SweepTest::RawClient client(server.address());
+  ASSERT_EQ(SweepTest::refusal(client.ask(request)), "status");
+  const Outcome outcome = server.client({"--quiet", "wait", request.jobId.toString()});
+  EXPECT_EQ(outcome.exitCode, 16);
+  EXPECT_NE(outcome.errors.find("a part needed more memory than the 110 MiB that this server allows"),
+            std::string::npos)
+      << outcome.errors;
+}
+
 TEST_F(SweepOutcomeTest, JobThatCrashesNamesItsSignal) {
   Server server(spool(), {"--tries", "1", "--launch-with", "sh -c 'kill -SEGV $$'"});
   const std::string job = server.submit("x", table());

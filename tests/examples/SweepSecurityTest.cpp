@@ -195,6 +195,58 @@ TEST_F(SweepSecurityTest, ProgressOfTheJobsOfOthersIsNotPublished) {
   EXPECT_EQ(other.receiveIfAny(in(c_short)), std::nullopt);
 }
 
+TEST_F(SweepSecurityTest, NumberOfJobsIsLimitedForEachOwner) {
+  ASSERT_EQ(keygen(keys(), "bob").exitCode, 0);
+  const Server server(m_folder.file("spool"),
+                      {"--keys", keys(), "--jobs-per-owner", "1", "--launch-with", SweepTest::slowLauncher("600")});
+  const auto submitAs = [&](const std::string& name) {
+    return server.client(
+        {"--keys", keys() + "/" + name + ".key", "submit", "--expression", "x", "--parameters", table()});
+  };
+  const Outcome first = submitAs("alice");
+  EXPECT_EQ(first.exitCode, 0) << first.errors;
+  const Outcome second = submitAs("alice");
+  EXPECT_EQ(second.exitCode, 17);
+  EXPECT_NE(second.errors.find("wait for one, or cancel one"), std::string::npos) << second.errors;
+  EXPECT_EQ(submitAs("bob").exitCode, 0);
+  EXPECT_EQ(server.client({"--keys", aliceKeys(), "cancel", TestSupport::linesOf(first.output).at(0)}).exitCode, 0);
+  EXPECT_EQ(submitAs("alice").exitCode, 0);
+}
+
+TEST_F(SweepSecurityTest, StoredBytesAreLimitedForEachOwner) {
+  ASSERT_EQ(keygen(keys(), "bob").exitCode, 0);
+  const Server server(m_folder.file("spool"), {"--keys", keys(), "--bytes-per-owner", "1"});
+  std::string rows = "x\n";
+  for (int row = 0; row < 6000; ++row) {
+    rows += std::to_string(row) + "\n";
+  }
+  const std::string large = m_folder.write("large.csv", rows);
+  const auto submitAs = [&](const std::string& name) {
+    return server.client(
+        {"--quiet", "--keys", keys() + "/" + name + ".key", "submit", "--expression", "x", "--parameters", large});
+  };
+  const Outcome first = submitAs("alice");
+  ASSERT_EQ(first.exitCode, 0) << first.errors;
+  const std::string job = TestSupport::linesOf(first.output).at(0);
+  const Outcome second = submitAs("alice");
+  EXPECT_EQ(second.exitCode, 17);
+  EXPECT_NE(second.errors.find("remove some first"), std::string::npos) << second.errors;
+  EXPECT_EQ(submitAs("bob").exitCode, 0);
+  EXPECT_EQ(server.client({"--quiet", "--keys", aliceKeys(), "wait", job}).exitCode, 0);
+  EXPECT_EQ(server.client({"--keys", aliceKeys(), "remove", job}).exitCode, 0);
+  EXPECT_EQ(submitAs("alice").exitCode, 0);
+}
+
+TEST_F(SweepSecurityTest, KeysThatCannotBeReadAgainLeaveThoseThatWereKnown) {
+  Server server(m_folder.file("spool"), {"--keys", keys()});
+  fs::permissions(keys() + "/server.key", fs::perms::others_read, fs::perm_options::add);
+  fs::remove(keys() + "/clients/alice.pub");
+  server.signal(SIGHUP);
+  EXPECT_TRUE(
+      SweepTest::eventually([&] { return server.errors().find("the keys cannot be read again") != std::string::npos; }));
+  EXPECT_EQ(submitWith(server, aliceKeys()).exitCode, 0);
+}
+
 TEST_F(SweepSecurityTest, KeysAreReadAgainOnRequest) {
   Server server(m_folder.file("spool"), {"--keys", keys()});
   ASSERT_EQ(keygen(keys(), "bob").exitCode, 0);

@@ -52,7 +52,7 @@ SweepFailure failureFromEnd(const RunEnd& end, const std::string& output) {
   const std::string code = "exit code " + std::to_string(*end.exitCode);
   if (*end.exitCode == c_notExecutable || *end.exitCode == c_notFound) {
     return {FailureKind::LaunchFailed,
-            "the job program could not be started (" + code + "); check --launch-with" + said};
+            "the job program could not be started (" + code + "); check --launch-with and --part-memory" + said};
   }
   return {FailureKind::JobFailed, "the job program ended with " + code + " and no result" + said};
 }
