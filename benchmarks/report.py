@@ -312,20 +312,63 @@ def soak_section(entries):
     return "## Long runs\n\nGrowth of the resident size after a fiftieth of the run.\n\n" + table(head, rows)
 
 
+# The figures before jobs were kept in a database and sweeps were cut into parts.
+SWEEP_BEFORE = {
+    "submissions of 64 clients, stored durably": "208/s",
+    "files of an ended job": "6",
+    "space of an ended job": "24 KiB",
+    "memory of an ended job": "0.8 KiB",
+    "start to first answer, with 100 000 ended jobs": "12.2 s with 50 000",
+    "status while 1 000 jobs run and 500 more are submitted and start, median": "2.0 ms",
+    "status while 1 000 jobs run and 500 more are submitted and start, 99th percentile": "50 ms",
+    "100 000 x 10 as one part, most memory of the server": "1,300 MiB",
+    "100 000 x 10 as one part, most memory of a job program": "1,300 MiB",
+    "100 000 x 10 as one part, longest wait of another client for a status": "12,000 ms",
+}
+
+
 def sweep_section(path):
     """From the lines that sweep-benchmark printed."""
     rows = []
+    figures = []
+    load = None
     with open(path, encoding="utf-8") as file:
         for line in file:
-            what, count, rate, median, slowest = re.match(
+            measured = re.match(
                 r"(.+?) +(\d+) times +([\d.]+)/s +([\d.]+) us median +([\d.]+) us 99th percentile", line
-            ).groups()
-            rows.append([what, count, f"{float(rate):,.0f}/s", shown(1e3 * float(median)), shown(1e3 * float(slowest))])
+            )
+            if measured:
+                what, count, rate, median, slowest = measured.groups()
+                rows.append(
+                    [what, count, f"{float(rate):,.0f}/s", shown(1e3 * float(median)), shown(1e3 * float(slowest))]
+                )
+                continue
+            what, figure = line.rstrip("\n").rsplit(": ", 1)
+            if what == "load of the machine":
+                load = figure
+            else:
+                figures.append([what, figure, SWEEP_BEFORE.get(what, "")])
     text = (
-        "## A whole service\n\nThe programs of `examples/parameter_sweep`, by the clock: one client and one server over "
-        "loopback, beside the parsing of the same packages alone and the bare start of a process.\n\n"
+        "## A whole service\n\nThe programs of `examples/parameter_sweep`, by the clock, all on this machine: one client "
+        "and one server over loopback, beside the parsing of the same packages alone and the bare start of a process."
     )
-    return text + table(["what", "times", "rate", "median", "99th percentile"], rows)
+    if load:
+        text += f" The load of the machine was {load}."
+    text += "\n\n" + table(["what", "times", "rate", "median", "99th percentile"], rows)
+    text += (
+        "Many clients, many jobs and one large sweep. Before: when each job was a folder with a file for each fact, and a "
+        "sweep one package and one process.\n\n"
+    )
+    return text + table(["what", "now", "before"], figures)
+
+
+def replace_sweep_section(results, docs):
+    """Writes the section anew into the page as it is."""
+    with open(f"{docs}/benchmarks.md", encoding="utf-8") as file:
+        before, rest = file.read().split("## A whole service\n", 1)
+    after = rest[rest.index("\n## ") + 1 :]
+    with open(f"{docs}/benchmarks.md", "w", encoding="utf-8") as file:
+        file.write(before + sweep_section(f"{results}/sweep.txt").rstrip("\n") + "\n\n" + after)
 
 
 def plot(path, title, axes, series, logarithmic):
@@ -391,4 +434,7 @@ def main(results, docs):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    if sys.argv[1] == "--sweep":
+        replace_sweep_section(*sys.argv[2:])
+    else:
+        main(*sys.argv[1:])
