@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
 
-constexpr milliseconds c_stepTime{5};  // that a poll spends with files, beyond the last step
+constexpr milliseconds c_stepTime{2};  // that a poll spends with files, beyond the last step
 constexpr milliseconds c_activePause{100};
 constexpr milliseconds c_idlePause{1000};
 
@@ -217,8 +217,7 @@ void JobTable::poll() {
   startQueued();
   stepPreparing();
   startPrepared();
-  readProgress();
-  endOverdue();
+  lookAtRunning();
   forgetStrays();
   cleanNext();
   publish();

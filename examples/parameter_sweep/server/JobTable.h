@@ -107,6 +107,7 @@ class JobTable {
                 StoreWriter::Patience patience, const StoreWriter::Done& done);
   void jobEnded(const Key& id, const JobStatus& status);
 
+  void lookAtRunning();
   void readProgress();
   void readProgress(ActiveJob& job, ActivePart& part);
   void endOverdue();
@@ -133,7 +134,7 @@ class JobTable {
   std::set<PartKey> m_collecting;
   std::set<PartKey> m_running;
   PartKey m_progressPlace;  ///< whose progress was read last
-  TimePoint m_nextProgress{};
+  TimePoint m_nextLook{};
   std::map<Key, JobStatus> m_changed;  ///< to be published
   std::set<Run> m_strays;              ///< runs that were told to end
   std::string m_engineError;           ///< as last shown

@@ -21,8 +21,8 @@ using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
 
-constexpr milliseconds c_stepTime{5};  // that a poll spends with results, beyond the last step
-constexpr milliseconds c_progressInterval{100};
+constexpr milliseconds c_stepTime{2};  // that a poll spends with results, beyond the last step
+constexpr milliseconds c_lookInterval{100};
 constexpr std::size_t c_progressAtOnce = 20;
 constexpr std::size_t c_longestLog = std::size_t{256} << 10U;  // that is read at once
 constexpr int c_shortageExitCode = 75;                         // of the job program
@@ -319,11 +319,16 @@ void JobTable::forgetStrays() {
   }
 }
 
-void JobTable::readProgress() {
-  if (m_running.empty() || m_clocks.now() < m_nextProgress) {
-    return;
+/// From time to time only, since all that run are looked at.
+void JobTable::lookAtRunning() {
+  if (!m_running.empty() && m_clocks.now() >= m_nextLook) {
+    m_nextLook = m_clocks.now() + c_lookInterval;
+    readProgress();
+    endOverdue();
   }
-  m_nextProgress = m_clocks.now() + c_progressInterval;
+}
+
+void JobTable::readProgress() {
   std::size_t count = std::min(m_running.size(), c_progressAtOnce);
   for (auto next = m_running.upper_bound(m_progressPlace); count > 0; --count) {
     next = next == m_running.end() ? m_running.begin() : next;
