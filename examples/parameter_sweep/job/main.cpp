@@ -77,6 +77,7 @@ int compute(const Options& options, const PartFiles& files, const SweepJobId& jo
   };
   setLimits(options);
   try {
+    const Drelvan::ParserSession parser{SweepSchema()};
     PartComputation(files, jobId, log).run();
     return 0;
   } catch (const SweepFailure& failure) {
@@ -102,7 +103,6 @@ int run(const Options& options) {
   const PartFiles files(options.spool, jobId, findPart(options.part), options.attempt);
   FileJobLog log(files.log, jobId);
   const JobOfLog jobOfLog(jobId.toString());
-  const Drelvan::ParserSession parser{SweepSchema()};
   try {
     return compute(options, files, jobId, log);
   } catch (const std::exception& exception) {

@@ -132,6 +132,7 @@ void addJobOptions(CLI::App& app, Options& options) {
 void addLimitOptions(CLI::App& app, Options& options) {
   constexpr double c_mostDays = 100000;
   constexpr std::uint64_t c_most = 1000000000;
+  constexpr std::uint64_t c_leastMemory = 100;  // the job program takes 60 to 70 by itself
   app.add_option("--job-timeout", options.jobs.timeOutSeconds, "seconds that a job may run, 0 for any time")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
@@ -139,8 +140,9 @@ void addLimitOptions(CLI::App& app, Options& options) {
                  "seconds of processor time that a part may use, 0 for any")
       ->check(CLI::Range(std::uint64_t{0}, c_most))
       ->capture_default_str();
-  app.add_option("--part-memory", options.program.memoryMebibytes, "MiB of memory that a part may use, 0 for any")
-      ->check(CLI::Range(std::uint64_t{0}, c_most))
+  app.add_option("--part-memory", options.program.memoryMebibytes,
+                 "MiB of memory that a part may use, at least 100, or 0 for any")
+      ->check(CLI::IsMember({0}) | CLI::Range(c_leastMemory, c_most))
       ->capture_default_str();
   app.add_option("--keep", options.server.keepDays, "days that ended jobs are kept, 0 for ever")
       ->check(CLI::Range(0.0, c_mostDays))
