@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <tests/examples/SweepPrograms.h>
 #include <tests/examples/faults/FaultyServer.h>
+#include <tests/support/Sanitized.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,12 +22,6 @@
 #include <vector>
 #include <zmq.hpp>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define SWEEP_SANITIZED
-#endif
-#endif
-
 /// What clients may take of a server is bounded, and a server that is short of something goes on.
 namespace {
 
@@ -34,14 +29,9 @@ using namespace ParameterSweep;
 using SweepTest::FaultyServer;
 using TestSupport::Command;
 
-#ifdef SWEEP_SANITIZED
-// Freed memory is kept for a while.
-constexpr double c_mostMebibytes = 2000;
-constexpr double c_mostMebibytesOfReplies = 1000;
-#else
-constexpr double c_mostMebibytes = 250;
-constexpr double c_mostMebibytesOfReplies = 20;
-#endif
+// A sanitizer keeps freed memory for a while.
+constexpr double c_mostMebibytes = TestSupport::c_sanitized ? 2000 : 250;
+constexpr double c_mostMebibytesOfReplies = TestSupport::c_sanitized ? 1000 : 20;
 
 /// The most memory that a process had, in MiB.
 double peakMemory(pid_t process) {

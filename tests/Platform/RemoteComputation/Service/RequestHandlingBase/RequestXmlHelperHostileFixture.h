@@ -2,6 +2,7 @@
 
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
 #include <tests/support/InputSources.h>
+#include <tests/support/Sanitized.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -10,22 +11,9 @@
 #include <vector>
 #include <xercesc/framework/MemBufInputSource.hpp>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define REQUEST_XML_HELPER_SANITIZED
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define REQUEST_XML_HELPER_SANITIZED
-#endif
-
 namespace RequestXmlHelperTests {
 
-#ifdef REQUEST_XML_HELPER_SANITIZED
-inline constexpr bool c_sanitized = true;
-#else
-inline constexpr bool c_sanitized = false;
-#endif
+using TestSupport::c_sanitized;
 
 inline const std::string c_instanceNamespace = "http://www.w3.org/2001/XMLSchema-instance";
 inline const std::string c_failure = "Errors occurred while parsing input: ";

@@ -4,19 +4,11 @@
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperFixture.h>
 #include <tests/support/InputSources.h>
 #include <tests/support/ResidentMemory.h>
+#include <tests/support/Sanitized.h>
 
 #include <functional>
 #include <iostream>
 #include <string>
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define REQUEST_XML_HELPER_SANITIZED
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define REQUEST_XML_HELPER_SANITIZED
-#endif
 
 namespace {
 
@@ -27,14 +19,9 @@ using TestSupport::Document;
 using TestSupport::requestPackage;
 using TestSupport::ScriptedSource;
 
-#ifdef REQUEST_XML_HELPER_SANITIZED
 // A sanitizer's own memory grows; it finds what is lost by itself.
-constexpr bool c_measured = false;
-constexpr int c_parses = 2000;
-#else
-constexpr bool c_measured = true;
-constexpr int c_parses = 100000;
-#endif
+constexpr bool c_measured = !TestSupport::c_sanitized;
+constexpr int c_parses = TestSupport::c_sanitized ? 2000 : 100000;
 constexpr long c_allowedKib = 1024;
 
 class RequestXmlHelperSoak : public HelperTest {
