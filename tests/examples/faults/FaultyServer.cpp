@@ -2,6 +2,9 @@
 #include <tests/examples/faults/FaultyServer.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
 #include <thread>
 
 namespace SweepTest {
@@ -23,11 +26,19 @@ std::string requestPort(const std::string& greeting) {
   return greeting.substr(digits, greeting.find_first_not_of("0123456789", digits) - digits);
 }
 
+/// A build that is instrumented for coverage writes counts when a program ends. A call that fails, or a kill, would
+/// spoil the files that all programs share, so the server gets files of its own.
+const TestSupport::Command& apartFromCoverage(const TestSupport::Command& command) {
+  const std::string folder = std::filesystem::current_path() / "coverage-of-faulty-servers";
+  ::setenv("GCOV_PREFIX", folder.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): before any thread
+  return command;
+}
+
 }  // namespace
 
 using namespace ParameterSweep;
 
-FaultyServer::FaultyServer(const TestSupport::Command& command) : m_program(command) {
+FaultyServer::FaultyServer(const TestSupport::Command& command) : m_program(apartFromCoverage(command)) {
   const auto deadline = Clock::now() + c_patience;
   while (m_program.isRunning() && Clock::now() < deadline) {
     const std::string port = requestPort(m_program.output());
