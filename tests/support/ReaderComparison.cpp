@@ -95,7 +95,7 @@ std::string ReaderComparison::differenceOfReader(const Outcome& outcome, const s
     return {};
   }
   Recorder recorder;
-  m_reader.read(DvRequest::SourceText(document), validate, recorder);
+  m_reader.read(DvRequest::SourceText(document, "input"), validate, recorder);
   std::vector<std::string> expected;
   const std::size_t count = outcome.errors ? outcome.errors->getCount() : 0;
   if (outcome.errors) {

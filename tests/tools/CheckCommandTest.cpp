@@ -53,6 +53,21 @@ TEST(CheckCommand, GivesEachExamplePackageTheVerdictOfItsName) {
   }
 }
 
+TEST(CheckCommand, LeavesOutWhatOnlyLooksLikeAValueAndGoesOn) {
+  const TemporaryFolder folder;
+  const std::string odd = folder.write(
+      "odd.xml", c_envelope +
+                     "<request id='e41c0b7d93f2a586-0011223344556677-8899aabbccddeeff'><realization>"
+                     "<realizationId>1</realizationId><parameter><id>a<b/></id><value>1</value></parameter>"
+                     "</realization></request></DV_Request>");
+  const std::string valid = folder.write("valid.xml", c_valid);
+  const ProgramRun run = check({odd, valid}, {"--no-validate"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.errors, "");
+  EXPECT_TRUE(hasLine(run.output, odd + ": well-formed, not validated")) << run.output;
+  EXPECT_TRUE(hasLine(run.output, valid + ": well-formed, not validated")) << run.output;
+}
+
 TEST(CheckCommand, ShowsWhatAValidRequestHolds) {
   const ProgramRun run = check({package("request.xml")});
   EXPECT_EQ(run.exitCode, 0);

@@ -95,7 +95,7 @@ void Checker::explainRefusal(const Drelvan::DvExceptionNested& failure, const st
     report.diagnostics.push_back(std::move(diagnostic));
     return;
   }
-  Explanation explanation = explain(SourceText(content), m_validate, *refusal, m_schema, m_reader);
+  Explanation explanation = explain(SourceText(content, report.file), m_validate, *refusal, m_schema, m_reader);
   report.verdict = explanation.verdict;
   report.diagnostics = std::move(explanation.diagnostics);
 }

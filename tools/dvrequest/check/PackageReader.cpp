@@ -109,8 +109,8 @@ std::string nestedElements() {
   return text;
 }
 
-xercesc_3_1::MemBufInputSource sourceOf(const std::string& text) {
-  return {reinterpret_cast<const XMLByte*>(text.data()), text.size(), u""};
+xercesc_3_1::MemBufInputSource sourceOf(const std::string& text, const std::string& name) {
+  return {reinterpret_cast<const XMLByte*>(text.data()), text.size(), toWide(name).c_str()};
 }
 
 ReadError::Kind kindOf(const XMLCh* domain) {
@@ -287,7 +287,7 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
   std::optional<std::size_t> scan(const SourceText& source, bool validate) {
     setFeature(XMLUni::fgSAX2CoreValidation, validate);
     try {
-      auto input = sourceOf(source.text());
+      auto input = sourceOf(source.text(), source.name());
       if (source.wasConverted()) {
         input.setEncoding(XMLUni::fgUTF8EncodingString);
       }
@@ -318,7 +318,7 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
 
   void parseSilently(const std::string& document) {
     setFeature(XMLUni::fgSAX2CoreValidation, false);
-    parse(sourceOf(document));
+    parse(sourceOf(document, {}));
   }
 
   /// The scanner keeps the undeclared elements and the version of a document for the next one.

@@ -95,6 +95,15 @@ void readValue(const ElementReader& element, Entry& entry) {
   }
 }
 
+/// What only looks like a value, as a document that is not validated may have it, is left out.
+void readIfValue(const ElementReader& element, Entry& entry) {
+  try {
+    readValue(element, entry);
+  } catch (const Drelvan::DvException&) {
+    // The document was parsed; nothing but the shown content lacks it.
+  }
+}
+
 /// Does not recurse, however deep the document is.
 Entry readEntry(const ElementReader& element) {
   Entry entry;
@@ -106,7 +115,7 @@ Entry readEntry(const ElementReader& element) {
     const ElementReader current = waiting.back();
     waiting.pop_back();
     if (&current.getElement() != &element.getElement()) {
-      readValue(current, entry);
+      readIfValue(current, entry);
     }
     std::vector<ElementReader> children;
     for (const ElementReader& one : current.getChildren()) {

@@ -58,7 +58,8 @@ std::optional<std::string> convert(const std::string& content, const std::string
 
 }  // namespace
 
-SourceText::SourceText(std::string content) : m_text(std::move(content)), m_encoding(encodingOf(m_text)) {
+SourceText::SourceText(std::string content, std::string name)
+    : m_name(std::move(name)), m_text(std::move(content)), m_encoding(encodingOf(m_text)) {
   if (!equalsIgnoringCase(m_encoding, "UTF-8")) {
     if (auto converted = convert(m_text, m_encoding)) {
       m_text = std::move(*converted);

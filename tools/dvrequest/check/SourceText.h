@@ -15,9 +15,11 @@ namespace DvRequest {
 class SourceText {
  public:
   /// Takes the bytes as they stand when they do not fit the encoding that they name.
-  explicit SourceText(std::string content);
+  /// `name` is that of the document, for messages.
+  explicit SourceText(std::string content, std::string name = {});
 
   const std::string& text() const { return m_text; }
+  const std::string& name() const { return m_name; }
   bool wasConverted() const { return m_wasConverted; }
   /// The encoding that the document names; "UTF-8" when it names none.
   const std::string& encoding() const { return m_encoding; }
@@ -34,6 +36,7 @@ class SourceText {
   std::optional<std::size_t> attribute(std::size_t begin, std::size_t end, const std::string& name) const;
 
  private:
+  std::string m_name;
   std::string m_text;
   std::string m_encoding;
   bool m_wasConverted = false;
