@@ -242,8 +242,8 @@ TEST_F(SweepSecurityTest, KeysThatCannotBeReadAgainLeaveThoseThatWereKnown) {
   fs::permissions(keys() + "/server.key", fs::perms::others_read, fs::perm_options::add);
   fs::remove(keys() + "/clients/alice.pub");
   server.signal(SIGHUP);
-  EXPECT_TRUE(
-      SweepTest::eventually([&] { return server.errors().find("the keys cannot be read again") != std::string::npos; }));
+  EXPECT_TRUE(SweepTest::eventually(
+      [&] { return server.errors().find("the keys cannot be read again") != std::string::npos; }));
   EXPECT_EQ(submitWith(server, aliceKeys()).exitCode, 0);
 }
 
