@@ -149,10 +149,12 @@ TEST_F(SweepSlurmTest, JobsRunOnTheCluster) {
 }
 
 TEST_F(SweepSlurmTest, CancelledJobLeavesTheCluster) {
-  const SweepTest::Server server(m_folder.file("spool"),
-                                 {"--launch-with", "srun --ntasks=1 " + SweepTest::slowLauncher("600")});
+  const std::string started = m_folder.file("started");
+  const SweepTest::Server server(
+      m_folder.file("spool"), {"--launch-with", "srun --ntasks=1 sh -c 'touch " + started + "; sleep 600' launcher"});
   const std::string job = server.submit("x", m_folder.write("table.csv", "x\n1\n"));
-  ASSERT_TRUE(SweepTest::eventually([] { return Cluster::queue().find(" R ") != std::string::npos; }));
+  // An srun that is ended while it starts may leave its allocation behind.
+  ASSERT_TRUE(SweepTest::eventually([&] { return std::filesystem::exists(started); }));
   EXPECT_EQ(server.client({"cancel", job}).exitCode, 0);
   EXPECT_TRUE(SweepTest::eventually([] { return Cluster::queue().empty(); })) << Cluster::queue();
   EXPECT_EQ(server.state(job), "Cancelled");
