@@ -1,3 +1,4 @@
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestSchema.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <gtest/gtest.h>
 #include <service/ExceptionHandling.h>
@@ -59,6 +60,7 @@ const Places c_losingPlaces = {"AbstractDOMParser::initialize",
                                "IGXMLScanner::loadXMLSchemaGrammar",  // compiles the schema
                                "IGXMLScanner::scanReset",             // begins a document; loses its stream too
                                "IGXMLScanner::scanStartTagNS",  // meets an element or attribute for the first time
+                               "ValidationContextImpl::addId",  // keeps a value of the type ID or IDREF
                                "DOMImplementationImpl::createDocument",  // begins a document tree
                                "XMLStringPool::XMLStringPool",
                                "XMLStringPool::addNewEntry"};  // keeps a new name
@@ -106,7 +108,26 @@ void report(const std::string& problem, const Places& places) {
 
 void onSignal(int) { onCrash(); }
 
+/// Elements with values of the types ID and IDREF.
+class IdsSchema final : public Drelvan::AbstractRequestSchema {
+ public:
+  IdsSchema() {
+    m_schema = R"xsd(
+<xs:element name="Ids">
+  <xs:complexType>
+    <xs:sequence maxOccurs="unbounded">
+      <xs:element name="Id" type="xs:ID"/><xs:element name="IdRef" type="xs:IDREF"/>
+    </xs:sequence>
+  </xs:complexType>
+</xs:element>)xsd";
+  }
+};
+const std::string c_ids = "<Ids xmlns=\"" + TestSupport::c_targetNamespace +
+                          "\"><Id>first</Id><IdRef>second</IdRef><Id>second</Id><IdRef>first</IdRef></Ids>";
+
 void parseGood() { const Document document(RequestXmlHelper::getInstance().parse(c_good)); }
+
+void parseIds() { const Document document(RequestXmlHelper::getInstance().parse(c_ids)); }
 
 std::string failureOf(const std::string& text) {
   try {
@@ -243,6 +264,10 @@ const auto c_startPlatform = [] {
   RequestXmlHelper::reset(false);
 };
 const auto c_makeInstance = [] { RequestXmlHelper::getInstance(); };
+const auto c_useIds = [] {
+  RequestXmlHelper::getInstance().addSchema(IdsSchema());
+  parseIds();
+};
 
 INSTANTIATE_TEST_SUITE_P(, RequestXmlHelperFaults,
                          ::testing::Values(Operation{"Instance", c_startPlatform, c_makeInstance},
@@ -253,6 +278,7 @@ INSTANTIATE_TEST_SUITE_P(, RequestXmlHelperFaults,
                                                      }},
                                            Operation{"SetUp", c_makeInstance, parseGood},
                                            Operation{"ValidPackage", parseGood, parseGood},
+                                           Operation{"PackageWithIds", c_useIds, parseIds},
                                            Operation{"InvalidPackage", parseGood, [] { failureOf(c_invalid); }},
                                            Operation{"BrokenText", parseGood, [] { failureOf(c_broken); }},
                                            Operation{"Reset", parseGood, [] { RequestXmlHelper::reset(true); }}),
