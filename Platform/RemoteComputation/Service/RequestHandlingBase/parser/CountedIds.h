@@ -13,14 +13,13 @@ namespace Drelvan::Parsing {
 /// the value, so that the limit is enforced after they returned.
 class CountedIds final : public xercesc_3_1::ValidationContextImpl {
  public:
-  /// `isExceeded` becomes true when a value exceeds the limit, and false for the next document.
+  /// `isExceeded` becomes true when a value exceeds the limit; who reads it sets it to false for the next document.
   explicit CountedIds(bool& isExceeded) : m_isExceeded(isExceeded) {}
 
   // Xerces-C calls this between documents.
   void clearIdRefList() override {
     ValidationContextImpl::clearIdRefList();
     m_lists.clear();
-    m_isExceeded = false;
   }
   void addId(const XMLCh* value) override {
     add(value, [this, value] { ValidationContextImpl::addId(value); });
