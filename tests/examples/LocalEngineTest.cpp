@@ -1,6 +1,7 @@
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/engines/LocalEngine.h>
 #include <gtest/gtest.h>
+#include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
 
 #include <csignal>
@@ -10,6 +11,7 @@
 namespace {
 
 using namespace ParameterSweep;
+using SweepTest::waitForReport;
 using StartedRun = ParameterSweep::Run;  // the test class has a member of that name
 
 /// Runs a shell script in the place of the job program.
@@ -24,19 +26,6 @@ class LocalEngineTest : public testing::Test {
     std::filesystem::create_directories(PartFiles(m_program.spool, run.jobId, 1, 1).folder);
     return run;
   }
-  /// The first report of the kind; fails after a minute.
-  static RunReport waitFor(LocalEngine& engine, RunReport::Kind kind) {
-    for (int look = 0; look < 6000; ++look) {
-      for (const RunReport& report : engine.poll()) {
-        if (report.kind == kind) {
-          return report;
-        }
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    ADD_FAILURE() << "no such report";
-    return {};
-  }
 
   TestSupport::TemporaryFolder m_folder;
   JobProgram m_program{"/bin/false", m_folder.file("spool")};
@@ -45,21 +34,21 @@ class LocalEngineTest : public testing::Test {
 TEST_F(LocalEngineTest, EndIsReportedWithTheExitCode) {
   LocalEngine engine = make("exit 7");
   engine.start({makeRun()});
-  EXPECT_EQ(waitFor(engine, RunReport::Kind::Ended).end.exitCode, 7);
+  EXPECT_EQ(waitForReport(engine, RunReport::Kind::Ended).end.exitCode, 7);
   EXPECT_EQ(engine.getRoom(), 2U);
 }
 
 TEST_F(LocalEngineTest, EndBySignalIsReported) {
   LocalEngine engine = make("kill -9 $$");
   engine.start({makeRun()});
-  EXPECT_EQ(waitFor(engine, RunReport::Kind::Ended).end.signal, SIGKILL);
+  EXPECT_EQ(waitForReport(engine, RunReport::Kind::Ended).end.signal, SIGKILL);
 }
 
 TEST_F(LocalEngineTest, RunsFillTheRoom) {
   LocalEngine engine = make("sleep 600");
   engine.start({makeRun()});
   EXPECT_EQ(engine.getRoom(), 1U);
-  waitFor(engine, RunReport::Kind::Running);
+  waitForReport(engine, RunReport::Kind::Running);
   EXPECT_EQ(engine.getRoom(), 1U);
   engine.endAll();
   EXPECT_EQ(engine.getRoom(), 2U);
@@ -69,7 +58,7 @@ TEST_F(LocalEngineTest, ProgramThatCannotBeStartedIsNoShortage) {
   m_program.program = "/nowhere/program";
   LocalEngine engine = make("");
   engine.start({makeRun()});
-  const RunReport report = waitFor(engine, RunReport::Kind::NotStarted);
+  const RunReport report = waitForReport(engine, RunReport::Kind::NotStarted);
   EXPECT_FALSE(report.isShortage);
   EXPECT_NE(report.reason.find("/nowhere/program"), std::string::npos) << report.reason;
 }
@@ -77,7 +66,7 @@ TEST_F(LocalEngineTest, ProgramThatCannotBeStartedIsNoShortage) {
 TEST_F(LocalEngineTest, FolderThatIsMissingIsNoShortageEither) {
   LocalEngine engine = make("true");
   engine.start({StartedRun{SweepJobId(), 1, 1}});
-  EXPECT_FALSE(waitFor(engine, RunReport::Kind::NotStarted).isShortage);
+  EXPECT_FALSE(waitForReport(engine, RunReport::Kind::NotStarted).isShortage);
 }
 
 TEST_F(LocalEngineTest, AnotherEngineFindsTheRunByItsRecord) {
@@ -86,12 +75,12 @@ TEST_F(LocalEngineTest, AnotherEngineFindsTheRunByItsRecord) {
   {
     LocalEngine engine = make("sleep 600");
     engine.start({run});
-    record = waitFor(engine, RunReport::Kind::Started).record;
+    record = waitForReport(engine, RunReport::Kind::Started).record;
   }
   LocalEngine engine = make("");
   engine.resume(run, record);
   EXPECT_TRUE(engine.isLeft(run));
-  waitFor(engine, RunReport::Kind::Running);
+  waitForReport(engine, RunReport::Kind::Running);
   engine.end(run);
   for (int look = 0; look < 6000 && engine.isLeft(run); ++look) {
     engine.poll();
@@ -104,14 +93,14 @@ TEST_F(LocalEngineTest, RecordOfAnotherProcessOrAnotherStartOfTheMachineIsNotFol
   const StartedRun run = makeRun();
   LocalEngine engine = make("sleep 600");
   engine.start({run});
-  const std::string record = waitFor(engine, RunReport::Kind::Started).record;
+  const std::string record = waitForReport(engine, RunReport::Kind::Started).record;
   const std::string process = record.substr(0, record.find(' '));
   const std::string bootId = record.substr(record.rfind(' '));
   for (const std::string& other : {process + " 1" + bootId, record.substr(0, record.rfind(' ')) + " another-start",
                                    std::string("nonsense"), std::string(), "-1 1" + bootId}) {
     LocalEngine next = make("");
     next.resume(run, other);
-    const RunReport report = waitFor(next, RunReport::Kind::Ended);
+    const RunReport report = waitForReport(next, RunReport::Kind::Ended);
     EXPECT_FALSE(report.end.exitCode || report.end.signal) << other;
   }
   engine.endAll();
@@ -122,7 +111,7 @@ TEST_F(LocalEngineTest, EndOfARunReachesItsWholeGroupAndIsNotReported) {
   const StartedRun run = makeRun();
   LocalEngine engine = make("sleep 600 & echo $! > " + file + "; wait");
   engine.start({run});
-  waitFor(engine, RunReport::Kind::Running);
+  waitForReport(engine, RunReport::Kind::Running);
   while (TestSupport::TemporaryFolder::read(file).find('\n') == std::string::npos) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }

@@ -1,6 +1,7 @@
 #include <examples/parameter_sweep/common/SweepFailure.h>
 #include <examples/parameter_sweep/engines/SlurmEngine.h>
 #include <gtest/gtest.h>
+#include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
 
 #include <chrono>
@@ -10,6 +11,7 @@
 namespace {
 
 using namespace ParameterSweep;
+using SweepTest::waitForReport;
 using StartedRun = ParameterSweep::Run;  // the test class has a member of that name
 using TestSupport::TemporaryFolder;
 
@@ -92,19 +94,6 @@ class SlurmEngineTest : public testing::Test {
     }
     return runs;
   }
-  /// The first report of the kind; fails after a minute.
-  static RunReport waitFor(SlurmEngine& engine, RunReport::Kind kind) {
-    for (int look = 0; look < 6000; ++look) {
-      for (const RunReport& report : engine.poll()) {
-        if (report.kind == kind) {
-          return report;
-        }
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    ADD_FAILURE() << "no such report";
-    return {};
-  }
   template <typename Condition>
   static bool pollUntil(SlurmEngine& engine, Condition condition) {
     for (int look = 0; look < 6000; ++look) {
@@ -128,7 +117,7 @@ TEST_F(SlurmEngineTest, SweepIsOneArrayNamedAfterItsJob) {
   std::vector<StartedRun> runs = makeRuns(4);
   runs.erase(runs.begin() + 2);
   engine.start(runs);
-  EXPECT_EQ(waitFor(engine, RunReport::Kind::Started).record, "17_1");
+  EXPECT_EQ(waitForReport(engine, RunReport::Kind::Started).record, "17_1");
   const std::string call = calls("sbatch");
   EXPECT_EQ(std::count(call.begin(), call.end(), '\n'), 1) << call;
   for (const std::string& word :
@@ -144,9 +133,9 @@ TEST_F(SlurmEngineTest, StatesOfAllTasksAreReadWithOneCall) {
   answer("squeue", line("17", "1", "PENDING") + line("17", "2", "RUNNING"));
   SlurmEngine engine = make();
   engine.start(makeRuns(2));
-  EXPECT_EQ(waitFor(engine, RunReport::Kind::Waiting).run.part, 1U);
+  EXPECT_EQ(waitForReport(engine, RunReport::Kind::Waiting).run.part, 1U);
   answer("squeue", line("17", "1", "RUNNING") + line("17", "2", "COMPLETED"));
-  const RunReport ended = waitFor(engine, RunReport::Kind::Ended);
+  const RunReport ended = waitForReport(engine, RunReport::Kind::Ended);
   EXPECT_EQ(ended.run.part, 2U);
   EXPECT_EQ(ended.end.exitCode, 0);
 }
@@ -156,14 +145,14 @@ TEST_F(SlurmEngineTest, ControllerThatCannotBeReachedIsAnErrorAndNoEnd) {
   answer("squeue", line("17", "1", "RUNNING"));
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
-  waitFor(engine, RunReport::Kind::Running);
+  waitForReport(engine, RunReport::Kind::Running);
   answer("squeue", "squeue: error: Unable to contact slurm controller (connect failure)\n", 1);
   EXPECT_TRUE(pollUntil(engine, [&] {
     return engine.getError().find("Unable to contact slurm controller") != std::string::npos;
   })) << engine.getError();
   EXPECT_TRUE(engine.isLeft(makeRuns(1)[0]));
   answer("squeue", line("17", "1", "COMPLETED"));
-  waitFor(engine, RunReport::Kind::Ended);
+  waitForReport(engine, RunReport::Kind::Ended);
   EXPECT_EQ(engine.getError(), "");
 }
 
@@ -171,7 +160,7 @@ TEST_F(SlurmEngineTest, AnswersThatMakeNoSenseAreErrors) {
   answer("sbatch", "Submitted batch job 17\n");
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
-  const RunReport report = waitFor(engine, RunReport::Kind::NotStarted);
+  const RunReport report = waitForReport(engine, RunReport::Kind::NotStarted);
   EXPECT_TRUE(report.isShortage);
   EXPECT_NE(engine.getError(), "");
 }
@@ -181,7 +170,7 @@ TEST_F(SlurmEngineTest, ExitCodeThatIsNoNumberIsAnErrorAndNoEnd) {
   answer("squeue", "17 |1 |COMPLETED |none |0:01 |name |\n");
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
-  waitFor(engine, RunReport::Kind::Started);
+  waitForReport(engine, RunReport::Kind::Started);
   EXPECT_TRUE(pollUntil(engine, [&] { return engine.getError().find("another form") != std::string::npos; }))
       << engine.getError();
   EXPECT_TRUE(engine.isLeft(makeRuns(1)[0]));
@@ -192,7 +181,7 @@ TEST_F(SlurmEngineTest, TaskThatNobodyKnowsAnyMoreHasEndedUnseen) {
   answer("squeue", "");
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
-  const RunReport report = waitFor(engine, RunReport::Kind::Ended);
+  const RunReport report = waitForReport(engine, RunReport::Kind::Ended);
   EXPECT_FALSE(report.end.exitCode || report.end.signal);
 }
 
@@ -202,7 +191,7 @@ TEST_F(SlurmEngineTest, AccountsTellOfATaskThatLeftTheQueue) {
   answer("sacct", "17_1|x|FAILED|7:0\n");
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
-  EXPECT_EQ(waitFor(engine, RunReport::Kind::Ended).end.exitCode, 7);
+  EXPECT_EQ(waitForReport(engine, RunReport::Kind::Ended).end.exitCode, 7);
 }
 
 TEST_F(SlurmEngineTest, EndedRunsAreCancelledAndNotReported) {
@@ -210,7 +199,7 @@ TEST_F(SlurmEngineTest, EndedRunsAreCancelledAndNotReported) {
   answer("squeue", line("17", "1", "RUNNING"));
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
-  waitFor(engine, RunReport::Kind::Running);
+  waitForReport(engine, RunReport::Kind::Running);
   engine.end(makeRuns(1)[0]);
   EXPECT_TRUE(pollUntil(engine, [&] { return calls("scancel").find("17_1") != std::string::npos; }));
   answer("squeue", line("17", "1", "CANCELLED"));
@@ -231,10 +220,10 @@ TEST_F(SlurmEngineTest, AnotherServerGoesOnWithTheTask) {
   SlurmEngine engine = make();
   const StartedRun run{m_jobId, 3, 2};
   engine.resume(run, "17_3");
-  EXPECT_EQ(waitFor(engine, RunReport::Kind::Running).run.attempt, 2U);
+  EXPECT_EQ(waitForReport(engine, RunReport::Kind::Running).run.attempt, 2U);
   SlurmEngine other = make();
   other.resume(run, "1234 5678 boot");
-  EXPECT_EQ(waitFor(other, RunReport::Kind::Ended).run.part, 3U) << "a record of another engine";
+  EXPECT_EQ(waitForReport(other, RunReport::Kind::Ended).run.part, 3U) << "a record of another engine";
 }
 
 }  // namespace

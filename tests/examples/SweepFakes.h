@@ -4,11 +4,13 @@
 #include <examples/parameter_sweep/engines/JobEngine.h>
 #include <examples/parameter_sweep/server/Clocks.h>
 #include <examples/parameter_sweep/store/Records.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -128,6 +130,21 @@ inline ParameterSweep::AddPackage makeJob(std::uint32_t count, std::uint32_t par
   }
   change.job.status.parts = static_cast<std::uint32_t>(change.parts.size());
   return change;
+}
+
+/// The first report of the kind; fails after a minute.
+inline ParameterSweep::RunReport waitForReport(ParameterSweep::JobEngine& engine,
+                                               ParameterSweep::RunReport::Kind kind) {
+  for (int look = 0; look < 6000; ++look) {
+    for (const ParameterSweep::RunReport& report : engine.poll()) {
+      if (report.kind == kind) {
+        return report;
+      }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  ADD_FAILURE() << "no such report";
+  return {};
 }
 
 }  // namespace SweepTest
