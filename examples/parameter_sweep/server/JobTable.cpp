@@ -18,7 +18,6 @@ using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
 
-constexpr milliseconds c_stepTime{2};  // that a poll spends with files, beyond the last step
 constexpr milliseconds c_activePause{100};
 constexpr milliseconds c_idlePause{1000};
 

@@ -120,6 +120,9 @@ class JobTable {
   void forgetStrays();
   void cleanNext();
 
+  /// What a poll spends with files of new parts, and again with those of ended ones, beyond the last step.
+  static constexpr std::chrono::milliseconds c_stepTime{2};
+
   const JobSettings m_settings;
   JobStore& m_store;
   StoreWriter& m_writer;

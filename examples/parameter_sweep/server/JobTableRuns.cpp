@@ -21,7 +21,6 @@ using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
 
-constexpr milliseconds c_stepTime{2};  // that a poll spends with results, beyond the last step
 constexpr milliseconds c_lookInterval{100};
 constexpr std::size_t c_progressAtOnce = 20;
 constexpr std::size_t c_longestLog = std::size_t{256} << 10U;  // that is read at once

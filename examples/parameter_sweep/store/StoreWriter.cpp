@@ -57,7 +57,7 @@ void StoreWriter::poll() {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::uint64_t count = 0;
-    static_cast<void>(::read(m_descriptor, &count, sizeof count));
+    [[maybe_unused]] const ssize_t bytes = ::read(m_descriptor, &count, sizeof count);
     finished.swap(m_finished);
   }
   m_waiting -= finished.size();
@@ -172,7 +172,7 @@ void StoreWriter::finish(Entries& entries) {
     std::move(entries.begin(), entries.end(), std::back_inserter(m_finished));
   }
   const std::uint64_t one = 1;
-  static_cast<void>(::write(m_descriptor, &one, sizeof one));
+  [[maybe_unused]] const ssize_t bytes = ::write(m_descriptor, &one, sizeof one);
 }
 
 /// Keeps the state of the store, and logs when it changes.
