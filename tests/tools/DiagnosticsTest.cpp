@@ -51,6 +51,15 @@ struct Slip {
   const char* hint;  ///< its start
 };
 
+/// In UTF-16, with a byte order mark.
+std::string utf16(const std::string& ascii) {
+  std::string result = "\xff\xfe";
+  for (const char character : ascii) {
+    result += {character, '\0'};
+  }
+  return result;
+}
+
 void PrintTo(const Slip& slip, std::ostream* stream) { *stream << slip.name; }
 
 class Slips : public testing::TestWithParam<Slip> {};
@@ -79,6 +88,20 @@ INSTANTIATE_TEST_SUITE_P(
              "the bytes 0xC3 0xA9 are UTF-8, but the document names the encoding us-ascii"},
         Slip{"unknown encoding", "<?xml version='1.0' encoding='klingon'?>\n" + c_open + c_request + c_close, 1, 41,
              "the encoding klingon is not known here"},
+        Slip{"UTF-16 that names UTF-8", utf16("<?xml version='1.0' encoding='UTF-8'?>\n" + c_open + c_close), 1, 21,
+             "the document is in UTF-16, but its XML declaration names UTF-8; name UTF-16 there"},
+        Slip{"ampersand in UTF-16", utf16("<?xml version='1.0' encoding='UTF-16'?>\n" + c_open + "A & B" + c_close), 3,
+             3, "write a '&' that stands for itself as &amp;"},
+        Slip{"ampersand behind characters beyond the first plane",
+             "<?xml version='1.0' encoding='GB18030'?>" + c_open + "<!-- \x90\x30\x81\x30 -->A & B" + c_close, 2, 13,
+             "write a '&' that stands for itself as &amp;"},
+        Slip{"byte order mark", "\xef\xbb\xbf" + c_open + "<request id='a'x='b'/>" + c_close, 2, 16,
+             "leave a blank between two attributes"},
+        Slip{"line ends of XML 1.1",
+             "<?xml version='1.1'?>\xc2\x85" + c_open + "\xe2\x80\xa8\r\xc2\x85\r\n<a>&</a>" + c_close, 6, 4,
+             "write a '&' that stands for itself as &amp;"},
+        Slip{"error before bytes that do not fit", c_open + "<a>&</a>" + std::string(9000, ' ') + "\xe9" + c_close, 2,
+             4, "write a '&' that stands for itself as &amp;"},
         Slip{"ampersand", c_open + "<!-- -->A & B" + c_request + c_close, 2, 11,
              "write a '&' that stands for itself as &amp;"},
         Slip{"ampersand in a value", c_open + "<request id='R&D'/>" + c_close, 2, 15,
@@ -92,6 +115,8 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"no blank", c_open + "<request id='a'x='b'/>" + c_close, 2, 16, "leave a blank between two attributes"},
         Slip{"twice", c_open + "<request id='a' id='b'/>" + c_close, 2, 25, "an element has each attribute once"},
         Slip{"text behind the root", c_open + c_request + c_close + "\ntext", 3, 1, "a document is one root element"},
+        Slip{"text before the root", "<?xml version='1.0'?>text" + c_open + c_request + c_close, 1, 22,
+             "a document is one root element"},
         Slip{"second root", c_open + c_request + c_close + "\n<more/>", 3, 1, "a document is one root element"},
         Slip{"wrong end", c_open + "<request>\n</reqest>" + c_close, 3, 1, "<request> was opened at 2:1"},
         Slip{"no end", c_open + c_request, 2, 67, "<DV_Request> was opened at 1:1"},
@@ -121,6 +146,14 @@ TEST(Diagnostics, ShowAPieceOfALongLine) {
     }
   }
   EXPECT_NE(run.output.find("<request id='a'/>"), std::string::npos) << run.output;
+}
+
+TEST(Diagnostics, ConvertALongDocument) {
+  const std::string padding = "<!-- " + std::string(40000, 'x') + " \x93\xfa\x96\x7b -->\n";
+  const json report = check("<?xml version='1.0' encoding='Shift_JIS'?>\n" + c_open + padding + "<more/>" + c_close);
+  EXPECT_EQ(report.at("verdict"), "invalid");
+  EXPECT_EQ(report.at("diagnostics").at(0).at("line"), 4);
+  EXPECT_EQ(report.at("diagnostics").at(0).at("path"), "/DV_Request/more");
 }
 
 TEST(Diagnostics, SayWhatAValueIsWhenTheMessageDoesNot) {

@@ -104,6 +104,9 @@ std::string hintOnStart(const SourceText& source) {
   if (begin == std::string::npos) {
     return "there is no document: the input is empty or blank";
   }
+  if (text[begin] == '<') {
+    return c_outsideRoot;
+  }
   if (text[begin] == '{' || text[begin] == '[') {
     return "the input looks like JSON; a package is XML";
   }
@@ -145,6 +148,11 @@ Hint hintOnSyntax(const ReadError& error, const SourceText& source, const ReadEl
   const std::string& text = source.text();
   if (text.compare(0, 2, "\x1f\x8b") == 0) {
     return {"the input looks like a gzip file; unpack it first", std::nullopt};
+  }
+  const std::string contradictory = source.contradictoryEncoding();
+  if (!contradictory.empty()) {
+    return {"the document is in UTF-16, but its XML declaration names " + contradictory + "; name UTF-16 there",
+            text.find("encoding")};
   }
   if (error.kind == ReadError::Kind::exception) {
     return hintOnEncoding(error, source);

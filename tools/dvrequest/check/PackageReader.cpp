@@ -13,6 +13,7 @@
 #include <xercesc/internal/IGXMLScanner.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/parsers/SAX2XMLReaderImpl.hpp>
+#include <xercesc/util/BinMemInputStream.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLEntityResolver.hpp>
@@ -41,6 +42,11 @@ using xercesc_3_1::XMLValid;
 constexpr std::size_t c_maxDepth = 1000;
 constexpr std::size_t c_maxErrors = 1000;
 constexpr std::size_t c_maxEntityExpansions = 64;
+
+// The library reads a document in pieces of these sizes, up to the root element in the smaller one when it does not
+// validate. Bytes that do not fit the encoding are found with their piece, behind the errors of the pieces before.
+constexpr XMLSize_t c_piece = 8192;
+constexpr XMLSize_t c_prologPiece = 4096;
 
 constexpr std::size_t c_maxText = 200;
 
@@ -109,9 +115,35 @@ std::string nestedElements() {
   return text;
 }
 
-xercesc_3_1::MemBufInputSource sourceOf(const std::string& text, const std::string& name) {
-  return {reinterpret_cast<const XMLByte*>(text.data()), text.size(), toWide(name).c_str()};
-}
+const XMLByte* bytesOf(const std::string& text) { return reinterpret_cast<const XMLByte*>(text.data()); }
+
+/// A document that is read in pieces of at most `piece` bytes; neither is copied.
+class PiecewiseSource final : public xercesc_3_1::InputSource {
+ public:
+  PiecewiseSource(const SourceText& source, const XMLSize_t& piece)
+      : InputSource(toWide(source.name()).c_str(), XMLPlatformUtils::fgMemoryManager),
+        m_content(source.content()),
+        m_piece(piece) {}
+
+  xercesc_3_1::BinInputStream* makeStream() const override { return new Stream(m_content, m_piece); }
+
+ private:
+  class Stream final : public xercesc_3_1::BinMemInputStream {
+   public:
+    Stream(const std::string& content, const XMLSize_t& piece)
+        : BinMemInputStream(bytesOf(content), content.size(), BufOpt_Reference, XMLPlatformUtils::fgMemoryManager),
+          m_piece(piece) {}
+    XMLSize_t readBytes(XMLByte* bytes, XMLSize_t most) override {
+      return BinMemInputStream::readBytes(bytes, std::min(most, m_piece));
+    }
+
+   private:
+    const XMLSize_t& m_piece;
+  };
+
+  const std::string& m_content;
+  const XMLSize_t& m_piece;
+};
 
 ReadError::Kind kindOf(const XMLCh* domain) {
   if (XMLString::equals(domain, XMLUni::fgValidityDomain)) {
@@ -173,7 +205,6 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
       : SAX2XMLReaderImpl(XMLPlatformUtils::fgMemoryManager, &schema.pool()), m_schema(schema) {
     setFeature(XMLUni::fgXercesSchemaFullChecking, true);
     setFeature(XMLUni::fgXercesUseCachedGrammarInParse, true);
-    setFeature(XMLUni::fgXercesCalculateSrcOfs, true);
     setXMLEntityResolver(&m_resources);
     m_expansions.setEntityExpansionLimit(c_maxEntityExpansions);
     setProperty(XMLUni::fgXercesSecurityManager, &m_expansions);
@@ -187,20 +218,21 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
 
   std::optional<std::size_t> read(const SourceText& source, bool validate, ReadHandler& handler) {
     forgetDocument();
-    m_content = &source.text();
+    m_source = &source;
     m_validate = validate;
-    m_offset = m_depth = m_entities = m_errors = 0;
+    m_piece = validate ? c_piece : c_prologPiece;
+    m_limit.reset();
+    m_offset = m_depth = m_errors = 0;
     m_pending.clear();
     m_handler = &handler;
-    std::optional<std::size_t> limit;
     try {
-      limit = scan(source, validate);
+      scan(source);
       handOverPending();
     } catch (const ReadHandler::EndOfReading&) {
       // The handler has what it wants to know.
     }
     m_handler = nullptr;
-    return limit;
+    return m_limit;
   }
 
   void error(unsigned int code, const XMLCh* domain, ErrTypes type, const XMLCh* text, const XMLCh*, const XMLCh*,
@@ -212,7 +244,8 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
       endAtLimit();
     }
     const Place place{static_cast<long>(line), static_cast<long>(column)};
-    m_pending.push_back({kindOf(domain), code, offset(), {severityOf(type), place, toText(text)}});
+    const std::size_t read = offset(place.line != 0 ? place : reached());
+    m_pending.push_back({kindOf(domain), code, read, {severityOf(type), place, toText(text)}});
     if (isBetweenTags(m_pending.back())) {
       handOverPending();
     }
@@ -224,14 +257,15 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
     if (m_handler == nullptr) {
       return;
     }
+    m_piece = c_piece;
     if (++m_depth > c_maxDepth) {
       endAtLimit();
     }
     ReadElement element;
     element.name = {toText(getURIText(uri)), toText(declaration.getBaseName())};
-    element.content = offset();
-    element.start = tagBefore(element.content);
     element.reached = reached();
+    element.content = offset(element.reached);
+    element.start = tagBefore(element.content);
     element.isDeclared = declaration.isDeclared();
     const auto* type = describe(declaration, element);
     for (XMLSize_t index = 0; index < count; ++index) {
@@ -246,7 +280,7 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
       return;
     }
     --m_depth;
-    m_handler->end({tagBefore(offset()), reached()}, m_text, std::exchange(m_pending, {}));
+    m_handler->end({tagBefore(offset(reached())), reached()}, m_text, std::exchange(m_pending, {}));
     m_text.clear();
   }
 
@@ -255,9 +289,6 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
       m_text += toText(characters).substr(0, c_maxText);
     }
   }
-
-  void startEntityReference(const xercesc_3_1::XMLEntityDecl&) override { ++m_entities; }
-  void endEntityReference(const xercesc_3_1::XMLEntityDecl&) override { --m_entities; }
 
   void doctypeDecl(const xercesc_3_1::DTDElementDecl& root, const XMLCh* publicId, const XMLCh* systemId,
                    bool hasInternalSubset, bool hasExternalSubset) override {
@@ -283,19 +314,14 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
     return type;
   }
 
-  /// Parses the document; gives the byte at which a limit of the library was met.
-  std::optional<std::size_t> scan(const SourceText& source, bool validate) {
-    setFeature(XMLUni::fgSAX2CoreValidation, validate);
+  /// Parses the document, up to a limit of the library.
+  void scan(const SourceText& source) {
+    setFeature(XMLUni::fgSAX2CoreValidation, m_validate);
     try {
-      auto input = sourceOf(source.text(), source.name());
-      if (source.wasConverted()) {
-        input.setEncoding(XMLUni::fgUTF8EncodingString);
-      }
-      parse(input);
+      parse(PiecewiseSource(source, m_piece));
     } catch (const LimitReached&) {
-      return m_offset;
+      // The library reads no further either.
     }
-    return std::nullopt;
   }
 
   /// Hands over errors for which no tag comes.
@@ -318,7 +344,7 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
 
   void parseSilently(const std::string& document) {
     setFeature(XMLUni::fgSAX2CoreValidation, false);
-    parse(sourceOf(document, {}));
+    parse(xercesc_3_1::MemBufInputSource(bytesOf(document), document.size(), ""));
   }
 
   /// The scanner keeps the undeclared elements and the version of a document for the next one.
@@ -333,27 +359,24 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
     return static_cast<xercesc_3_1::IGXMLScanner&>(*(this->*memberOf(Scanner())));
   }
 
+  /// What is read next, of an entity what is behind the reference to it; line 0 where there is no document to read.
   Place reached() {
-    const xercesc_3_1::Locator& locator = *scanner().getLocator();
-    return {static_cast<long>(locator.getLineNumber()), static_cast<long>(locator.getColumnNumber())};
+    xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
+    scanner().getReaderMgr()->getLastExtEntityInfo(place);
+    return {static_cast<long>(place.lineNumber), static_cast<long>(place.colNumber)};
   }
 
   [[noreturn]] void endAtLimit() {
-    offset();
+    m_limit = offset(reached());
     throw LimitReached();
   }
 
-  /// The byte that is read next. Within an entity, the one behind the reference to it.
-  std::size_t offset() {
-    if (m_entities == 0) {
-      m_offset = std::min(static_cast<std::size_t>(getSrcOffset()), m_content->size());
-    }
-    return m_offset;
-  }
+  /// The byte at `place`; the last such byte when there is none.
+  std::size_t offset(const Place& place) { return m_offset = m_source->offset(place).value_or(m_offset); }
 
   /// Where the tag begins that ends before `offset`.
   std::size_t tagBefore(std::size_t offset) const {
-    const std::size_t begin = offset == 0 ? std::string::npos : m_content->rfind('<', offset - 1);
+    const std::size_t begin = offset == 0 ? std::string::npos : m_source->text().rfind('<', offset - 1);
     return begin == std::string::npos ? offset : begin;
   }
 
@@ -361,11 +384,12 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
   NoResources m_resources;
   xercesc_3_1::SecurityManager m_expansions;
   ReadHandler* m_handler = nullptr;  ///< null for a document that no one is to hear of
-  const std::string* m_content = nullptr;
+  const SourceText* m_source = nullptr;
   bool m_validate = false;
+  XMLSize_t m_piece = c_piece;
+  std::optional<std::size_t> m_limit;  ///< the byte at which a limit of the library was met
   std::size_t m_offset = 0;
   std::size_t m_depth = 0;
-  std::size_t m_entities = 0;  ///< open references
   std::size_t m_errors = 0;
   std::vector<ReadError> m_pending;  ///< errors of the tag or content that is to end next
   std::string m_text;
