@@ -71,6 +71,7 @@ class FakeEngine final : public ParameterSweep::JobEngine {
   }
   bool isLeft(const Run&) const override { return m_isLeft; }
   std::vector<Report> poll() override { return std::exchange(m_reports, {}); }
+  bool isBusy() const override { return false; }
   int getDescriptor() const override { return -1; }
   std::string getError() const override { return m_error; }
   void endAll() override {}

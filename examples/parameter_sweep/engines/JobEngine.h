@@ -77,6 +77,8 @@ class JobEngine {
 
   /// What is new since the last call.
   virtual std::vector<RunReport> poll() = 0;
+  /// Whether `poll` has more to do at once.
+  virtual bool isBusy() const = 0;
   /// Becomes readable when `poll` should be called; -1 for an engine that is asked from time to time.
   virtual int getDescriptor() const = 0;
   /// Why the engine cannot say what becomes of its runs now; empty when it can.

@@ -1,5 +1,6 @@
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
+#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/engines/LocalEngine.h>
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -15,7 +16,6 @@ namespace ParameterSweep {
 namespace {
 
 constexpr std::uint64_t c_mebibyte = std::uint64_t{1} << 20U;
-constexpr std::size_t c_startsAtOnce = 4;
 constexpr std::chrono::seconds c_lookInterval{1};
 constexpr std::chrono::seconds c_longestEnd{30};
 
@@ -93,10 +93,14 @@ bool LocalEngine::isLeft(const Run& run) const { return m_runs.count(run) != 0 |
 std::vector<RunReport> LocalEngine::poll() {
   findAgain();
   reapEnded();
-  for (std::size_t count = 0; count < c_startsAtOnce && !m_toStart.empty(); ++count) {
+  const TimeSlice slice;
+  while (!m_toStart.empty()) {
     const Run run = m_toStart.front();
     m_toStart.pop_front();
     startOne(run);
+    if (slice.isOver()) {
+      break;
+    }
   }
   return std::exchange(m_reports, {});
 }

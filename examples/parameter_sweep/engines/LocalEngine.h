@@ -27,6 +27,7 @@ class LocalEngine final : public JobEngine {
   void end(const Run& run) override;
   bool isLeft(const Run& run) const override;
   std::vector<RunReport> poll() override;
+  bool isBusy() const override { return !m_toStart.empty(); }
   int getDescriptor() const override { return m_descriptor; }
   std::string getError() const override { return {}; }
   void endAll() override;

@@ -1,4 +1,5 @@
 #include <examples/parameter_sweep/common/Packages.h>
+#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/server/Followers.h>
 #include <service/Logging.h>
 
@@ -16,8 +17,9 @@ constexpr std::size_t c_mostFollowed = 1000;
 
 }  // namespace
 
-bool Followers::answer(int limit) {
-  for (int count = 0; count < limit; ++count) {
+bool Followers::answer() {
+  const TimeSlice slice;
+  do {
     const auto message = m_socket.receive();
     if (!message) {
       return false;
@@ -25,7 +27,7 @@ bool Followers::answer(int limit) {
     if (m_socket.send(message->connection, follow(*message)) == ServerSocket::Sent::Gone) {
       forget(message->connection);
     }
-  }
+  } while (!slice.isOver());
   return true;
 }
 

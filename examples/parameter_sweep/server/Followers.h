@@ -17,8 +17,8 @@ class Followers {
  public:
   Followers(ServerSocket& socket, const SweepServer& server) : m_socket(socket), m_server(server) {}
 
-  /// Answers at most `limit` requests to follow a job; false when there are no more.
-  bool answer(int limit);
+  /// Answers requests to follow a job for a slice of time; false when there are no more.
+  bool answer();
   /// Sends the status to all who follow the job, and forgets them with its end.
   void publish(const JobStatus& status);
 

@@ -1,6 +1,7 @@
 #include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/Spool.h>
+#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/server/JobTable.h>
 #include <examples/parameter_sweep/server/RunFailure.h>
 #include <service/Logging.h>
@@ -223,7 +224,7 @@ void JobTable::poll() {
 }
 
 milliseconds JobTable::getPause() const {
-  if (!m_preparing.empty() || !m_prepared.empty()) {
+  if (!m_preparing.empty() || !m_prepared.empty() || m_engine.isBusy()) {
     return milliseconds(0);
   }
   for (const PartKey& key : m_collecting) {
@@ -265,26 +266,27 @@ void JobTable::prepare(ActiveJob& job, std::size_t room) {
 }
 
 void JobTable::stepPreparing() {
-  const auto deadline = std::chrono::steady_clock::now() + c_stepTime;
-  while (!m_preparing.empty() && std::chrono::steady_clock::now() < deadline) {
-    const PartKey key = *m_preparing.begin();
-    const auto [job, part] = findPart(key);
-    while (prepareStep(*job, *part) && std::chrono::steady_clock::now() < deadline) {
+  const TimeSlice slice;
+  while (!m_preparing.empty()) {
+    const auto [job, part] = findPart(PartKey(*m_preparing.begin()));
+    prepareStep(*job, *part);
+    if (slice.isOver()) {
+      return;
     }
   }
 }
 
-/// Writes a piece of the part's input; false when there is nothing more to write.
-bool JobTable::prepareStep(ActiveJob& job, ActivePart& part) {
+/// Writes a piece of the part's input.
+void JobTable::prepareStep(ActiveJob& job, ActivePart& part) {
   try {
     const PartFiles partFiles = files(job, part);
     if (part.input == nullptr) {
       fs::create_directories(partFiles.folder);
       part.input = std::make_unique<PartInput>(m_store, job.record, part.record, partFiles);
-      return true;
+      return;
     }
     if (part.input->step()) {
-      return true;
+      return;
     }
     part.input.reset();
     setPhase(job, part, PartPhase::Starting);
@@ -292,7 +294,6 @@ bool JobTable::prepareStep(ActiveJob& job, ActivePart& part) {
   } catch (const std::exception& exception) {
     cannotStart(job, part, exception.what());
   }
-  return false;
 }
 
 /// The machine is short of something: this costs the part no try, and all starts wait.

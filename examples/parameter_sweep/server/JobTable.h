@@ -86,7 +86,7 @@ class JobTable {
   void startQueued();
   void prepare(ActiveJob& job, std::size_t room);
   void stepPreparing();
-  bool prepareStep(ActiveJob& job, ActivePart& part);
+  void prepareStep(ActiveJob& job, ActivePart& part);
   void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
   void startPrepared();
 
@@ -119,9 +119,6 @@ class JobTable {
   void endRuns(const ActiveJob& job);
   void forgetStrays();
   void cleanNext();
-
-  /// What a poll spends with files of new parts, and again with those of ended ones, beyond the last step.
-  static constexpr std::chrono::milliseconds c_stepTime{2};
 
   const JobSettings m_settings;
   JobStore& m_store;

@@ -3,6 +3,7 @@
 #include <examples/parameter_sweep/common/FileJobLog.h>
 #include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Packages.h>
+#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/server/JobTable.h>
 #include <examples/parameter_sweep/server/RunFailure.h>
 #include <service/Logging.h>
@@ -104,7 +105,7 @@ void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
 }
 
 void JobTable::stepCollecting() {
-  const auto deadline = std::chrono::steady_clock::now() + c_stepTime;
+  const TimeSlice slice;
   for (const PartKey& key : std::set<PartKey>(m_collecting)) {
     for (;;) {
       const auto [job, part] = findPart(key);
@@ -113,7 +114,7 @@ void JobTable::stepCollecting() {
       if (!isDue || !collectStep(*job, *part)) {
         break;
       }
-      if (std::chrono::steady_clock::now() >= deadline) {
+      if (slice.isOver()) {
         return;
       }
     }

@@ -5,14 +5,6 @@
 
 namespace ParameterSweep {
 
-namespace {
-
-// In a turn, so that nobody keeps the others waiting.
-constexpr int c_requestsAtOnce = 32;
-constexpr int c_followsAtOnce = 32;
-
-}  // namespace
-
 ServerLoop::ServerLoop(ServerTransport& transport, SweepServer& server, Followers& followers, StoreWriter& writer,
                        JobEngine& engine, JobTable& jobs)
     : m_transport(transport),
@@ -53,8 +45,8 @@ void ServerLoop::wait() {
 
 void ServerLoop::turn() {
   m_transport.getAuthentication().answer();
-  const bool hasRequests = m_transport.answerRequests(m_server, c_requestsAtOnce);
-  const bool hasFollows = m_followers.answer(c_followsAtOnce);
+  const bool hasRequests = m_transport.answerRequests(m_server);
+  const bool hasFollows = m_followers.answer();
   m_isBusy = hasRequests || hasFollows;
   m_server.poll();
 }

@@ -1,4 +1,5 @@
 #include <examples/parameter_sweep/common/Packages.h>
+#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/server/ServerTransport.h>
 #include <service/Logging.h>
 
@@ -30,8 +31,9 @@ ServerTransport::ServerTransport(const TransportSettings& settings)
   m_host.setPublisherPort(m_progress.bind(settings.bind, settings.publisherPort));
 }
 
-bool ServerTransport::answerRequests(SweepServer& server, int limit) {
-  for (int count = 0; count < limit; ++count) {
+bool ServerTransport::answerRequests(SweepServer& server) {
+  const TimeSlice slice;
+  do {
     const auto message = m_requests.receive();
     if (!message) {
       return false;
@@ -49,7 +51,7 @@ bool ServerTransport::answerRequests(SweepServer& server, int limit) {
     if (!package.empty()) {
       reply(message->connection, package);
     }
-  }
+  } while (!slice.isOver());
   return true;
 }
 

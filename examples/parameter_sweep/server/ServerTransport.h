@@ -35,8 +35,8 @@ class ServerTransport {
   ServerSocket& getRequests() { return m_requests; }
   ServerSocket& getProgress() { return m_progress; }
 
-  /// Has the process's request server answer at most `limit` requests; false when there are no more.
-  bool answerRequests(SweepServer& server, int limit);
+  /// Has the process's request server answer requests for a slice of time; false when there are no more.
+  bool answerRequests(SweepServer& server);
 
  private:
   void reply(const std::string& connection, const std::string& package);
