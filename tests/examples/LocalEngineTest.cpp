@@ -46,6 +46,7 @@ TEST_F(LocalEngineTest, EndBySignalIsReported) {
 
 TEST_F(LocalEngineTest, RunsFillTheRoom) {
   LocalEngine engine = make("sleep 600");
+  EXPECT_TRUE(engine.poll().empty());
   engine.start({makeRun()});
   EXPECT_EQ(engine.getRoom(), 1U);
   waitForReport(engine, RunReport::Kind::Running);
@@ -87,6 +88,50 @@ TEST_F(LocalEngineTest, AnotherEngineFindsTheRunByItsRecord) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   EXPECT_FALSE(engine.isLeft(run));
+}
+
+TEST_F(LocalEngineTest, RunWhoseRecordWasLostIsFoundByItsCommand) {
+  const StartedRun run = makeRun();
+  const std::string script = "sleep 600 & wait";
+  std::string record;
+  {
+    LocalEngine engine = make(script);
+    engine.start({run});
+    record = waitForReport(engine, RunReport::Kind::Started).record;
+  }
+  LocalEngine other({m_program.program, m_folder.file("other")}, {}, 2);
+  EXPECT_TRUE(other.poll().empty());
+  LocalEngine engine = make(script);
+  EXPECT_EQ(engine.getRoom(), 0U) << "nothing starts beside a run that has not been found yet";
+  const std::vector<RunReport> reports = engine.poll();
+  ASSERT_EQ(reports.size(), 2U);
+  EXPECT_EQ(reports[0].kind, RunReport::Kind::Found);
+  EXPECT_EQ(reports[0].record, record);
+  EXPECT_FALSE(reports[0].run < run || run < reports[0].run);
+  EXPECT_EQ(reports[1].kind, RunReport::Kind::Running);
+  EXPECT_EQ(engine.getRoom(), 1U);
+  engine.end(run);
+  for (int look = 0; look < 6000 && engine.isLeft(run); ++look) {
+    EXPECT_TRUE(engine.poll().empty());
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_FALSE(engine.isLeft(run));
+}
+
+TEST_F(LocalEngineTest, OtherCommandsAreNotTakenForRuns) {
+  const SweepJobId jobId;
+  std::vector<std::string> command = makeCommand(m_program, {jobId, 12, 3}, "12");
+  EXPECT_EQ(findRun(m_program, command)->part, 12U);
+  EXPECT_EQ(findRun(m_program, command)->attempt, 3U);
+  command.insert(command.begin(), {"ssh", "host"});
+  EXPECT_EQ(findRun(m_program, command)->jobId.toString(), jobId.toString());
+  EXPECT_FALSE(findRun({m_program.program, "/another"}, command));
+  EXPECT_FALSE(findRun(m_program, makeCommand(m_program, {jobId, 12, 3}, "slurm")));
+  command.resize(6);
+  EXPECT_FALSE(findRun(m_program, command)) << "no id of a job";
+  command.resize(5);
+  EXPECT_FALSE(findRun(m_program, command));
+  EXPECT_FALSE(findRun(m_program, {}));
 }
 
 TEST_F(LocalEngineTest, RecordOfAnotherProcessOrAnotherStartOfTheMachineIsNotFollowed) {

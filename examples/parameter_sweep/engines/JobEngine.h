@@ -35,6 +35,7 @@ struct RunEnd {
 struct RunReport {
   enum class Kind {
     Started,     ///< the engine has it; `record` finds it again in another process
+    Found,       ///< the same, of one that neither this process started nor `resume` named
     NotStarted,  ///< `reason` says why
     Waiting,     ///< it waits for a free place
     Running,     ///< it runs since `age`

@@ -35,7 +35,7 @@ LocalEngine::~LocalEngine() { ::close(m_descriptor); }
 
 std::size_t LocalEngine::getRoom() const {
   const std::size_t used = m_runs.size() + m_unsearched.size() + m_toStart.size();
-  return used < m_runsAtOnce ? m_runsAtOnce - used : 0;
+  return m_hasSearched && used < m_runsAtOnce ? m_runsAtOnce - used : 0;
 }
 
 void LocalEngine::start(const std::vector<Run>& runs) { m_toStart.insert(m_toStart.end(), runs.begin(), runs.end()); }
@@ -91,6 +91,7 @@ void LocalEngine::end(const Run& run) {
 bool LocalEngine::isLeft(const Run& run) const { return m_runs.count(run) != 0 || m_unsearched.count(run) != 0; }
 
 std::vector<RunReport> LocalEngine::poll() {
+  findUnknown();
   findAgain();
   reapEnded();
   const TimeSlice slice;
@@ -103,6 +104,30 @@ std::vector<RunReport> LocalEngine::poll() {
     }
   }
   return std::exchange(m_reports, {});
+}
+
+/// A server that is killed between a start and its storing leaves a process that the store does not name. Nothing is
+/// started before such processes have been searched for once.
+void LocalEngine::findUnknown() {
+  if (m_hasSearched) {
+    return;
+  }
+  try {
+    for (const auto& [record, command] : LocalProcess::listCommands()) {
+      const std::optional<Run> run = findRun(m_program, command);
+      if (!run || m_runs.count(*run) != 0 || m_unsearched.count(*run) != 0) {
+        continue;
+      }
+      if (const auto process = LocalProcess::find(record)) {
+        watch(*run, *process);
+        m_reports.push_back({*run, RunReport::Kind::Found, record});
+        m_reports.push_back({*run, RunReport::Kind::Running, {}, {}, false, process->getAge()});
+      }
+    }
+    m_hasSearched = true;
+  } catch (const Shortage&) {
+    return;  // tried again with the next call; what was found is known by then
+  }
 }
 
 void LocalEngine::findAgain() {

@@ -41,6 +41,7 @@ class LocalEngine final : public JobEngine {
 
   void startOne(const Run& run);
   void watch(const Run& run, const LocalProcess& process);
+  void findUnknown();
   void findAgain();
   void reapEnded();
   void reap(const Run& run);
@@ -49,6 +50,7 @@ class LocalEngine final : public JobEngine {
   const JobProgram m_program;
   const std::vector<std::string> m_launcher;
   const std::size_t m_runsAtOnce;
+  bool m_hasSearched = false;  ///< for runs that nobody named
   int m_descriptor;
   std::deque<Run> m_toStart;
   std::map<Run, Watched> m_runs;            ///< also those that still must go

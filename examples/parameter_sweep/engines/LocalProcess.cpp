@@ -41,14 +41,18 @@ void check(int error, const std::string& message) {
 /// The content of a file of the kernel; empty when there is none. Throws `Shortage`.
 std::string readKernelFile(const std::string& file) {
   const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-  std::array<char, 4096> content{};
-  const ssize_t size = descriptor < 0 ? -1 : ::read(descriptor, content.data(), content.size());
+  std::array<char, 4096> piece{};
+  std::string content;
+  ssize_t size = -1;
+  while (descriptor >= 0 && (size = ::read(descriptor, piece.data(), piece.size())) > 0) {
+    content.append(piece.data(), static_cast<std::size_t>(size));
+  }
   const int error = errno;
   if (descriptor >= 0) {
     ::close(descriptor);
   }
-  if (size >= 0) {
-    return {content.data(), static_cast<std::size_t>(size)};
+  if (size == 0) {
+    return content;
   }
   if (error == ENOENT || error == ESRCH) {
     return {};
@@ -56,17 +60,56 @@ std::string readKernelFile(const std::string& file) {
   throw Shortage(error, std::generic_category(), "cannot read " + file);
 }
 
-/// When the process started, as field 22 of its status; empty when there is no such process.
-std::string readStartTime(pid_t process) {
-  constexpr int c_fieldsAfterName = 20;
+/// A field of the process's status, counted from 1; empty when there is no such process. Throws `Shortage`.
+std::string readStatus(pid_t process, int number) {
   const std::string status = readKernelFile("/proc/" + std::to_string(process) + "/stat");
   // The name, field 2, is in parentheses and may hold anything.
   std::istringstream fields(status.substr(status.rfind(')') + 1));
   std::string field;
-  for (int index = 0; index < c_fieldsAfterName; ++index) {
+  for (int index = 2; index < number; ++index) {
     fields >> field;
   }
   return fields ? field : std::string();
+}
+
+std::string readGroup(pid_t process) {
+  constexpr int c_field = 5;
+  return readStatus(process, c_field);
+}
+
+/// When the process started, in the kernel's own measure.
+std::string readStartTime(pid_t process) {
+  constexpr int c_field = 22;
+  return readStatus(process, c_field);
+}
+
+/// The program and its arguments.
+std::vector<std::string> readCommand(pid_t process) {
+  std::istringstream words(readKernelFile("/proc/" + std::to_string(process) + "/cmdline"));
+  std::vector<std::string> command;
+  for (std::string word; std::getline(words, word, '\0');) {
+    command.push_back(word);
+  }
+  return command;
+}
+
+/// The numbers of this user's processes. Throws `Shortage`.
+std::vector<pid_t> listProcesses() {
+  std::vector<pid_t> processes;
+  std::error_code error;
+  for (std::filesystem::directory_iterator next("/proc", error), end; !error && next != end; next.increment(error)) {
+    const std::string name = next->path().filename().string();
+    struct stat status {};
+    const bool isOurs = name.find_first_not_of("0123456789") == std::string::npos &&
+                        ::stat(next->path().c_str(), &status) == 0 && status.st_uid == ::geteuid();
+    if (isOurs) {
+      processes.push_back(std::stoi(name));
+    }
+  }
+  if (error) {
+    throw Shortage(error.value(), std::generic_category(), "cannot read /proc");
+  }
+  return processes;
 }
 
 /// Which start of the machine this is. Throws `Shortage`.
@@ -147,6 +190,10 @@ void setLimits(pid_t process, const LocalProcess::Limits& limits) {
   setLimit(process, RLIMIT_AS, limits.memoryBytes, 0);
 }
 
+std::string makeRecord(pid_t process, const std::string& startTime) {
+  return std::to_string(process) + " " + startTime + " " + getBootId();
+}
+
 int openProcess(pid_t process) { return static_cast<int>(::syscall(SYS_pidfd_open, process, 0)); }
 
 }  // namespace
@@ -204,9 +251,19 @@ std::optional<LocalProcess> LocalProcess::find(const std::string& record) {
   return readStartTime(process) == startTime && !found.hasEnded() ? std::optional(found) : std::nullopt;
 }
 
-std::string LocalProcess::getRecord() const {
-  return std::to_string(m_process) + " " + m_startTime + " " + getBootId();
+std::vector<std::pair<std::string, std::vector<std::string>>> LocalProcess::listCommands() {
+  std::vector<std::pair<std::string, std::vector<std::string>>> result;
+  for (const pid_t process : listProcesses()) {
+    // Read before the command, so that the command is that of the process which the record names, or of none.
+    const std::string startTime = readStartTime(process);
+    if (readGroup(process) == std::to_string(process)) {
+      result.emplace_back(makeRecord(process, startTime), readCommand(process));
+    }
+  }
+  return result;
 }
+
+std::string LocalProcess::getRecord() const { return makeRecord(m_process, m_startTime); }
 
 bool LocalProcess::hasEnded() const {
   pollfd item{m_descriptor, POLLIN, 0};

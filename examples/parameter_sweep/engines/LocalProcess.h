@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace ParameterSweep {
@@ -40,6 +41,10 @@ class LocalProcess {
 
   /// The process that a record names; empty when it is gone. Throws `Shortage` when that cannot be told now.
   static std::optional<LocalProcess> find(const std::string& record);
+
+  /// The processes of this user that lead a process group, as those of `start` do: the record and the command of each.
+  /// Throws `Shortage` when they cannot be told now.
+  static std::vector<std::pair<std::string, std::vector<std::string>>> listCommands();
 
   /// What `find` needs: number, start time, and which start of the machine both belong to.
   std::string getRecord() const;

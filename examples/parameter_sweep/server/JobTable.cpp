@@ -255,14 +255,18 @@ void JobTable::prepare(ActiveJob& job, std::size_t room) {
       return;
     }
     if (part.phase == PartPhase::Queued && m_clocks.now() >= part.notBefore) {
-      ++part.record.tries;
-      part.record.logOffset = 0;
-      part.progress = 0;
-      part.progressRead = {};
+      beginTry(part);
       setPhase(job, part, PartPhase::Preparing);
       --room;
     }
   }
+}
+
+void JobTable::beginTry(ActivePart& part) {
+  ++part.record.tries;
+  part.record.logOffset = 0;
+  part.progress = 0;
+  part.progressRead = {};
 }
 
 void JobTable::stepPreparing() {
@@ -333,8 +337,25 @@ void JobTable::cancel(const SweepJobId& jobId, const StoreWriter::Done& done) {
     done(Stored::Refused);
     return;
   }
-  storeEnd(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), {}, StoreWriter::Patience::Once,
-           done);
+  std::vector<std::pair<std::uint32_t, std::uint64_t>> logs;
+  for (const ActivePart& part : job->parts) {
+    logs.emplace_back(part.record.tries, part.record.logOffset);
+  }
+  // What could not be stored is read again.
+  const auto restore = [this, jobId, logs = std::move(logs)] {
+    ActiveJob* const known = findJob(jobId.getUniqueId());
+    for (std::size_t index = 0; known != nullptr && index < logs.size(); ++index) {
+      PartRecord& part = known->parts[index].record;
+      part.logOffset = part.tries == logs[index].first ? logs[index].second : part.logOffset;
+    }
+  };
+  storeEnd(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), tryReadLogs(*job),
+           StoreWriter::Patience::Once, [restore, done](Stored stored) {
+             if (stored != Stored::Done) {
+               restore();
+             }
+             done(stored);
+           });
 }
 
 void JobTable::note(const ActiveJob& job, LogMessage::Type type, const std::string& text) {

@@ -115,6 +115,7 @@ class JobTable {
   LogMessage makeMessage(LogMessage::Type type, const std::string& text) const;
   std::vector<LogMessage> readLog(const ActiveJob& job, ActivePart& part) const;
   std::vector<LogMessage> tryReadLog(const ActiveJob& job, ActivePart& part) const;
+  std::vector<LogMessage> tryReadLogs(ActiveJob& job) const;
   void removeFiles(const ActiveJob& job, const ActivePart& part) const;
   void endRuns(const ActiveJob& job);
   void forgetStrays();

@@ -36,10 +36,13 @@ std::string describe(const ActiveJob& job, const ActivePart& part) {
 
 void JobTable::handle(const RunReport& report) {
   const auto [job, part] = findRun(report.run);
-  if (part == nullptr) {
+  if (part == nullptr && report.kind != RunReport::Kind::Found) {
     return;
   }
   switch (report.kind) {
+    case RunReport::Kind::Found:
+      found(report);
+      break;
     case RunReport::Kind::Started:
       started(*job, *part, report);
       break;
@@ -229,6 +232,10 @@ void JobTable::tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& fa
     fail(job, failure);
     return;
   }
+  if (std::vector<LogMessage> messages = tryReadLog(job, part); !messages.empty()) {
+    m_writer.write(AddMessages{job.record.status.jobId, std::move(messages), part.record.number, part.record.logOffset},
+                   StoreWriter::Patience::Forever, [](Stored) {});
+  }
   note(job, LogMessage::Type::Warning,
        describe(job, part) + failure.getMessage() + "; will try again (try " + std::to_string(part.record.tries) + ")");
   const bool wasGiven = !part.record.run.empty();
@@ -246,12 +253,8 @@ void JobTable::tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& fa
 
 /// `messages` are those of its programs that have been read already.
 void JobTable::fail(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages) {
-  for (ActivePart& part : job.parts) {
-    if (part.phase == PartPhase::Running || part.phase == PartPhase::Collecting) {
-      const std::vector<LogMessage> more = tryReadLog(job, part);
-      messages.insert(messages.end(), more.begin(), more.end());
-    }
-  }
+  const std::vector<LogMessage> more = tryReadLogs(job);
+  messages.insert(messages.end(), more.begin(), more.end());
   storeEnd(job, failure, std::move(messages), StoreWriter::Patience::Forever, [](Stored) {});
 }
 
@@ -396,11 +399,23 @@ std::vector<LogMessage> JobTable::tryReadLog(const ActiveJob& job, ActivePart& p
   }
 }
 
+/// The same of all parts whose programs may have logged something.
+std::vector<LogMessage> JobTable::tryReadLogs(ActiveJob& job) const {
+  std::vector<LogMessage> messages;
+  for (ActivePart& part : job.parts) {
+    if (isGiven(part.phase) || part.phase == PartPhase::Collecting) {
+      const std::vector<LogMessage> more = tryReadLog(job, part);
+      messages.insert(messages.end(), more.begin(), more.end());
+    }
+  }
+  return messages;
+}
+
 void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& done) {
   ActiveJob* const job = findJob(jobId.getUniqueId());
   AddMessages last;
   bool isNews = false;
-  if (job != nullptr) {
+  if (job != nullptr && !job->isEnding) {
     for (ActivePart& part : job->parts) {
       const std::uint64_t before = part.record.logOffset;
       std::vector<LogMessage> messages;
