@@ -414,6 +414,38 @@ TEST_F(JobTableTest, NextServerGoesOnWithTheRunsOfTheOneBefore) {
   EXPECT_EQ(state(jobId), JobState::Finished);
 }
 
+TEST_F(JobTableTest, RunWhoseStartTheServerBeforeCouldNotStoreIsGoneOnWith) {
+  const SweepJobId jobId = submit();
+  const StartedRun run{jobId, 1, 1};
+  std::filesystem::create_directories(files(run).folder);
+  m_engine->report({run, RunReport::Kind::Found, "run of the one before"});
+  m_engine->report({run, RunReport::Kind::Running});
+  settle();
+  EXPECT_TRUE(m_engine->m_all.empty()) << "started again beside it";
+  EXPECT_EQ(state(jobId), JobState::Running);
+  begin();
+  EXPECT_EQ(m_engine->m_resumed, std::vector<std::string>{"run of the one before"});
+  SweepResult result{jobId};
+  result.realizations.push_back({1, 2.0});
+  write(run, {result});
+  m_engine->finish(run, {});
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Finished);
+}
+
+TEST_F(JobTableTest, FoundRunThatIsNotTheNextTryIsEnded) {
+  m_engine->m_room = 0;
+  const SweepJobId jobId = submit();
+  for (const StartedRun& run : {StartedRun{SweepJobId(), 1, 1}, StartedRun{jobId, 1, 2}, StartedRun{jobId, 2, 1}}) {
+    m_engine->report({run, RunReport::Kind::Found, "run"});
+    m_engine->report({run, RunReport::Kind::Running});
+    settle();
+    EXPECT_FALSE(m_engine->m_ended.back() < run || run < m_engine->m_ended.back());
+  }
+  EXPECT_EQ(m_engine->m_ended.size(), 3U);
+  EXPECT_EQ(state(jobId), JobState::Queued);
+}
+
 TEST_F(JobTableTest, RunOfTheServerBeforeIsUnknownUntilTheEngineTells) {
   m_engine->m_room = 2;
   const SweepJobId runs = submit();
@@ -538,6 +570,48 @@ TEST_F(JobTableTest, MessagesOfTheJobProgramAreReadWhileItRunsAndNoneTwice) {
   finish(lastRun());
   EXPECT_EQ(countMessages(jobId, "begun"), 1);
   EXPECT_EQ(countMessages(jobId, "Finished"), 1);
+}
+
+TEST_F(JobTableTest, MessagesOfALostTryAreKept) {
+  const SweepJobId jobId = submit();
+  settle();
+  std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "first try"});
+  fail(lastRun(), {std::nullopt, SIGKILL, ""});
+  EXPECT_EQ(countMessages(jobId, "first try"), 1);
+  m_clock.pass(seconds(2));
+  settle();
+  std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "second"});
+  finish(lastRun());
+  EXPECT_EQ(countMessages(jobId, "first try"), 1);
+  EXPECT_EQ(countMessages(jobId, "second"), 1);
+}
+
+TEST_F(JobTableTest, MessagesOfCancelledRunsAreKeptAlsoAfterACancelThatWasNotStored) {
+  const SweepJobId jobId = submit();
+  settle();
+  std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"});
+  Stored result = Stored::Done;
+  const auto cancel = [&] {
+    bool isTold = false;
+    m_table->cancel(jobId, [&](Stored stored) {
+      result = stored;
+      isTold = true;
+    });
+    while (!isTold) {
+      m_writer->pollFor(milliseconds(100));
+    }
+  };
+  {
+    Database other(m_folder.file("sweep.db"));
+    other.execute("BEGIN IMMEDIATE");
+    cancel();
+    EXPECT_EQ(result, Stored::Failed);
+    other.execute("ROLLBACK");
+  }
+  EXPECT_EQ(countMessages(jobId, "begun"), 0);
+  cancel();
+  EXPECT_EQ(result, Stored::Done);
+  EXPECT_EQ(countMessages(jobId, "begun"), 1);
 }
 
 TEST_F(JobTableTest, MessageThatIsStillBeingWrittenIsReadOnceItIsWhole) {

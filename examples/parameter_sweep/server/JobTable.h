@@ -85,12 +85,14 @@ class JobTable {
 
   void startQueued();
   void prepare(ActiveJob& job, std::size_t room);
+  static void beginTry(ActivePart& part);
   void stepPreparing();
   void prepareStep(ActiveJob& job, ActivePart& part);
   void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
   void startPrepared();
 
   void handle(const RunReport& report);
+  void found(const RunReport& report);
   void started(ActiveJob& job, ActivePart& part, const RunReport& report);
   void notStarted(ActiveJob& job, ActivePart& part, const RunReport& report);
   void runs(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);

@@ -64,6 +64,20 @@ void JobTable::handle(const RunReport& report) {
   }
 }
 
+/// An earlier server started the run, but ended before it could store that.
+void JobTable::found(const RunReport& report) {
+  const auto [job, part] = findPart({report.run.jobId.getUniqueId(), report.run.part});
+  const bool isNextTry = part != nullptr && !job->isEnding && part->phase == PartPhase::Queued &&
+                         part->record.tries + 1 == report.run.attempt;
+  if (isNextTry) {
+    beginTry(*part);
+    started(*job, *part, report);
+  } else {
+    m_engine.end(report.run);
+    m_strays.insert(report.run);
+  }
+}
+
 void JobTable::started(ActiveJob& job, ActivePart& part, const RunReport& report) {
   m_startFault.succeeded();
   part.record.run = report.record;
