@@ -418,7 +418,7 @@ void measureRestart() {
 /// 100 000 realizations of 10 columns in many packages.
 JobStatus submitLarge(ServerConnection& connection, std::uint32_t partSize) {
   constexpr std::uint32_t c_realizations = 100000;
-  constexpr std::uint32_t c_inPackage = 200;
+  constexpr std::uint32_t c_inPackage = 100;
   const SweepJobId jobId;
   std::uint32_t sent = 0;
   return connection.askInTurn<JobStatus>([&]() -> std::optional<Request> {

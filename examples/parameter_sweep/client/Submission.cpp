@@ -9,7 +9,7 @@ namespace ParameterSweep {
 namespace {
 
 /// Large enough that the envelope does not matter, small enough that other clients' requests need not wait.
-constexpr std::size_t c_packageBytes = std::size_t{128} << 10U;
+constexpr std::size_t c_packageBytes = std::size_t{64} << 10U;
 
 /// What a vector takes in a package, about.
 std::size_t estimateBytes(const ParameterTable& table) {
