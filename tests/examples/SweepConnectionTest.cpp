@@ -95,9 +95,11 @@ TEST(SweepConnectionTest, ProgramThatTakesConnectionsAndSaysNothingIsNotTakenFor
   const boost::asio::ip::tcp::acceptor acceptor(
       context, boost::asio::ip::tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
   const std::string port = std::to_string(acceptor.local_endpoint().port());
-  EXPECT_EQ(failureAt({"127.0.0.1", port}, c_enoughToConnect).getMessage(),
-            "no answer from 127.0.0.1:" + port +
-                ": something listens there but does not speak to this client; check the port and the keys");
+  EXPECT_EQ(
+      failureAt({"127.0.0.1", port}, c_enoughToConnect).getMessage(),
+      "no answer from 127.0.0.1:" + port +
+          ": something listens there but does not speak to this client; check the port and the keys, or try again "
+          "later, as the server may be too busy to let anybody in");
 }
 
 TEST(SweepConnectionTest, ServerThatIsThereAndDoesNotAnswerIsBusy) {

@@ -171,7 +171,8 @@ void Channel::fail(const std::string& reason) const { throw SweepFailure(Failure
 
 void Channel::failToConnect() const {
   const std::string server = "no answer from " + m_address.toText() + ": ";
-  fail(server + (m_isReached ? "something listens there but does not speak to this client; check the port and the keys"
+  fail(server + (m_isReached ? "something listens there but does not speak to this client; check the port and the "
+                               "keys, or try again later, as the server may be too busy to let anybody in"
                              : "no connection; check that sweep-server runs there, and the port"));
 }
 
