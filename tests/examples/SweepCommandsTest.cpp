@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,46 @@ TEST_F(SweepCommandsTest, JobsAreListedTheNewestFirstAndByState) {
   EXPECT_EQ(m_server.client({"list", "--state", "Failed"}).output, "");
   EXPECT_EQ(m_server.client({"list", "--owner", "somebody else"}).output, "");
   EXPECT_EQ(m_server.client({"list", "--state", "finished"}).exitCode, 2);
+}
+
+/// The line of the list without its digits, which are those of an id and of times.
+std::string listedAs(const Server& server, const std::string& job) {
+  const std::string line = server.client({"list"}).output;
+  EXPECT_EQ(line.rfind(job + " ", 0), 0U) << line;
+  return std::regex_replace(line.substr(std::min(line.size(), job.size() + 1)), std::regex("[0-9]"), "0");
+}
+
+TEST_F(SweepCommandsTest, ListTellsWhenAJobWasSubmittedStartedAndEnded) {
+  const std::string time = "0000-00-00T00:00:00Z";
+  const std::string none = "-                   ";
+  const Server server(m_folder.file("other"), {"--tries", "1", "--launch-with",
+                                               "sh -c 'while [ ! -e " + m_folder.file("go") +
+                                                   " ]; do sleep 0.02; done; exec \"$@\"' launcher"});
+  const std::string job = submit({"--name", "the name"}, server);
+  ASSERT_EQ(server.waitForState(job, "Running"), "Running");
+  EXPECT_EQ(listedAs(server, job), "Running     0 % " + time + " " + time + " " + none + " the name\n");
+  m_folder.write("go", "");
+  ASSERT_EQ(server.client({"--quiet", "wait", job}).exitCode, 0);
+  EXPECT_EQ(listedAs(server, job), "Finished  000 % " + time + " " + time + " " + time + " the name\n");
+  const json object = json::parse(server.client({"--json", "list"}).output);
+  for (const char* name : {"submitted", "started", "ended"}) {
+    EXPECT_EQ(object.value(name, "").size(), time.size()) << name;
+  }
+}
+
+TEST_F(SweepCommandsTest, AnswerThatIsEmptyEmptiesTheOutputFile) {
+  const std::string job = submit();
+  ASSERT_EQ(m_server.client({"--quiet", "wait", job}).exitCode, 0);
+  for (const SweepTest::Arguments& command :
+       {SweepTest::Arguments{"output", job}, SweepTest::Arguments{"list", "--state", "Failed"}}) {
+    SweepTest::Arguments arguments{"--output", m_folder.write("answer", "of an earlier command\n")};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    EXPECT_EQ(m_server.client(arguments).exitCode, 0);
+    EXPECT_EQ(TemporaryFolder::read(m_folder.file("answer")), "") << command.front();
+  }
+  const std::string kept = m_folder.write("kept", "nothing is answered here\n");
+  EXPECT_EQ(m_server.client({"--quiet", "--output", kept, "wait", job}).exitCode, 0);
+  EXPECT_EQ(TemporaryFolder::read(kept), "nothing is answered here\n");
 }
 
 TEST_F(SweepCommandsTest, RemovedJobsAreUnknown) {
@@ -161,6 +202,11 @@ TEST_F(SweepCommandsTest, PriorityAndPartSizeAreKept) {
 TEST_F(SweepCommandsTest, NameMayBeAsLongAsTheServerTakesIt) {
   const std::string job = submit({"--name", std::string(200, 'n')});
   EXPECT_EQ(status(job)["title"], std::string(200, 'n'));
+  std::string umlauts;
+  for (int count = 0; count < 200; ++count) {
+    umlauts += "\u00fc";
+  }
+  EXPECT_EQ(status(submit({"--name", umlauts}))["title"], umlauts);
   EXPECT_EQ(m_server.client({"submit", "--expression", "x", "--parameters", table(), "--name", std::string(201, 'n')})
                 .exitCode,
             2);

@@ -49,8 +49,8 @@ auto adding(const std::string& hint, const Action& action) {
 int Client::run() {
   try {
     const int code = runCommand();
-    if (!m_options.output.empty() && !m_answer.empty()) {
-      adding(m_hint, [this] { writeOutput(m_options.output, m_answer); });
+    if (!m_options.output.empty() && m_answer) {
+      adding(m_hint, [this] { writeOutput(m_options.output, *m_answer); });
     }
     return code;
   } catch (const std::exception& exception) {
@@ -206,6 +206,7 @@ void Client::log() {
 
 void Client::output() {
   Request request{RequestKind::Output, theJob()};
+  print("");  // a job without output has an empty answer
   for (bool hasEnded = false;;) {
     const auto piece = m_connection.ask<JobOutput>(request);
     if (!piece.text.empty()) {
@@ -308,7 +309,7 @@ void Client::print(const std::string& text) {
   if (m_options.output.empty()) {
     writeOutput("", text);
   } else {
-    m_answer += text;
+    m_answer = std::move(m_answer).value_or("") + text;
   }
 }
 

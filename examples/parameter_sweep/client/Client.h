@@ -52,9 +52,9 @@ class Client {
 
   const Options& m_options;
   ServerConnection m_connection;
-  std::optional<JobOfLog> m_jobOfLog;  ///< the job that is being asked about
-  std::string m_answer;                ///< for a file
-  std::string m_hint;                  ///< added to failure messages: the job's id, which the user has not seen yet
+  std::optional<JobOfLog> m_jobOfLog;   ///< the job that is being asked about
+  std::optional<std::string> m_answer;  ///< for a file; none when the command has none
+  std::string m_hint;                   ///< added to failure messages: the job's id, which the user has not seen yet
 };
 
 }  // namespace ParameterSweep

@@ -23,6 +23,15 @@ std::string refuseNoTime(const std::string& text) {
   return isTime ? "" : "use seconds above 0, such as 2.5";
 }
 
+/// The characters of a text in UTF-8.
+std::size_t countCharacters(const std::string& text) {
+  constexpr unsigned c_kind = 0xC0;
+  constexpr unsigned c_continuation = 0x80;
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char character) {
+    return (static_cast<unsigned char>(character) & c_kind) != c_continuation;
+  }));
+}
+
 /// A subcommand that sets the command.
 CLI::App* addCommand(CLI::App& app, Options& options, Command command, const char* name, const char* description) {
   CLI::App* const subcommand = app.add_subcommand(name, description);
@@ -55,7 +64,7 @@ void addSubmit(CLI::App& app, Options& options) {
   expression->needs(parameters);
   parameters->needs(expression);
   submit->add_option("--name", options.title, "what people call the job")->check([](const std::string& text) {
-    return text.size() <= c_maxTitle ? "" : "use at most " + std::to_string(c_maxTitle) + " characters";
+    return countCharacters(text) <= c_maxTitle ? "" : "use at most " + std::to_string(c_maxTitle) + " characters";
   });
   submit->add_option("--priority", options.priority, "jobs with a higher one start earlier")
       ->check(CLI::Range(-100, 100))

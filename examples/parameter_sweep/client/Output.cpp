@@ -39,6 +39,14 @@ std::string toOneLine(std::string text) {
   return text;
 }
 
+/// A column of a list; "-" for a time that has not come.
+std::string toColumn(std::int64_t milliseconds) {
+  constexpr std::size_t c_width = 20;
+  std::string text = milliseconds == 0 ? "-" : toTime(milliseconds);
+  text.resize(std::max(text.size(), c_width), ' ');
+  return text;
+}
+
 int toPercent(double progress) { return static_cast<int>(std::floor(100 * progress)); }
 
 /// One line; bytes that are not UTF-8 become U+FFFD.
@@ -147,8 +155,8 @@ std::string show(const JobList& list, Form form) {
       continue;
     }
     lines << job.jobId.toString() << " " << std::left << std::setw(9) << toText(job.state) << std::right << std::setw(4)
-          << toPercent(job.progress) << " % " << toTime(job.submitted)
-          << (job.owner.empty() ? "" : " " + toOneLine(job.owner))
+          << toPercent(job.progress) << " % " << toColumn(job.submitted) << " " << toColumn(job.started) << " "
+          << toColumn(job.ended) << (job.owner.empty() ? "" : " " + toOneLine(job.owner))
           << (job.title.empty() ? "" : " " + toOneLine(job.title)) << "\n";
   }
   return lines.str();
