@@ -24,6 +24,10 @@ SweepFailure notStored() {
           "the server cannot store anything now; nothing has changed, send the same again later"};
 }
 
+SweepFailure unknownJob(const SweepJobId& jobId) {
+  return {FailureKind::UnknownJob, "there is no job " + jobId.toString() + " here; check --server"};
+}
+
 SweepFailure missing(std::uint32_t expected, std::uint32_t number) {
   return {FailureKind::MissingPackage, "package " + std::to_string(number) + " came where package " +
                                            std::to_string(expected) + " is missing; send the packages in their order"};
@@ -56,7 +60,12 @@ void Submissions::receive(const Request& request, const std::string& package, co
   if (answerKnown(request, package, client, reply)) {
     return;
   }
-  checkOwner(client, package.size(), request.kind == RequestKind::Submit);
+  try {
+    checkOwner(client, package.size(), request.kind == RequestKind::Submit || !request.more);
+  } catch (const SweepFailure&) {
+    giveUp(request.jobId, client);
+    throw;
+  }
   if (m_pendingBytes + package.size() > c_mostPendingBytes) {
     throw SweepFailure(FailureKind::NotStored, "the server has much to store now; send the same again later");
   }
@@ -66,6 +75,22 @@ void Submissions::receive(const Request& request, const std::string& package, co
   }
   take(request.kind == RequestKind::Submit ? begin(request, client) : proceed(request, client), request, package,
        reply);
+}
+
+/// Removes what is stored of a submission that must not go on: its owner cannot see it, but its bytes would count.
+void Submissions::giveUp(const SweepJobId& jobId, const Client& client) {
+  const auto known = m_submissions.find(jobId.getUniqueId());
+  const bool isKnown = known != m_submissions.end();
+  const std::optional<JobRecord> job = isKnown ? known->second.job : m_store.find(jobId);
+  if (!job || job->isComplete || job->status.owner != client.name) {
+    return;
+  }
+  s_logger.logINFO(aboutJob(jobId, "given up, as its owner may not store more"), __FILE__, __func__, __LINE__);
+  m_writer.write(RemoveJob{jobId}, StoreWriter::Patience::Once, [](Stored) {});
+  if (isKnown) {
+    known->second.isGivenUp = true;
+    forgetIfOver(known);
+  }
 }
 
 /// Answers a package that was received before; false when it is a new one.
@@ -122,12 +147,15 @@ Submissions::Submission& Submissions::proceed(const Request& request, const Clie
     if (!job || job->status.owner != client.name) {
       throw missing(1, request.packageNumber);
     }
-    known = m_submissions.emplace(id, Submission{*job, {}, {}, {}}).first;
+    known = m_submissions.emplace(id, Submission{*job, {}, {}, {}, false, false}).first;
     for (const PackageRecord& package : m_store.getPackages(request.jobId)) {
       known->second.packages.push_back({package.count, m_store.readPackage(request.jobId, package.number).size()});
     }
   }
   Submission& submission = known->second;
+  if (submission.isGivenUp) {
+    throw missing(1, request.packageNumber);
+  }
   if (submission.job.status.owner != client.name || request.packageNumber != submission.job.packages + 1) {
     throw missing(submission.job.packages + 1, request.packageNumber);
   }
@@ -155,7 +183,7 @@ void Submissions::take(Submission& submission, const Request& request, const std
   change.job = job;
   submission.pending.push_back({request.packageNumber, package, {reply}});
   m_pendingBytes += package.size();
-  m_newJobs[job.status.owner] += request.packageNumber == 1 ? 1 : 0;
+  countNewJob(job, 1);
   AddPackage kept = change;  // without the text, which is pending already
   kept.content.clear();
   m_writer.write(std::move(change), StoreWriter::Patience::Once,
@@ -172,10 +200,7 @@ void Submissions::stored(const std::string& id, std::uint32_t number, const AddP
   const Pending done = std::move(*pending);
   submission.pending.erase(pending);
   m_pendingBytes -= done.content.size();
-  const std::string owner = change.job.status.owner;
-  if (number == 1 && --m_newJobs[owner] == 0) {
-    m_newJobs.erase(owner);
-  }
+  countNewJob(change.job, -1);
   ReplyContent content = notStored();
   if (result == Stored::Done) {
     if (change.job.isComplete) {
@@ -185,10 +210,8 @@ void Submissions::stored(const std::string& id, std::uint32_t number, const AddP
     content = makeReply(change.job, number, change.job.status.realizations);
   }
   // After a failure the packages that follow do not apply either, and what is stored tells how to go on.
-  const bool isOver = result != Stored::Done || change.job.isComplete;
-  if (isOver && submission.pending.empty()) {
-    m_submissions.erase(found);
-  }
+  submission.isOver = submission.isOver || result != Stored::Done || change.job.isComplete;
+  forgetIfOver(found);
   for (const Reply& reply : done.replies) {
     reply(content);
   }
@@ -204,42 +227,116 @@ ReplyContent Submissions::makeReply(const JobRecord& job, std::uint32_t packages
 void Submissions::submitAgain(const Request& request, const Client& client, const Reply& reply) {
   const SweepJobId ofJob = request.ofJob.value_or(SweepJobId());
   const std::optional<JobRecord> old = m_store.find(ofJob);
-  if (!old || !old->isComplete || !client.maySee(old->status.owner)) {
-    throw SweepFailure(FailureKind::UnknownJob, "there is no job " + ofJob.toString() + " here; check --server");
-  }
-  const std::optional<JobRecord> known = m_store.find(request.jobId);
-  if (known && known->status.owner == client.name && known->expression == old->expression) {
-    reply(m_jobs.getStatus(request.jobId).value_or(known->status));
+  if (const auto known = findCopy(request, client, old)) {
+    reply(*known);
     return;
   }
-  if (known) {
-    throw otherJob();
+  if (!old || !old->isComplete || !client.maySee(old->status.owner)) {
+    throw unknownJob(ofJob);
   }
   if (!isEnd(old->status.state)) {
     throw SweepFailure(FailureKind::NotFinished, "the job has not ended; cancel it first, or wait for it");
   }
   checkOwner(client, static_cast<std::size_t>(old->bytes), true);
-  CopyJob change{ofJob, {}};
-  JobStatus& status = change.job.status;
-  status.jobId = request.jobId;
+  copyJob(*old, request, client, reply);
+}
+
+/// The job that the same request made before; empty when there is none. Throws `SweepFailure` (`JobExists`) for another
+/// job of that id.
+std::optional<JobStatus> Submissions::findCopy(const Request& request, const Client& client,
+                                               const std::optional<JobRecord>& old) const {
+  const std::optional<JobRecord> known = m_store.find(request.jobId);
+  if (!known) {
+    return std::nullopt;
+  }
+  if (known->status.owner != client.name || !known->isComplete || (old && known->expression != old->expression)) {
+    throw otherJob();
+  }
+  return m_jobs.getStatus(request.jobId).value_or(known->status);
+}
+
+/// Stores the copy, and answers from what is known before that: the store may fail to be read then.
+void Submissions::copyJob(const JobRecord& old, const Request& request, const Client& client, const Reply& reply) {
+  const SweepJobId& ofJob = old.status.jobId;
+  const JobRecord job = makeCopy(old, request, client);
+  std::vector<PartRecord> parts = m_store.getParts(ofJob);
+  for (PartRecord& part : parts) {
+    const bool isFinished = part.state == PartState::Finished;
+    part = {part.number, part.first, part.count, isFinished ? PartState::Finished : PartState::Queued, 0, "", 0};
+  }
+  CopyJob change{ofJob, job};
+  const std::string accepted = "accepted: the sweep of " + ofJob.toString() + " again";
+  change.messages = {{LogMessage::Type::Info, c_serverGroup, job.status.submitted, accepted}};
+  if (isEnd(job.status.state)) {
+    change.messages.push_back({LogMessage::Type::Info, c_serverGroup, job.status.ended, toText(job.status.state)});
+  }
+  countNewJob(job, 1);
+  m_writer.write(std::move(change), StoreWriter::Patience::Once,
+                 [this, old, request, client, reply, job, parts, accepted](Stored result) {
+                   countNewJob(job, -1);
+                   if (result == Stored::Done) {
+                     addCopy(job, parts, accepted);
+                     reply(job.status);
+                   } else {
+                     reply(result == Stored::Failed ? ReplyContent(notStored()) : answerRefused(old, request, client));
+                   }
+                 });
+}
+
+void Submissions::addCopy(const JobRecord& job, const std::vector<PartRecord>& parts, const std::string& accepted) {
+  s_logger.logINFO(aboutJob(job.status.jobId, accepted), __FILE__, __func__, __LINE__);
+  if (!isEnd(job.status.state)) {
+    m_jobs.add(job, parts);
+  }
+}
+
+/// The store did not take the copy: the same request came twice, or the job to copy has been removed meanwhile.
+ReplyContent Submissions::answerRefused(const JobRecord& old, const Request& request, const Client& client) const {
+  try {
+    const auto known = findCopy(request, client, old);
+    return known ? ReplyContent(*known) : ReplyContent(unknownJob(old.status.jobId));
+  } catch (const SweepFailure& failure) {
+    return failure;
+  } catch (const std::exception&) {
+    return notStored();
+  }
+}
+
+JobRecord Submissions::makeCopy(const JobRecord& old, const Request& request, const Client& client) const {
+  JobRecord job = old;
+  JobStatus& status = job.status;
+  status = JobStatus{request.jobId};
   status.owner = client.name;
-  status.title = request.title.empty() ? old->status.title : request.title;
+  status.title = request.title.empty() ? old.status.title : request.title;
   status.priority = request.priority;
+  status.realizations = old.status.realizations;
+  status.parts = old.status.parts;
+  status.partsDone = old.status.partsDone;
   status.submitted = m_clocks.millisecondsSince1970();
-  change.job.isComplete = true;
-  change.messages = {{LogMessage::Type::Info, c_serverGroup, status.submitted,
-                      "accepted: the sweep of " + ofJob.toString() + " again"}};
-  m_writer.write(std::move(change), StoreWriter::Patience::Once, [this, jobId = request.jobId, reply](Stored result) {
-    const std::optional<JobRecord> job = result == Stored::Failed ? std::nullopt : m_store.find(jobId);
-    if (!job) {
-      reply(notStored());
-      return;
+  if (status.partsDone == status.parts) {
+    status.state = JobState::Finished;
+    status.progress = 1;
+    status.started = status.submitted;
+    status.ended = status.submitted;
+  }
+  return job;
+}
+
+/// Jobs that are being stored count for their owner like those that are.
+void Submissions::countNewJob(const JobRecord& job, int change) {
+  if (job.isComplete && !isEnd(job.status.state)) {
+    std::size_t& count = m_newJobs[job.status.owner];
+    count += static_cast<std::size_t>(change);
+    if (count == 0) {
+      m_newJobs.erase(job.status.owner);
     }
-    if (m_jobs.find(jobId) == nullptr && !isEnd(job->status.state)) {
-      m_jobs.add(*job, m_store.getParts(jobId));
-    }
-    reply(m_jobs.getStatus(jobId).value_or(job->status));
-  });
+  }
+}
+
+void Submissions::forgetIfOver(std::map<std::string, Submission>::iterator submission) {
+  if ((submission->second.isOver || submission->second.isGivenUp) && submission->second.pending.empty()) {
+    m_submissions.erase(submission);
+  }
 }
 
 void Submissions::checkOwner(const Client& client, std::size_t bytes, bool isNewJob) const {

@@ -46,6 +46,8 @@ class Submissions {
     std::vector<PackageSize> packages;
     std::deque<Pending> pending;
     TimePoint lastUse{};
+    bool isOver = false;     ///< nothing more is taken in memory; what is stored tells how to go on
+    bool isGivenUp = false;  ///< it is being removed
   };
 
   Submission& begin(const Request& request, const Client& client);
@@ -53,6 +55,15 @@ class Submissions {
   bool answerKnown(const Request& request, const std::string& package, const Client& client, const Reply& reply);
   void take(Submission& submission, const Request& request, const std::string& package, const Reply& reply);
   void stored(const std::string& id, std::uint32_t number, const AddPackage& change, Stored result);
+  void giveUp(const SweepJobId& jobId, const Client& client);
+  void forgetIfOver(std::map<std::string, Submission>::iterator submission);
+  std::optional<JobStatus> findCopy(const Request& request, const Client& client,
+                                    const std::optional<JobRecord>& old) const;
+  ReplyContent answerRefused(const JobRecord& old, const Request& request, const Client& client) const;
+  void copyJob(const JobRecord& old, const Request& request, const Client& client, const Reply& reply);
+  void addCopy(const JobRecord& job, const std::vector<PartRecord>& parts, const std::string& accepted);
+  JobRecord makeCopy(const JobRecord& old, const Request& request, const Client& client) const;
+  void countNewJob(const JobRecord& job, int change);
   void checkOwner(const Client& client, std::size_t bytes, bool isNewJob) const;
   ReplyContent makeReply(const JobRecord& job, std::uint32_t packages, std::uint64_t realizations) const;
   void forgetOld();
@@ -64,7 +75,7 @@ class Submissions {
   const Clocks m_clocks;
   std::map<std::string, Submission> m_submissions;  ///< by unique id
   std::size_t m_pendingBytes = 0;
-  std::map<std::string, std::size_t> m_newJobs;  ///< that are being stored, by owner
+  std::map<std::string, std::size_t> m_newJobs;  ///< that are being stored and will run, by owner
 };
 
 }  // namespace ParameterSweep
