@@ -265,12 +265,13 @@ TEST_F(SweepCommandsTest, HealthIsOneLineAndAnExitCode) {
   EXPECT_GT(health["bytesFree"], 0);
 }
 
-/// The entries about the job in a log in JSON form.
-std::size_t countEntriesAbout(const std::string& job, const std::string& log) {
+/// The entries about the job in a log in JSON form, of which the message begins so.
+std::size_t countEntriesAbout(const std::string& job, const std::string& log, const std::string& begin = "") {
   const auto lines = linesOf(log);
   return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
     const json entry = json::parse(line, nullptr, false);
-    return entry.is_object() && entry.value("job", "") == job && entry.contains("level");
+    return entry.is_object() && entry.value("job", "") == job && entry.contains("level") &&
+           entry.value("message", "").rfind(begin, 0) == 0;
   }));
 }
 
@@ -284,6 +285,9 @@ TEST_F(SweepCommandsTest, LogEntriesOfAllProgramsNameTheirJob) {
   EXPECT_GT(countEntriesAbout(job, waited.errors), 0U) << waited.errors;
   EXPECT_GT(countEntriesAbout(job, server.client({"output", job}).output), 0U);
   EXPECT_TRUE(SweepTest::eventually([&] { return countEntriesAbout(job, server.errors()) > 1; })) << server.errors();
+  EXPECT_EQ(server.client({"cancel", job}).exitCode, 8);
+  EXPECT_TRUE(SweepTest::eventually([&] { return countEntriesAbout(job, server.errors(), "refused: ") == 1; }))
+      << server.errors();
   const SweepTest::Outcome unknown =
       server.client({"status", "Sweep_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef"});
   EXPECT_GT(countEntriesAbout("Sweep_0123456789#0123456789abcdef-0123456789abcdef-0123456789abcdef", unknown.errors),

@@ -35,13 +35,14 @@ SweepFailure unknownJob(const SweepJobId& jobId) {
 }  // namespace
 
 SweepServer::SweepServer(ServerSettings settings, JobStore& store, StoreWriter& writer, JobEngine& engine,
-                         JobTable& jobs, const Drelvan::HostInfo& host)
+                         JobTable& jobs, const Drelvan::HostInfo& host, Clocks clocks)
     : m_settings(std::move(settings)),
       m_store(store),
       m_writer(writer),
       m_engine(engine),
       m_jobs(jobs),
       m_host(host),
+      m_clocks(std::move(clocks)),
       m_submissions(m_settings.submissions, store, writer, jobs, m_clocks),
       m_started(m_clocks.now()) {}
 
@@ -61,6 +62,7 @@ void SweepServer::install(AbstractRequestServer* server) {
 struct SweepServer::Exchange {
   Asker asker;
   std::string requestId = c_noRequest;
+  std::optional<SweepJobId> jobId = {};  ///< that the request names
   std::string reply = {};
   bool isLate = false;  ///< `handleRequest` has returned
 };
@@ -76,6 +78,9 @@ std::string SweepServer::handleRequest(const std::string& requestPackage) {
     }
     const Request request = readRequestPackage(requestPackage);
     exchange->requestId = request.id;
+    if (request.kind != RequestKind::List && request.kind != RequestKind::Ping) {
+      exchange->jobId = request.jobId;
+    }
     dispatch(request, requestPackage, exchange->asker.client, reply);
   } catch (const SweepFailure& failure) {
     reply(failure);
@@ -95,7 +100,8 @@ std::string SweepServer::handleRequest(const std::string& requestPackage) {
 
 void SweepServer::answer(Exchange& exchange, const ReplyContent& content) const {
   if (const auto* failure = std::get_if<SweepFailure>(&content)) {
-    s_logger.logWARN(std::string("refused: ") + failure->what(), __FILE__, __func__, __LINE__);
+    const std::string text = std::string("refused: ") + failure->what();
+    s_logger.logWARN(exchange.jobId ? aboutJob(*exchange.jobId, text) : text, __FILE__, __func__, __LINE__);
   }
   ReplyContent complete = content;
   if (auto* status = std::get_if<JobStatus>(&complete)) {
@@ -221,16 +227,19 @@ void SweepServer::remove(const Request& request, const Client& client, const Rep
     throw SweepFailure(FailureKind::NotFinished, "the job has not ended; cancel it first, or wait for it");
   }
   removeJob(request.jobId, [jobId = request.jobId, reply](Stored stored) {
-    reply(stored == Stored::Failed ? ReplyContent(notStored()) : ReplyContent(JobRemoved{jobId}));
+    const SweepFailure failure(FailureKind::NotStored,
+                               "the server cannot remove the job now; its output is gone, send the same again later");
+    reply(stored == Stored::Failed ? ReplyContent(failure) : ReplyContent(JobRemoved{jobId}));
   });
 }
 
-/// The files go first: what the store knows can be removed again.
+/// The files go first: what the store knows can be removed again. Throws `SweepFailure` (`NotStored`).
 void SweepServer::removeJob(const SweepJobId& jobId, const StoreWriter::Done& done) {
   std::error_code error;
   std::filesystem::remove_all(JobFolder(m_settings.spool, jobId).path, error);
   if (error) {
-    throw SweepFailure(FailureKind::NotStored, "the files of the job cannot be removed now: " + error.message());
+    throw SweepFailure(FailureKind::NotStored, "the files of the job cannot be removed now: " + error.message() +
+                                                   "; send the same again later");
   }
   s_logger.logINFO(aboutJob(jobId, "removed"), __FILE__, __func__, __LINE__);
   m_writer.write(RemoveJob{jobId}, StoreWriter::Patience::Once, done);
@@ -284,23 +293,38 @@ void SweepServer::poll() {
 
 void SweepServer::removeExpired() {
   constexpr std::int64_t c_incompleteDays = 1;
-  if (m_expiring > 0 || m_clocks.now() < m_nextExpiry) {
+  if (m_expiring > 0 || m_clocks.now() < m_nextExpiry || !m_expiryFault.isOver(m_clocks.now())) {
     return;
   }
   m_nextExpiry = m_clocks.now() + c_expiryInterval;
   const std::int64_t now = m_clocks.millisecondsSince1970();
   const std::int64_t ended =
       m_settings.keepDays <= 0 ? 0 : now - static_cast<std::int64_t>(m_settings.keepDays * c_dayMilliseconds);
+  std::string error;
   try {
     const auto expired = m_store.findExpired(ended, now - c_incompleteDays * c_dayMilliseconds, c_expiredAtOnce);
     for (const SweepJobId& jobId : expired) {
-      removeJob(jobId, [this](Stored) { --m_expiring; });
-      ++m_expiring;
+      error = removeIfPossible(jobId, error);
     }
     m_nextExpiry = expired.size() < c_expiredAtOnce ? m_nextExpiry : TimePoint();
   } catch (const std::exception& exception) {
-    s_logger.logWARN(std::string("jobs that were kept long enough are removed later: ") + exception.what(), __FILE__,
-                     __func__, __LINE__);
+    error = exception.what();
+  }
+  if (error.empty()) {
+    m_expiryFault.succeeded();
+  } else {
+    m_expiryFault.failed(m_clocks.now(), error);
+  }
+}
+
+/// One that cannot be removed now keeps the others from nothing. Returns why, otherwise the error given.
+std::string SweepServer::removeIfPossible(const SweepJobId& jobId, const std::string& error) {
+  try {
+    removeJob(jobId, [this](Stored) { --m_expiring; });
+    ++m_expiring;
+    return error;
+  } catch (const std::exception& exception) {
+    return exception.what();
   }
 }
 

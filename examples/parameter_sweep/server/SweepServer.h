@@ -3,6 +3,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestServer.h>
 #include <examples/parameter_sweep/server/Client.h>
 #include <examples/parameter_sweep/server/JobTable.h>
+#include <examples/parameter_sweep/server/PassingFault.h>
 #include <examples/parameter_sweep/server/Submissions.h>
 
 #include <cstddef>
@@ -31,7 +32,7 @@ class SweepServer final : public Drelvan::AbstractRequestServer {
  public:
   /// Packages above `maxPackage` bytes are refused unread; `host` is where the server is reached.
   SweepServer(ServerSettings settings, JobStore& store, StoreWriter& writer, JobEngine& engine, JobTable& jobs,
-              const Drelvan::HostInfo& host);
+              const Drelvan::HostInfo& host, Clocks clocks = {});
   SweepServer(const SweepServer&) = delete;
   SweepServer& operator=(const SweepServer&) = delete;
   // The lock of the instance does not fail.
@@ -73,6 +74,7 @@ class SweepServer final : public Drelvan::AbstractRequestServer {
   JobList list(const Request& request, const Client& client) const;
   ServerHealth getHealth() const;
   void removeExpired();
+  std::string removeIfPossible(const SweepJobId& jobId, const std::string& error);
 
   const ServerSettings m_settings;
   JobStore& m_store;
@@ -85,6 +87,7 @@ class SweepServer final : public Drelvan::AbstractRequestServer {
   const TimePoint m_started;
   Asker m_asker;
   TimePoint m_nextExpiry{};
+  PassingFault m_expiryFault{"remove jobs that were kept long enough"};
   std::size_t m_expiring = 0;  ///< removals that are being stored
 };
 
