@@ -103,6 +103,9 @@ TEST_F(SweepPackagesTest, QuestionsKeepWhatTheyAskFor) {
   request.kind = RequestKind::Output;
   request.after = 5;
   EXPECT_EQ(exchange(request).after, 5U);
+  EXPECT_FALSE(exchange(request).follow);
+  request.follow = true;
+  EXPECT_TRUE(exchange(request).follow);
   request.kind = RequestKind::Compute;
   request.skip = 3;
   request.count = 4;

@@ -8,6 +8,7 @@
 #include <tests/support/TemporaryFolder.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -90,6 +91,40 @@ TEST_F(SweepServerTest, JobsThatCannotBeRemovedNowAreRemovedLater) {
   poll();
   EXPECT_FALSE(m_store.find(jobId).has_value());
   EXPECT_FALSE(fs::exists(JobFolder(spool(), jobId).path));
+}
+
+TEST_F(SweepServerTest, OutputIsFollowedInTheOrderOfThePartsAndNoneIsLeftOut) {
+  begin();
+  const AddPackage change = SweepTest::makeJob(2, 1);
+  const SweepJobId& jobId = change.job.status.jobId;
+  m_store.apply({change});
+  m_table.add(change.job, change.parts);
+  const auto writeOutput = [&](std::uint32_t part, std::uint32_t attempt, const std::string& text) {
+    const PartFiles files(spool(), jobId, part, attempt);
+    fs::create_directories(files.folder);
+    std::ofstream(files.output, std::ios::app) << text;
+  };
+  Request followed{RequestKind::Output, jobId};
+  followed.follow = true;
+  const auto readOn = [&](Request& request) {
+    std::string text;
+    for (JobOutput piece{{}, 0, true}; piece.more; request.after = piece.next) {
+      piece = std::get<JobOutput>(ask(request));
+      text += piece.text;
+    }
+    return text;
+  };
+  writeOutput(1, 1, "a");
+  writeOutput(2, 1, "b");
+  EXPECT_EQ(readOn(followed), "== part 1, try 1 ==\na");
+  writeOutput(1, 1, "c");
+  writeOutput(1, 2, "d");
+  EXPECT_EQ(readOn(followed), "c== part 1, try 2 ==\nd");
+  Request all{RequestKind::Output, jobId};
+  EXPECT_EQ(readOn(all), "== part 1, try 1 ==\nac== part 1, try 2 ==\nd== part 2, try 1 ==\nb");
+  ASSERT_TRUE(std::holds_alternative<JobStatus>(ask(Request{RequestKind::Cancel, jobId})));
+  EXPECT_EQ(readOn(followed), "== part 2, try 1 ==\nb");
+  EXPECT_EQ(readOn(followed), "");
 }
 
 TEST_F(SweepServerTest, RemovalThatFailsLeavesTheJob) {

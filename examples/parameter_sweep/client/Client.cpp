@@ -207,6 +207,7 @@ void Client::log() {
 void Client::output() {
   Request request{RequestKind::Output, theJob()};
   print("");  // a job without output has an empty answer
+  request.follow = m_options.follow;
   for (bool hasEnded = false;;) {
     const auto piece = m_connection.ask<JobOutput>(request);
     if (!piece.text.empty()) {
@@ -219,6 +220,7 @@ void Client::output() {
       hasEnded = hasEndedOrPause(request.jobId);
     }
     request = {RequestKind::Output, request.jobId};
+    request.follow = m_options.follow;
     request.after = piece.next;
   }
 }

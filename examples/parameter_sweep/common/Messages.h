@@ -74,6 +74,7 @@ struct Request {
   std::uint32_t packageNumber = 1;                   ///< of `Append`: counts from 2
   std::optional<SweepJobId> ofJob = {};              ///< of `Again`: whose sweep is submitted
   std::uint64_t after = 0;                           ///< of `Result`, `Log` and `Output`: where the answer begins
+  bool follow = false;                               ///< of `Output`: nothing that text of an earlier part may precede
   std::optional<JobState> state = {};                ///< of `List`: only these
   std::optional<std::string> owner = {};             ///< of `List`: only theirs
   std::uint64_t before = 0;                          ///< of `List`: where the answer begins; 0 for the newest job

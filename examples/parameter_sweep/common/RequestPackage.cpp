@@ -48,9 +48,12 @@ void writeContent(PackageWriter& writer, const Request& request) {
       writer.element("owner", request.owner);
       writeUnlessEmpty(writer, "before", request.before);
       break;
+    case RequestKind::Output:
+      writeUnlessEmpty(writer, "after", request.after);
+      writeUnlessEmpty(writer, "follow", request.follow);
+      break;
     case RequestKind::Result:
     case RequestKind::Log:
-    case RequestKind::Output:
       writeUnlessEmpty(writer, "after", request.after);
       break;
     case RequestKind::Status:
@@ -102,6 +105,7 @@ void readSubmission(const ElementReader& element, Request& request) {
 
 void readQuestion(const ElementReader& element, Request& request) {
   request.after = element.find<std::uint64_t>("after").value_or(0);
+  request.follow = element.find<bool>("follow").value_or(false);
   request.before = element.find<std::uint64_t>("before").value_or(0);
   request.skip = element.find<std::uint64_t>("skip").value_or(0);
   request.count = element.find<std::uint64_t>("count").value_or(0);

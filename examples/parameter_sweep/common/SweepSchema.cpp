@@ -106,7 +106,8 @@ std::string requests() {
          request("Append", {c_jobId, {"packageNumber", "dvrq:SweepCount"}, {"more", "xs:boolean"}, c_vectors}) +
          request("Again", {c_jobId, c_title, c_priority, {"ofJob", "dvrq:DVJobId"}}) + request("Status", {c_jobId}) +
          request("Result", {c_jobId, c_after}) + request("Cancel", {c_jobId}) + request("Log", {c_jobId, c_after}) +
-         request("Output", {c_jobId, c_after}) + request("Remove", {c_jobId}) +
+         request("Output", {c_jobId, c_after, {"follow", "xs:boolean", Occurs::Optionally}}) +
+         request("Remove", {c_jobId}) +
          request("List", {{"state", "dvrq:SweepState", Occurs::Optionally},
                           c_owner,
                           {"before", "xs:unsignedLong", Occurs::Optionally}}) +

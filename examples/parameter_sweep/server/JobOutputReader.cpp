@@ -17,14 +17,14 @@ constexpr unsigned c_tryShift = 40;
 constexpr std::uint64_t c_offsetMask = (std::uint64_t{1} << c_tryShift) - 1;
 
 /// Part and try as the upper bits of a place in the output.
-std::vector<std::uint64_t> findOutputs(const fs::path& folder) {
+std::vector<std::uint64_t> findOutputs(const fs::path& folder, std::uint64_t lastPart) {
   static const std::regex s_outputs(R"((\d{1,5})\.(\d{1,3})\.output)");
   std::vector<std::uint64_t> places;
   std::error_code error;
   for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator(); next.increment(error)) {
     const std::string name = next->path().filename().string();
     std::smatch match;
-    if (std::regex_match(name, match, s_outputs)) {
+    if (std::regex_match(name, match, s_outputs) && std::stoull(match[1]) <= lastPart) {
       places.push_back(std::stoull(match[1]) << c_partShift | (std::stoull(match[2]) & 0xFFU) << c_tryShift);
     }
   }
@@ -49,8 +49,8 @@ void cutWithinCharacter(std::string& text) {
 
 }  // namespace
 
-JobOutput readOutput(const fs::path& spool, const SweepJobId& jobId, std::uint64_t after) {
-  const std::vector<std::uint64_t> places = findOutputs(JobFolder(spool, jobId).path);
+JobOutput readOutput(const fs::path& spool, const SweepJobId& jobId, std::uint64_t after, const OutputParts& parts) {
+  const std::vector<std::uint64_t> places = findOutputs(JobFolder(spool, jobId).path, parts.last);
   JobOutput output{jobId, after};
   for (const std::uint64_t place : places) {
     if ((after & ~c_offsetMask) > place) {
@@ -69,7 +69,7 @@ JobOutput readOutput(const fs::path& spool, const SweepJobId& jobId, std::uint64
     }
     output.next = place | (offset + text.size());
     output.more = text.size() + 3 >= c_piece || place != places.back();
-    const bool needsTitle = offset == 0 && places.size() > 1;
+    const bool needsTitle = offset == 0 && (parts.areSeveral || places.size() > 1);
     output.text =
         (needsTitle ? "== part " + std::to_string(part) + ", try " + std::to_string(attempt) + " ==\n" : "") + text;
     return output;

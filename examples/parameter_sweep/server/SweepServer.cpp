@@ -6,6 +6,7 @@
 #include <examples/parameter_sweep/server/SweepServer.h>
 #include <service/Logging.h>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <utility>
@@ -214,8 +215,15 @@ void SweepServer::readLog(const Request& request, const Client& client, const Re
 }
 
 JobOutput SweepServer::getOutput(const Request& request, const Client& client) const {
-  getStatus(request.jobId, client);
-  return readOutput(m_settings.spool, request.jobId, request.after);
+  OutputParts parts;
+  parts.areSeveral = getStatus(request.jobId, client).parts > 1;
+  const ActiveJob* const job = m_jobs.find(request.jobId);
+  if (job != nullptr && request.follow) {
+    const auto isOpen = [](const ActivePart& part) { return part.phase != PartPhase::Finished; };
+    const auto open = std::find_if(job->parts.begin(), job->parts.end(), isOpen);
+    parts.last = open == job->parts.end() ? parts.last : open->record.number;
+  }
+  return readOutput(m_settings.spool, request.jobId, request.after, parts);
 }
 
 void SweepServer::remove(const Request& request, const Client& client, const Reply& reply) {
