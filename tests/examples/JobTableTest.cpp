@@ -240,6 +240,21 @@ TEST_F(JobTableTest, ProcessorTimeIsAnOutcomeOfItsOwn) {
   EXPECT_EQ(status(jobId).failure.value().getKind(), FailureKind::ProcessorTimeExceeded);
 }
 
+TEST_F(JobTableTest, ClockThatIsSetNeitherEndsAJobNorSparesIt) {
+  for (const auto step : {std::chrono::hours(1000), std::chrono::hours(-500)}) {
+    const SweepJobId jobId = submit();
+    settle();
+    ASSERT_EQ(state(jobId), JobState::Running);
+    m_clock.step(step);
+    m_clock.pass(seconds(99));
+    settle();
+    EXPECT_EQ(state(jobId), JobState::Running);
+    m_clock.pass(seconds(2));
+    settle();
+    EXPECT_EQ(status(jobId).failure.value().getKind(), FailureKind::JobTimedOut);
+  }
+}
+
 TEST_F(JobTableTest, ShortageCostsNoTryHowLongItMayLast) {
   m_engine->m_refusal = std::make_unique<RunReport>();
   m_engine->m_refusal->kind = RunReport::Kind::NotStarted;

@@ -1,7 +1,9 @@
 #include <tests/examples/SweepPrograms.h>
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -155,6 +157,26 @@ TEST_F(SweepEndToEndTest, SecondServerOnTheSameSpoolIsRefused) {
       SweepTest::serverProgram(), {"--request-port", "0", "--publisher-port", "0", "--spool", m_folder.file("spool")});
   EXPECT_EQ(second.exitCode, 1);
   EXPECT_NE(second.errors.find("end the other server that uses it"), std::string::npos) << second.errors;
+}
+
+TEST_F(SweepEndToEndTest, FolderWithOtherThingsInItIsNoSpool) {
+  namespace fs = std::filesystem;
+  const std::string folder = m_folder.file("documents");
+  fs::create_directory(folder);
+  fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read);
+  const auto start = [&] {
+    return SweepTest::run(SweepTest::serverProgram(),
+                          {"--request-port", "0", "--publisher-port", "0", "--spool", folder});
+  };
+  const std::string file = m_folder.write("documents/a.txt", "");
+  const Outcome outcome = start();
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_NE(outcome.errors.find("holds other things"), std::string::npos) << outcome.errors;
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all | fs::perms::group_read);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
+  fs::remove(file);
+  const Server server(folder);
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
 }
 
 }  // namespace

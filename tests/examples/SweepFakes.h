@@ -21,12 +21,14 @@ namespace SweepTest {
 class FakeClock {
  public:
   void pass(std::chrono::milliseconds time) { *m_now += time; }
+  /// Somebody sets the machine's clock; ages are not those of that clock.
+  void step(std::chrono::milliseconds time) { *m_step += time; }
 
   ParameterSweep::Clocks get() const {
     ParameterSweep::Clocks clocks;
     clocks.now = [now = m_now] { return *now; };
-    clocks.millisecondsSince1970 = [now = m_now] {
-      return std::chrono::duration_cast<std::chrono::milliseconds>(now->time_since_epoch()).count();
+    clocks.millisecondsSince1970 = [now = m_now, step = m_step] {
+      return std::chrono::duration_cast<std::chrono::milliseconds>(now->time_since_epoch() + *step).count();
     };
     return clocks;
   }
@@ -34,6 +36,7 @@ class FakeClock {
  private:
   std::shared_ptr<ParameterSweep::TimePoint> m_now =
       std::make_shared<ParameterSweep::TimePoint>(std::chrono::hours(1000));
+  std::shared_ptr<std::chrono::milliseconds> m_step = std::make_shared<std::chrono::milliseconds>(0);
 };
 
 /// An engine that starts nothing: the test says what becomes of the runs.

@@ -50,6 +50,22 @@ TEST_F(SweepRefusalTest, TextThatIsNoPackageIsMalformed) {
   }
 }
 
+TEST_F(SweepRefusalTest, PackageThatIsRefusedIsShortInTheLog) {
+  constexpr std::size_t c_size = 150000;
+  constexpr std::size_t c_longestLine = 2048 + 256;  // with its time, its place and the number of bytes left out
+  const std::string much(c_size, 'x');
+  for (const std::string& text : {"<" + much + "/>", "<a b=\"" + much + "\"/>", "<a>" + much, much,
+                                  "<!DOCTYPE " + much + ">", "<a xmlns:" + much + "='1'/>"}) {
+    EXPECT_EQ(refused(text), "MalformedPackage");
+  }
+  EXPECT_EQ(refusedWith("SweepSubmitRequest", much), "MalformedPackage");
+  EXPECT_EQ(refused(std::string(c_size * 2, ' ')), "PackageTooLarge");
+  EXPECT_TRUE(SweepTest::eventually([&] { return m_server.errors().find("split the sweep") != std::string::npos; }));
+  for (const std::string& line : TestSupport::linesOf(m_server.errors())) {
+    EXPECT_LE(line.size(), c_longestLine) << line.substr(0, 200);
+  }
+}
+
 TEST_F(SweepRefusalTest, NothingHidesBehindANul) {
   EXPECT_EQ(refused(writeRequestPackage(makeSubmission("x")) + std::string(1, '\0') + "<more/>"), "MalformedPackage");
 }

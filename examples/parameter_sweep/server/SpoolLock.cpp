@@ -3,14 +3,28 @@
 
 #include <exception>
 #include <fstream>
+#include <stdexcept>
 
 namespace ParameterSweep {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// The folder of a spool becomes private and gets many files; one that the user named by mistake must not.
+void refuseOtherFolder(const fs::path& spool) {
+  const bool isSpool = fs::exists(spool / "lock") || fs::exists(spool / "jobs") || fs::exists(spool / "sweep.db");
+  if (fs::exists(spool) && !isSpool && !fs::is_empty(spool)) {
+    throw std::runtime_error("it holds other things; name a new folder, an empty one, or the spool of another server");
+  }
+}
+
+}  // namespace
+
 SpoolLock::SpoolLock(const fs::path& spool) {
   const fs::path lock = spool / "lock";
   try {
+    refuseOtherFolder(spool);
     fs::create_directories(spool / "jobs");
     fs::permissions(spool, fs::perms::owner_all);
     std::ofstream(lock, std::ios::app).close();

@@ -162,6 +162,17 @@ Course runExpiry(const LeftSpool& left, const Tracing& tracing) {
   return conclude(faulty, jobs, spool);
 }
 
+/// Those of the faults that keep a process or a thread from being started.
+std::vector<Fault> startsOf(const std::string& trace, const std::string& firstFile) {
+  std::vector<Fault> faults = SweepTest::errorsOf(trace, firstFile);
+  const auto isOther = [](const Fault& fault) {
+    const std::string call = fault.toText().substr(0, fault.toText().find(':'));
+    return call != "clone" && call != "clone3" && call != "fork" && call != "vfork";
+  };
+  faults.erase(std::remove_if(faults.begin(), faults.end(), isOther), faults.end());
+  return faults;
+}
+
 /// What SWEEP_FAULTS chooses of all faults: a part that is the same in each run, unless it says otherwise.
 std::vector<Fault> choose(std::vector<Fault> faults, std::size_t usual) {
   const char* const choice = std::getenv("SWEEP_FAULTS");  // NOLINT(concurrency-mt-unsafe): there is one thread
@@ -232,6 +243,11 @@ class SweepFaultsTest : public SweepTest::RawTest {
 TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailed) {
   const LeftSpool left;
   tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", SweepTest::errorsOf, 20);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAProcessThatCouldNotBeStarted) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", startsOf, 4);
 }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterACallOfTheStoreThatFailed) {
