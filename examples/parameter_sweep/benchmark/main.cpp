@@ -114,6 +114,7 @@ class Server {
     waitFor(m_process);
     std::error_code ignored;
     fs::remove_all(m_spool, ignored);
+    fs::remove(outputFile(m_spool), ignored);
   }
 
   static fs::path newSpool() {
@@ -139,7 +140,7 @@ class Server {
   const fs::path& getSpool() const { return m_spool; }
 
  private:
-  static fs::path outputFile(const fs::path& spool) { return spool / "output"; }
+  static fs::path outputFile(const fs::path& spool) { return spool.string() + ".output"; }
 
   static LocalProcess start(const fs::path& spool, const std::string& launcher, const std::string& jobs) {
     fs::create_directories(spool);
