@@ -90,6 +90,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Broken{"<xs:element nam=\"a\"/>\r\n<xs:element nam=\"a\"/>", ":1:1: error: "},
                     Broken{"\n<!-- \xc3\xa9 -->", ":2:6: error: a fragment holds ASCII characters only"},
                     Broken{"\n<?xml version=\"1.0\"?>\n", ":2:1: error: a fragment has no XML declaration; remove it"},
+                    Broken{"<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n",
+                           ":1:1: error: a fragment has no XML declaration; remove it"},
                     Broken{"\n<xs:schema/>", ":2:1: error: a fragment holds only what stands within xs:schema"},
                     Broken{"</xs:schema><xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">", ":1:"},
                     Broken{"\n<nope:element/>", ":2:"}));
@@ -119,6 +121,48 @@ TEST(SchemaCommand, RefusesRepeatedGroupsThatAreTooLargeToCompile) {
     EXPECT_EQ(run.output.rfind(file + ":3:2: error: ", 0), 0U) << run.output;
     EXPECT_NE(run.output.find("unbounded"), std::string::npos) << run.output;
   }
+}
+
+struct Prefixless {
+  const char* tag;
+  const char* hint;
+};
+
+void PrintTo(const Prefixless& prefixless, std::ostream* stream) { *stream << prefixless.tag; }
+
+class NameWithoutPrefix : public testing::TestWithParam<Prefixless> {};
+
+TEST_P(NameWithoutPrefix, IsMetWithWhatToWrite) {
+  const TemporaryFolder folder;
+  const std::string type = std::string("<xs:complexType name='T'>") + GetParam().tag + "</xs:complexType>";
+  const ProgramRun run = checkFragments({folder.write("broken.xsd", type)});
+  EXPECT_EQ(run.exitCode, 4);
+  EXPECT_NE(run.output.find(std::string("    hint: ") + GetParam().hint + "\n"), std::string::npos) << run.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, NameWithoutPrefix,
+    testing::Values(
+        Prefixless{"<xs:complexContent><xs:extension base=\"Request\"/></xs:complexContent>",
+                   "write dvrq:Request; a name without prefix is in no namespace"},
+        Prefixless{"<xs:sequence><xs:element name='date' type='date'/></xs:sequence>",
+                   "write a prefix before date: dvrq for a type of the base schema or of a fragment, xs for one of XML "
+                   "Schema"},
+        Prefixless{"<xs:sequence><xs:element ref='DV_Request'/></xs:sequence>",
+                   "write dvrq:DV_Request; a name without prefix is in no namespace"},
+        Prefixless{"<xs:attribute name='a'><xs:simpleType><xs:union memberTypes='xs:int Uid'/></xs:simpleType>"
+                   "</xs:attribute>",
+                   "write a prefix before Uid: dvrq for a type of the base schema or of a fragment, xs for one of XML "
+                   "Schema"}));
+
+TEST(SchemaCommand, HintsAtNoPrefixWhereItIsNotThat) {
+  const TemporaryFolder folder;
+  const std::string missing = folder.write("missing", "<xs:element name='a' type='dvrq:None'/>");
+  EXPECT_EQ(checkFragments({missing}).output.find("hint"), std::string::npos);
+  const std::string declared =
+      folder.write("declared", "<xs:element xmlns='http://www.w3.org/2001/XMLSchema' name='a' type='strin'/>");
+  EXPECT_EQ(checkFragments({declared}).exitCode, 4);
+  EXPECT_EQ(checkFragments({declared}).output.find("hint"), std::string::npos);
 }
 
 TEST(SchemaCommand, BrokenFragmentsAreAnObjectForTheCheckCommandToo) {

@@ -1,4 +1,5 @@
 #include <tools/dvrequest/check/Fragments.h>
+#include <tools/dvrequest/check/Hints.h>
 #include <tools/dvrequest/check/SourceText.h>
 #include <tools/dvrequest/support/Input.h>
 
@@ -37,6 +38,7 @@ Fragments::Fragments(const std::vector<std::string>& files)
     : m_files(files), m_fragments(readFragments(files)), m_schema(m_fragments) {}
 
 std::vector<Report> Fragments::check() const {
+  const SourceText schema(combined());
   std::map<std::string, Report> reports;
   for (const Drelvan::PackageSchema::Error& error : m_schema.check()) {
     const std::string file = error.fragment ? m_files[*error.fragment] : "(the schema as a whole)";
@@ -50,6 +52,7 @@ std::vector<Report> Fragments::check() const {
       const SourceText source(m_fragments[*error.fragment].getSchemaNoHeader());
       if (const auto offset = source.offset(diagnostic.place)) {
         diagnostic.source = source.excerpt(*offset);
+        diagnostic.hint = hintOnPrefix(source, *offset, schema);
       }
     }
   }

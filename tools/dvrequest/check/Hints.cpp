@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/util/XMLExceptMsgs.hpp>
 
@@ -140,6 +141,51 @@ std::string shownValue(const std::string& value) {
   return "'" + value.substr(0, end) + (end < value.size() ? "...'" : "'");
 }
 
+/// An attribute of the schema language whose value names components.
+struct Reference {
+  const char* attribute;
+  bool isToType;
+};
+
+constexpr std::array<Reference, 7> c_references{{{"base", true},
+                                                 {"type", true},
+                                                 {"itemType", true},
+                                                 {"memberTypes", true},
+                                                 {"ref", false},
+                                                 {"refer", false},
+                                                 {"substitutionGroup", false}}};
+
+/// The value of an attribute of the tag at `tag`; empty when it has no such attribute.
+std::string valueOf(const SourceText& source, std::size_t tag, const std::string& attribute) {
+  const std::string& text = source.text();
+  const auto start = source.attribute(tag, text.find('>', tag), attribute);
+  const std::size_t quote = start ? text.find_first_of("\"'", *start) : std::string::npos;
+  return quote == std::string::npos ? "" : text.substr(quote + 1, text.find(text[quote], quote + 1) - quote - 1);
+}
+
+/// The first of the names in `value` that has no prefix; empty when all have one.
+std::string nameWithoutPrefix(const std::string& value) {
+  std::istringstream names(value);
+  std::string name;
+  while (names >> name) {
+    if (name.find(':') == std::string::npos) {
+      return name;
+    }
+  }
+  return {};
+}
+
+bool definesType(const SourceText& schema, const std::string& name) {
+  const std::string& text = schema.text();
+  for (std::size_t found = text.find("Type"); found != std::string::npos; found = text.find("Type", found + 1)) {
+    const std::size_t tag = text.find_last_of("< \t\r\n\"'", found);
+    if (tag != std::string::npos && text[tag] == '<' && valueOf(schema, tag, "name") == name) {
+      return true;
+    }
+  }
+  return false;
+}
+
 bool isNumeric(const std::string& type) { return type == "xs:double" || type == "xs:float" || type == "xs:decimal"; }
 
 }  // namespace
@@ -187,6 +233,25 @@ std::string hintOnValue(const std::string& value, const std::string& message,
     hint += (hint.empty() ? "" : "; ") + std::string("a number has a point, not a comma, before its fraction");
   }
   return hint;
+}
+
+std::string hintOnPrefix(const SourceText& fragment, std::size_t tag, const SourceText& schema) {
+  if (fragment.text().find("xmlns=") != std::string::npos) {
+    return {};
+  }
+  for (const Reference& reference : c_references) {
+    const std::string name = nameWithoutPrefix(valueOf(fragment, tag, reference.attribute));
+    if (name.empty()) {
+      continue;
+    }
+    if (!reference.isToType || definesType(schema, name)) {
+      return "write dvrq:" + name + "; a name without prefix is in no namespace";
+    }
+    return "write a prefix before " + name +
+           ": dvrq for a type of the base schema or of a fragment, xs for one of XML "
+           "Schema";
+  }
+  return {};
 }
 
 }  // namespace DvRequest

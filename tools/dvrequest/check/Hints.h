@@ -24,4 +24,7 @@ Hint hintOnSyntax(const ReadError& error, const SourceText& source, const ReadEl
 std::string hintOnValue(const std::string& value, const std::string& message,
                         xercesc_3_1::XSSimpleTypeDefinition& type);
 
+/// For an error of the tag at `tag` in a fragment of `schema`: which prefix a name in it lacks. Empty when none does.
+std::string hintOnPrefix(const SourceText& fragment, std::size_t tag, const SourceText& schema);
+
 }  // namespace DvRequest

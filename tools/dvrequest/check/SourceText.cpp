@@ -51,11 +51,14 @@ std::string encodingOf(const std::string& content) {
   return declared.empty() ? "UTF-8" : declared;
 }
 
-/// Nothing when the bytes do not fit the encoding, or when it is not known.
+/// Nothing when the bytes do not fit the encoding, when it is not known, or when Xerces-C is not started.
 std::optional<std::u16string> decode(const std::string& content, const std::string& encoding) {
   // Xerces-C's transcoders write behind their buffers when they are asked for more than they were made for, as its
   // `TranscodeFromStr` does.
   constexpr XMLSize_t block = 4096;
+  if (xercesc_3_1::XMLPlatformUtils::fgTransService == nullptr) {
+    return std::nullopt;
+  }
   xercesc_3_1::XMLTransService::Codes unused{};
   const std::unique_ptr<xercesc_3_1::XMLTranscoder> transcoder(
       xercesc_3_1::XMLPlatformUtils::fgTransService->makeNewTranscoderFor(encoding.c_str(), unused, block));

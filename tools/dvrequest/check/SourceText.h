@@ -11,6 +11,7 @@
 namespace DvRequest {
 
 /// The text of a document by bytes, lines and columns: its own bytes, or those in UTF-8 when it is in another encoding.
+/// Xerces-C converts it; as long as that is not started, the text is taken as it stands.
 class SourceText {
  public:
   /// Takes the bytes as they stand when they do not fit the encoding that they name.
