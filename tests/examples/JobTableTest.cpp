@@ -57,7 +57,7 @@ class JobTableTest : public testing::Test {
   void settle() {
     // A turn ends early on a machine that is slow with files; what waits for a later time waits in vain.
     constexpr int c_leastTurns = 3;
-    constexpr int c_mostTurns = 100;
+    constexpr int c_mostTurns = 1000;
     for (int turn = 0; turn < c_leastTurns || (turn < c_mostTurns && m_table->getPause().count() == 0); ++turn) {
       m_table->poll();
       while (m_writer->countWaiting() > 0) {

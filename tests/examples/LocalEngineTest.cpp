@@ -1,6 +1,7 @@
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/engines/LocalEngine.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
 
@@ -42,6 +43,14 @@ TEST_F(LocalEngineTest, EndBySignalIsReported) {
   LocalEngine engine = make("kill -9 $$");
   engine.start({makeRun()});
   EXPECT_EQ(waitForReport(engine, RunReport::Kind::Ended).end.signal, SIGKILL);
+}
+
+TEST_F(LocalEngineTest, RunsGiveWayToTheServer) {
+  const std::string file = m_folder.file("nice");
+  LocalEngine engine = make("sleep 0.2; nice > " + file);
+  engine.start({makeRun()});
+  waitForReport(engine, RunReport::Kind::Ended);
+  EXPECT_EQ(TestSupport::TemporaryFolder::read(file), std::to_string(::getpriority(PRIO_PROCESS, 0) + 10) + "\n");
 }
 
 TEST_F(LocalEngineTest, RunsFillTheRoom) {

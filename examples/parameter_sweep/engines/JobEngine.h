@@ -67,7 +67,7 @@ class JobEngine {
   /// How long a result may be on its way to this machine after the run has ended.
   virtual std::chrono::milliseconds getFileDelay() const = 0;
 
-  /// Begins to start runs of one job with the same number of the try. For each, `Started` or `NotStarted` is reported.
+  /// Takes orders for runs of one job with the same number of the try. For each, `Started` or `NotStarted` is reported.
   virtual void start(const std::vector<Run>& runs) = 0;
   /// Goes on with a run that an earlier process started.
   virtual void resume(const Run& run, const std::string& record) = 0;
@@ -78,8 +78,10 @@ class JobEngine {
 
   /// What is new since the last call.
   virtual std::vector<RunReport> poll() = 0;
-  /// Whether `poll` has more to do at once.
+  /// Whether `work` has anything to do.
   virtual bool isBusy() const = 0;
+  /// Does the next piece of what takes time, such as the start of a process.
+  virtual void work() = 0;
   /// Becomes readable when `poll` should be called; -1 for an engine that is asked from time to time.
   virtual int getDescriptor() const = 0;
   /// Why the engine cannot say what becomes of its runs now; empty when it can.

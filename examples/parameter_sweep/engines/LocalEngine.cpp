@@ -90,10 +90,7 @@ void LocalEngine::end(const Run& run) {
 
 bool LocalEngine::isLeft(const Run& run) const { return m_runs.count(run) != 0 || m_unsearched.count(run) != 0; }
 
-std::vector<RunReport> LocalEngine::poll() {
-  findUnknown();
-  findAgain();
-  reapEnded();
+void LocalEngine::work() {
   const TimeSlice slice;
   while (!m_toStart.empty()) {
     const Run run = m_toStart.front();
@@ -103,6 +100,12 @@ std::vector<RunReport> LocalEngine::poll() {
       break;
     }
   }
+}
+
+std::vector<RunReport> LocalEngine::poll() {
+  findUnknown();
+  findAgain();
+  reapEnded();
   return std::exchange(m_reports, {});
 }
 

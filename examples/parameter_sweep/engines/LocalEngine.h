@@ -28,6 +28,7 @@ class LocalEngine final : public JobEngine {
   bool isLeft(const Run& run) const override;
   std::vector<RunReport> poll() override;
   bool isBusy() const override { return !m_toStart.empty(); }
+  void work() override;
   int getDescriptor() const override { return m_descriptor; }
   std::string getError() const override { return {}; }
   void endAll() override;

@@ -23,6 +23,7 @@ namespace ParameterSweep {
 namespace {
 
 constexpr std::chrono::seconds c_grace{10};
+constexpr int c_niceness = 10;
 constexpr const char* c_bootId = "/proc/sys/kernel/random/boot_id";
 
 [[noreturn]] void fail(const std::string& message, int error) {
@@ -216,6 +217,8 @@ LocalProcess LocalProcess::start(const std::vector<std::string>& command, const 
   getBootId();  // which the record needs
   const pid_t process = SpawnSettings(output.string()).spawn(command);
   setLimits(process, limits);
+  // Behind this program, which answers while all cores compute.
+  ::setpriority(PRIO_PROCESS, static_cast<id_t>(process), ::getpriority(PRIO_PROCESS, 0) + c_niceness);
   const int descriptor = openProcess(process);
   int error = errno;
   if (descriptor >= 0) {

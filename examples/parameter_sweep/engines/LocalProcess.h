@@ -34,8 +34,8 @@ class LocalProcess {
     std::uint64_t memoryBytes = 0;       ///< 0 for none
   };
 
-  /// Starts `command` with standard output and error in the file `output`, made anew, and no input. Throws `Shortage`,
-  /// or `SweepFailure` (`LaunchFailed`).
+  /// Starts `command` with standard output and error in the file `output`, made anew, no input, and a nice value 10
+  /// above this program's. Throws `Shortage`, or `SweepFailure` (`LaunchFailed`).
   static LocalProcess start(const std::vector<std::string>& command, const std::filesystem::path& output,
                             const Limits& limits);
 

@@ -7,6 +7,7 @@
 #include <service/Logging.h>
 
 #include <algorithm>
+#include <array>
 #include <system_error>
 #include <utility>
 
@@ -213,14 +214,32 @@ void JobTable::poll() {
       changed(job);
     }
   }
-  stepCollecting();
   startQueued();
-  stepPreparing();
+  work();
   startPrepared();
   lookAtRunning();
   forgetStrays();
   cleanNext();
   publish();
+}
+
+/// Does the next piece of one kind of work that takes time; requests are answered before the next kind.
+void JobTable::work() {
+  constexpr std::array<bool (JobTable::*)(), 3> c_kinds{&JobTable::stepCollecting, &JobTable::stepPreparing,
+                                                        &JobTable::stepStarting};
+  for (std::size_t tried = 0; tried < c_kinds.size(); ++tried) {
+    m_nextWork = (m_nextWork + 1) % c_kinds.size();
+    if ((this->*c_kinds.at(m_nextWork))()) {
+      return;
+    }
+  }
+}
+
+/// False when there was nothing to do.
+bool JobTable::stepStarting() {
+  const bool hasWork = m_engine.isBusy();
+  m_engine.work();
+  return hasWork;
 }
 
 milliseconds JobTable::getPause() const {
@@ -269,15 +288,18 @@ void JobTable::beginTry(ActivePart& part) {
   part.progressRead = {};
 }
 
-void JobTable::stepPreparing() {
+/// False when there was nothing to do.
+bool JobTable::stepPreparing() {
+  const bool hasWork = !m_preparing.empty();
   const TimeSlice slice;
   while (!m_preparing.empty()) {
     const auto [job, part] = findPart(PartKey(*m_preparing.begin()));
     prepareStep(*job, *part);
     if (slice.isOver()) {
-      return;
+      break;
     }
   }
+  return hasWork;
 }
 
 /// Writes a piece of the part's input.

@@ -83,10 +83,12 @@ class JobTable {
   void changed(const ActiveJob& job);
   void publish();
 
+  void work();
   void startQueued();
   void prepare(ActiveJob& job, std::size_t room);
   static void beginTry(ActivePart& part);
-  void stepPreparing();
+  bool stepPreparing();
+  bool stepStarting();
   void prepareStep(ActiveJob& job, ActivePart& part);
   void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
   void startPrepared();
@@ -98,7 +100,7 @@ class JobTable {
   void runs(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);
   void ended(ActiveJob& job, ActivePart& part, const RunEnd& end);
 
-  void stepCollecting();
+  bool stepCollecting();
   bool collectStep(ActiveJob& job, ActivePart& part);
   void leftNothing(ActiveJob& job, ActivePart& part);
   void finishPart(ActiveJob& job, ActivePart& part);
@@ -136,7 +138,8 @@ class JobTable {
   std::vector<PartKey> m_prepared;
   std::set<PartKey> m_collecting;
   std::set<PartKey> m_running;
-  PartKey m_progressPlace;  ///< whose progress was read last
+  std::size_t m_nextWork = 0;  ///< kind of it
+  PartKey m_progressPlace;     ///< whose progress was read last
   TimePoint m_nextLook{};
   std::map<Key, JobStatus> m_changed;  ///< to be published
   std::set<Run> m_strays;              ///< runs that were told to end

@@ -121,21 +121,26 @@ void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
   }
 }
 
-void JobTable::stepCollecting() {
+/// False when there was nothing to do.
+bool JobTable::stepCollecting() {
+  const auto isDue = [this](const PartKey& key) {
+    const auto [job, part] = findPart(key);
+    return part != nullptr && part->phase == PartPhase::Collecting && !job->isEnding &&
+           m_clocks.now() >= part->notBefore;
+  };
+  bool hadWork = false;
   const TimeSlice slice;
   for (const PartKey& key : std::set<PartKey>(m_collecting)) {
-    for (;;) {
+    for (bool isMoreToDo = true; isMoreToDo && isDue(key);) {
       const auto [job, part] = findPart(key);
-      const bool isDue = part != nullptr && part->phase == PartPhase::Collecting && !job->isEnding &&
-                         m_clocks.now() >= part->notBefore;
-      if (!isDue || !collectStep(*job, *part)) {
-        break;
-      }
+      isMoreToDo = collectStep(*job, *part);
+      hadWork = true;
       if (slice.isOver()) {
-        return;
+        return true;
       }
     }
   }
+  return hadWork;
 }
 
 /// Reads the next piece of what the part left; false when there is nothing more to do now.
