@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <optional>
 #include <sstream>
 
 namespace {
@@ -193,6 +194,43 @@ TEST_F(SweepSecurityTest, ProgressOfTheJobsOfOthersIsNotPublished) {
   }
   EXPECT_EQ(last.state, JobState::Cancelled);
   EXPECT_EQ(other.receiveIfAny(in(c_short)), std::nullopt);
+}
+
+TEST_F(SweepSecurityTest, ProgressEndsWithTheKey) {
+  using namespace ParameterSweep;
+  constexpr std::chrono::minutes c_patience{1};
+  constexpr std::chrono::milliseconds c_short{500};
+  const auto in = [](Channel::Clock::duration time) { return Channel::Clock::now() + time; };
+  const Drelvan::ParserSession parser{SweepSchema()};
+  ASSERT_EQ(keygen(keys(), "admin").exitCode, 0);
+  const std::string adminKeys = keys() + "/admin.key";
+  Server server(m_folder.file("spool"), {"--keys", keys(), "--admin", "admin", "--launch-with", "sh -c 'sleep 600'"});
+  const std::string job =
+      TestSupport::linesOf(
+          server.client({"--keys", aliceKeys(), "submit", "--expression", "x", "--parameters", table()}).output)
+          .at(0);
+  const auto follow = [&](Channel& channel) {
+    channel.send(writeRequestPackage({RequestKind::Follow, SweepJobId::fromText(job)}), in(c_patience));
+    return readReplyPackage(channel.receive(in(c_patience))).content;
+  };
+  Channel alice(ServerAddress::fromText(server.publisherAddress()), readClientKeys(aliceKeys()));
+  Channel admin(ServerAddress::fromText(server.publisherAddress()), readClientKeys(adminKeys));
+  ASSERT_TRUE(std::holds_alternative<JobStatus>(follow(alice)));
+  ASSERT_TRUE(std::holds_alternative<JobStatus>(follow(admin)));
+  fs::remove(keys() + "/clients/alice.pub");
+  server.signal(SIGHUP);
+  ASSERT_TRUE(
+      SweepTest::eventually([&] { return server.errors().find("read the keys of 1 clients") != std::string::npos; }));
+  ASSERT_EQ(server.client({"--keys", adminKeys, "cancel", job}).exitCode, 0);
+  JobStatus last;
+  while (!isEnd(last.state)) {
+    last = std::get<JobStatus>(readReplyPackage(admin.receive(in(c_patience))).content);
+  }
+  std::optional<std::string> package;
+  while ((package = alice.receiveIfAny(in(c_short)))) {  // what was sent before
+    const ReplyContent content = readReplyPackage(*package).content;
+    EXPECT_TRUE(std::holds_alternative<JobStatus>(content) && !isEnd(std::get<JobStatus>(content).state));
+  }
 }
 
 TEST_F(SweepSecurityTest, NumberOfJobsIsLimitedForEachOwner) {

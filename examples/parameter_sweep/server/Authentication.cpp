@@ -73,7 +73,7 @@ std::optional<Client> Authentication::identify(zmq::message_t& message) const {
   if (known == m_keys->clients.end()) {
     return std::nullopt;
   }
-  return Client{known->second, m_admins.count(known->second) != 0};
+  return Client{known->second, m_admins.count(known->second) != 0, known->first};
 }
 
 void Authentication::reload() {

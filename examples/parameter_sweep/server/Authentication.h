@@ -29,6 +29,9 @@ class Authentication {
   /// The sender of a message; empty when its key is not known any more.
   std::optional<Client> identify(zmq::message_t& message) const;
 
+  /// Whether a client with this key is let in; everybody is where there are no keys.
+  bool isKnown(const std::string& key) const { return !m_keys || m_keys->clients.count(key) != 0; }
+
   /// Reads the keys again. With a failure those that were known stay.
   void reload();
   bool hasKeys() const { return m_keys.has_value(); }

@@ -8,6 +8,7 @@ namespace ParameterSweep {
 struct Client {
   std::string name;
   bool isAdmin = false;  ///< sees the jobs of all
+  std::string key = {};  ///< the public one; empty where the server has no keys
 
   bool maySee(const std::string& owner) const { return isAdmin || owner == name; }
 };

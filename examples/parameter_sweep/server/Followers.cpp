@@ -63,7 +63,7 @@ std::string Followers::follow(const ServerSocket::Message& message) {
     }
     const JobStatus status = m_server.getStatus(request.jobId, *message.client);
     if (!isEnd(status.state)) {
-      add(message.connection, message.client->name, status.jobId.getUniqueId());
+      add(message.connection, *message.client, status.jobId.getUniqueId());
     }
     return m_server.writeStatus(status, request.id);
   } catch (const SweepFailure& failure) {
@@ -73,23 +73,24 @@ std::string Followers::follow(const ServerSocket::Message& message) {
   }
 }
 
-void Followers::add(const Connection& connection, const std::string& client, const std::string& job) {
+void Followers::add(const Connection& connection, const Client& client, const std::string& job) {
   const auto known = m_byConnection.find(connection);
-  if (known != m_byConnection.end() && known->second.client != client) {
+  if (known != m_byConnection.end() && known->second.key != client.key) {
     forget(connection);  // another client's, under the name of one that is gone
   }
   if (m_byConnection.count(connection) == 0) {
     makeRoom();
   }
   Follower& follower = m_byConnection[connection];
-  follower.client = client;
+  follower.client = client.name;
+  follower.key = client.key;
   if (follower.jobs.count(job) != 0) {
     return;
   }
   if (follower.jobs.size() >= m_limits.ofConnection) {
     throw tooMuch("one connection", m_limits.ofConnection);
   }
-  const auto followed = m_followed.find(client);
+  const auto followed = m_followed.find(client.name);
   if (followed != m_followed.end() && followed->second >= m_limits.ofClient) {
     if (follower.jobs.empty()) {
       m_byConnection.erase(connection);
@@ -98,7 +99,7 @@ void Followers::add(const Connection& connection, const std::string& client, con
   }
   follower.jobs.insert(job);
   m_byJob[job].insert(connection);
-  count(client, 1);
+  count(client.name, 1);
 }
 
 /// That a connection is gone shows only when something is sent to it. Some are tried for each new one, so that those
@@ -111,7 +112,8 @@ void Followers::makeRoom() {
     try {
       const std::string& job = *next->second.jobs.begin();
       const JobStatus status = m_server.getStatus(SweepJobId::fromText(job), {"", true});
-      if (m_socket.send(m_lastTried, m_server.writeStatus(status, job)) == ServerSocket::Sent::Gone) {
+      const bool isKnown = m_socket.isKnown(next->second.key);
+      if (!isKnown || m_socket.send(m_lastTried, m_server.writeStatus(status, job)) == ServerSocket::Sent::Gone) {
         forget(m_lastTried);
       }
     } catch (const std::exception& exception) {
@@ -152,7 +154,8 @@ void Followers::publish(const JobStatus& status) {
   }
   const std::string package = m_server.writeStatus(status, job);
   for (const Connection& connection : std::set<Connection>(followed->second)) {
-    if (m_socket.send(connection, package) == ServerSocket::Sent::Gone) {
+    const bool isKnown = m_socket.isKnown(m_byConnection.at(connection).key);
+    if (!isKnown || m_socket.send(connection, package) == ServerSocket::Sent::Gone) {
       forget(connection);
     }
   }

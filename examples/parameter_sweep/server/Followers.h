@@ -19,7 +19,7 @@ struct FollowLimits {
 /// Tells those who follow a job what changes.
 ///
 /// A connection, and a client, may follow a bounded number of jobs. A connection that does not read loses progress and
-/// keeps nobody waiting. Threads: one.
+/// keeps nobody waiting; one whose key is not known any more gets nothing. Threads: one.
 class Followers {
  public:
   Followers(ServerSocket& socket, const SweepServer& server, const FollowLimits& limits = {})
@@ -37,11 +37,12 @@ class Followers {
   using Connection = std::string;
   struct Follower {
     std::string client;
+    std::string key;
     std::set<std::string> jobs;  ///< by unique id
   };
 
   std::string follow(const ServerSocket::Message& message);
-  void add(const Connection& connection, const std::string& client, const std::string& job);
+  void add(const Connection& connection, const Client& client, const std::string& job);
   void makeRoom();
   void count(const std::string& client, int change);
   void forget(const Connection& connection);

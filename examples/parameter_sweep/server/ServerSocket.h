@@ -34,6 +34,9 @@ class ServerSocket {
   /// Never waits: `Full` and nothing sent when the receiver does not read.
   Sent send(const std::string& connection, const std::string& package);
 
+  /// As `Authentication::isKnown`.
+  bool isKnown(const std::string& key) const { return m_authentication.isKnown(key); }
+
   zmq::socket_ref get() { return m_socket; }
 
  private:
