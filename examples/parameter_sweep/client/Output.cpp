@@ -24,7 +24,7 @@ using Json = nlohmann::ordered_json;
 
 void write(std::ostream& stream, const std::string& text) {
   if (!(stream << text << std::flush)) {
-    throw SweepFailure(FailureKind::LocalTrouble, "cannot write the whole answer; check the output");
+    throw SweepFailure(FailureKind::LocalFailure, "cannot write the whole answer; check the output");
   }
 }
 
@@ -234,7 +234,7 @@ SweepFailure toFailure(const std::exception& exception) {
   }
   const bool isLocal = dynamic_cast<const Drelvan::DvException*>(&exception) != nullptr ||
                        dynamic_cast<const std::system_error*>(&exception) != nullptr;
-  return {isLocal ? FailureKind::LocalTrouble : FailureKind::Internal, exception.what()};
+  return {isLocal ? FailureKind::LocalFailure : FailureKind::Internal, exception.what()};
 }
 
 int exitCode(FailureKind kind) {
@@ -245,7 +245,7 @@ int exitCode(FailureKind kind) {
       {FailureKind::JobFailed, 9},         {FailureKind::LaunchFailed, 9},    {FailureKind::JobCancelled, 10},
       {FailureKind::JobTimedOut, 11},      {FailureKind::JobCrashed, 12},     {FailureKind::JobExists, 13},
       {FailureKind::MalformedPackage, 13}, {FailureKind::MissingPackage, 13}, {FailureKind::PackageTooLarge, 13},
-      {FailureKind::UnknownRequest, 13},   {FailureKind::LocalTrouble, 14},   {FailureKind::ProcessorTimeExceeded, 15},
+      {FailureKind::UnknownRequest, 13},   {FailureKind::LocalFailure, 14},   {FailureKind::ProcessorTimeExceeded, 15},
       {FailureKind::MemoryExceeded, 16},   {FailureKind::TooMuch, 17}};
   return s_codes.at(kind);
 }

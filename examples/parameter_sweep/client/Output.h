@@ -32,11 +32,11 @@ bool isHealthy(const ServerHealth& health);
 /// The progress in percent and the parts, such as "40 %, 4 of 10 parts".
 std::string showProgress(const JobStatus& status);
 
-/// Writes a whole file, or standard output for an empty name. Throws `SweepFailure` (`LocalTrouble`) or `DvException`
+/// Writes a whole file, or standard output for an empty name. Throws `SweepFailure` (`LocalFailure`) or `DvException`
 /// with an existing file unchanged.
 void writeOutput(const std::string& file, const std::string& text);
 
-/// The exception as a failure to report. An error of the system is `LocalTrouble`.
+/// The exception as a failure to report. An error of the system is `LocalFailure`.
 SweepFailure toFailure(const std::exception& exception);
 
 /// The client's exit code for a failure; README.md lists them.

@@ -107,7 +107,7 @@ class TableReader {
       }
     }
     if (stream.bad()) {
-      throw SweepFailure(FailureKind::LocalTrouble, "it cannot be read to its end");
+      throw SweepFailure(FailureKind::LocalFailure, "it cannot be read to its end");
     }
     if (m_table.size() == 0) {
       fail(1, 1, "there is no realization; give a line of names and at least one of numbers");
@@ -188,7 +188,7 @@ ParameterTable readParameterFile(const std::string& file) {
   }
   std::ifstream stream(file, std::ios::binary);
   if (!stream || std::filesystem::is_directory(file)) {
-    throw SweepFailure(FailureKind::LocalTrouble, "cannot read '" + file + "'");
+    throw SweepFailure(FailureKind::LocalFailure, "cannot read '" + file + "'");
   }
   return readNamed(stream, file);
 }

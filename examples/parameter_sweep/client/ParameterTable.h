@@ -33,7 +33,7 @@ class ParameterTable {
 ///
 /// A column named "realizationId" numbers the realizations, which are otherwise numbered from 1. Cells are separated by
 /// commas, may be in double quotes and may be padded; empty lines are skipped. Throws `SweepFailure`: `BadParameters`
-/// with line and column of the error, `LocalTrouble` for a file that cannot be read.
+/// with line and column of the error, `LocalFailure` for a file that cannot be read.
 ParameterTable readParameterFile(const std::string& file);
 
 }  // namespace ParameterSweep

@@ -30,7 +30,7 @@ std::string plotScript(const SweepResult& result) {
 void plot(const SweepResult& result, const std::string& file) {
   const auto program = bp::search_path("gnuplot");
   if (program.empty()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot cannot be found; install it, or leave --plot out");
+    throw SweepFailure(FailureKind::LocalFailure, "gnuplot cannot be found; install it, or leave --plot out");
   }
   // The exit code tells of a gnuplot that ends before it has read everything.
   const auto onBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
@@ -43,7 +43,7 @@ void plot(const SweepResult& result, const std::string& file) {
   gnuplot.wait();
   static_cast<void>(std::signal(SIGPIPE, onBrokenPipe));
   if (gnuplot.exit_code() != 0 || svg.empty()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "gnuplot could not draw the result");
+    throw SweepFailure(FailureKind::LocalFailure, "gnuplot could not draw the result");
   }
   writeOutput(file, svg);
 }

@@ -6,7 +6,7 @@
 
 namespace ParameterSweep {
 
-/// Draws value against realization into an SVG file. Throws `SweepFailure` (`LocalTrouble`) when gnuplot does not.
+/// Draws value against realization into an SVG file. Throws `SweepFailure` (`LocalFailure`) when gnuplot does not.
 void plot(const SweepResult& result, const std::string& file);
 
 }  // namespace ParameterSweep

@@ -33,7 +33,7 @@ ServerAddress ServerAddress::fromText(const std::string& text) {
     host = host.substr(1, host.size() - 2);
   }
   if (host.empty() || !isPort(address.port) || (!isBracketed && host.find_first_of("[]:") != std::string::npos)) {
-    throw SweepFailure(FailureKind::LocalTrouble,
+    throw SweepFailure(FailureKind::LocalFailure,
                        "'" + text + "' is no server; give HOST:PORT, for IPv6 [ADDRESS]:PORT");
   }
   return address;

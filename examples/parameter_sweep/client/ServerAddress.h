@@ -10,7 +10,7 @@ struct ServerAddress {
   std::string host;  ///< name, IPv4 address, or IPv6 address without brackets
   std::string port;
 
-  /// Reads HOST:PORT; an IPv6 address is in brackets, [::1]:5701. Throws `SweepFailure` (`LocalTrouble`).
+  /// Reads HOST:PORT; an IPv6 address is in brackets, [::1]:5701. Throws `SweepFailure` (`LocalFailure`).
   static ServerAddress fromText(const std::string& text);
 
   /// HOST:PORT.

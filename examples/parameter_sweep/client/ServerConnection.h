@@ -25,7 +25,7 @@ class ServerConnection {
   /// Gives one request after the other, at last none.
   using Requests = std::function<std::optional<Request>()>;
 
-  /// Does not wait for the server. Throws `SweepFailure` (`LocalTrouble`) for a server text of another form.
+  /// Does not wait for the server. Throws `SweepFailure` (`LocalFailure`) for a server text of another form.
   explicit ServerConnection(const ConnectionSettings& settings);
 
   /// Waits until the server has taken the connection. Throws `SweepFailure`: `Unreachable`, or `AccessRefused` when the

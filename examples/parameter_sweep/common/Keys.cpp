@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 constexpr std::size_t c_keyLength = 40;
 constexpr std::size_t c_keyBytes = 32;
 
-[[noreturn]] void fail(const std::string& message) { throw SweepFailure(FailureKind::LocalTrouble, message); }
+[[noreturn]] void fail(const std::string& message) { throw SweepFailure(FailureKind::LocalFailure, message); }
 
 bool isKey(const std::string& text) {
   std::array<std::uint8_t, c_keyBytes> bytes{};

@@ -30,11 +30,11 @@ struct ClientKeys {
 };
 
 /// Makes the server's keys where there are none yet, and new keys for the client `name`. Returns the file for the
-/// client. Throws `SweepFailure` (`LocalTrouble`), also for a name that is not letters, digits, "-" and "_", or that
+/// client. Throws `SweepFailure` (`LocalFailure`), also for a name that is not letters, digits, "-" and "_", or that
 /// exists. What this process makes afterwards is its owner's only, too.
 std::filesystem::path makeClientKeys(const std::filesystem::path& folder, const std::string& name);
 
-/// Throw `SweepFailure` (`LocalTrouble`) when the files are missing or hold no keys, or when others than their owner
+/// Throw `SweepFailure` (`LocalFailure`) when the files are missing or hold no keys, or when others than their owner
 /// can read a secret one.
 ServerKeys readServerKeys(const std::filesystem::path& folder);
 ClientKeys readClientKeys(const std::filesystem::path& file);

@@ -44,7 +44,7 @@ PackageFileReader::PackageFileReader(const std::filesystem::path& file, std::siz
       m_maxPackage(maxPackage),
       m_descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
   if (m_descriptor < 0) {
-    throw SweepFailure(FailureKind::LocalTrouble,
+    throw SweepFailure(FailureKind::LocalFailure,
                        "cannot read '" + m_name + "': " + std::generic_category().message(errno));
   }
 }
@@ -97,7 +97,7 @@ bool PackageFileReader::fill() {
   std::array<char, 65536> buffer{};
   const ssize_t size = ::read(m_descriptor, buffer.data(), buffer.size());
   if (size < 0) {
-    throw SweepFailure(FailureKind::LocalTrouble,
+    throw SweepFailure(FailureKind::LocalFailure,
                        "cannot read '" + m_name + "': " + std::generic_category().message(errno));
   }
   m_buffer.append(buffer.data(), static_cast<std::size_t>(size));

@@ -26,7 +26,7 @@ class PackageFileWriter {
   std::ofstream m_stream;
 };
 
-/// Reads such a file. Throws `SweepFailure`: `LocalTrouble` when a call failed and may succeed later,
+/// Reads such a file. Throws `SweepFailure`: `LocalFailure` when a call failed and may succeed later,
 /// `MalformedPackage` when what was read is wrong. Threads: one.
 class PackageFileReader {
  public:

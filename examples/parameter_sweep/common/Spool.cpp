@@ -28,7 +28,7 @@ constexpr int c_tries = 10;
 }
 
 [[noreturn]] void failToRead(const fs::path& file) {
-  throw SweepFailure(FailureKind::LocalTrouble,
+  throw SweepFailure(FailureKind::LocalFailure,
                      "cannot read '" + file.string() + "': " + std::generic_category().message(errno));
 }
 

@@ -37,7 +37,7 @@ struct PartFiles {
 /// Whether there is such a file; what is no regular file does not count.
 bool isStored(const std::filesystem::path& file);
 
-/// The content of a file; empty when there is none. Throws `SweepFailure` (`LocalTrouble`) when it cannot be read
+/// The content of a file; empty when there is none. Throws `SweepFailure` (`LocalFailure`) when it cannot be read
 /// whole.
 std::string readStoredFile(const std::filesystem::path& file);
 /// The same from a place on, at most `limit` bytes.

@@ -25,7 +25,7 @@ enum class FailureKind {
   LaunchFailed,           ///< the job program could not be started
   Unreachable,            ///< no answer from the server
   AccessRefused,          ///< the server does not know the client's key
-  LocalTrouble,           ///< a file or a program on this machine
+  LocalFailure,           ///< a file or a program on this machine
   MissingPackage,         ///< a package of the submission was left out
   TooMuch,                ///< the server takes no more from this client now
   NotStored,              ///< the server could not store it; nothing has changed
@@ -35,7 +35,7 @@ enum class FailureKind {
 };
 BOOST_DESCRIBE_ENUM(FailureKind, MalformedPackage, PackageTooLarge, UnknownRequest, UnknownJob, JobExists, JobEnded,
                     NotFinished, BadExpression, BadParameters, JobFailed, JobCrashed, JobTimedOut, JobCancelled,
-                    LaunchFailed, Unreachable, AccessRefused, LocalTrouble, MissingPackage, TooMuch, NotStored,
+                    LaunchFailed, Unreachable, AccessRefused, LocalFailure, MissingPackage, TooMuch, NotStored,
                     ProcessorTimeExceeded, MemoryExceeded, Internal)
 
 /// A failure that programs can send each other: an exception within a program, a `DVException` in a package.

@@ -81,7 +81,7 @@ int compute(const Options& options, const PartFiles& files, const SweepJobId& jo
     PartComputation(files, jobId, log).run();
     return 0;
   } catch (const SweepFailure& failure) {
-    if (failure.getKind() == FailureKind::LocalTrouble) {
+    if (failure.getKind() == FailureKind::LocalFailure) {
       throw;
     }
     return reportFailure(files, log, failure);

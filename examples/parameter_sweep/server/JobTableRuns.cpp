@@ -162,7 +162,7 @@ bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
     m_runFault.succeeded();
   } catch (const SweepFailure& failure) {
     part.results.reset();
-    if (failure.getKind() == FailureKind::LocalTrouble) {
+    if (failure.getKind() == FailureKind::LocalFailure) {
       m_readFault.failed(m_clocks.now(), failure.getMessage());
       part.notBefore = m_clocks.now() + std::chrono::seconds(1);
     } else {
@@ -195,7 +195,7 @@ void JobTable::leftNothing(ActiveJob& job, ActivePart& part) {
   tryAgain(job, part, failure);
 }
 
-/// Throws `SweepFailure` (`LocalTrouble`), with nothing changed, while the log cannot be read.
+/// Throws `SweepFailure` (`LocalFailure`), with nothing changed, while the log cannot be read.
 void JobTable::finishPart(ActiveJob& job, ActivePart& part) {
   std::vector<LogMessage> messages = readLog(job, part);
   if (const auto& failure = part.results->getFailure()) {

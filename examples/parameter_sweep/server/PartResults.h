@@ -17,7 +17,7 @@ class PartResults {
   /// Throws as `PackageFileReader`.
   PartResults(const PartFiles& files, const SweepJobId& jobId, std::uint64_t count);
 
-  /// Reads the next package; false when all are read. Throws `SweepFailure`: `LocalTrouble` when a later try may
+  /// Reads the next package; false when all are read. Throws `SweepFailure`: `LocalFailure` when a later try may
   /// succeed, any other kind for what is wrong.
   bool step();
 

@@ -39,7 +39,7 @@ int ServerSocket::bind(const std::string& address, int port) {
     m_socket.set(zmq::sockopt::ipv6, isVersion6);
     m_socket.bind(host + (port == 0 ? "*" : std::to_string(port)));
   } catch (const zmq::error_t& error) {
-    throw SweepFailure(FailureKind::LocalTrouble, "cannot listen at " + host + std::to_string(port) + ": " +
+    throw SweepFailure(FailureKind::LocalFailure, "cannot listen at " + host + std::to_string(port) + ": " +
                                                       error.what() +
                                                       "; choose another port, or an address of this machine");
   }

@@ -24,7 +24,7 @@ class ServerSocket {
   ServerSocket(zmq::context_t& context, const Authentication& authentication, std::size_t maxPackage);
 
   /// Binds to an address of this machine. Returns the port, which is a free one for 0. Throws `SweepFailure`
-  /// (`LocalTrouble`).
+  /// (`LocalFailure`).
   int bind(const std::string& address, int port);
 
   /// The next message, if one is there.

@@ -22,7 +22,7 @@ ServerTransport::ServerTransport(const TransportSettings& settings)
       m_progress(m_context, m_authentication, c_longestFollow) {
   const bool isLocal = Drelvan::HostInfo::isLocalIp(settings.bind) || settings.bind == "::1";
   if (!isLocal && !m_authentication.hasKeys()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "others may reach this server at " + settings.bind +
+    throw SweepFailure(FailureKind::LocalFailure, "others may reach this server at " + settings.bind +
                                                       "; give --keys, or leave --bind at 127.0.0.1");
   }
   m_host.setName(boost::asio::ip::host_name());

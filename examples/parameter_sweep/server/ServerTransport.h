@@ -25,7 +25,7 @@ struct TransportSettings {
 /// Threads: one.
 class ServerTransport {
  public:
-  /// Binds both sockets. Throws `SweepFailure` (`LocalTrouble`) when they cannot be, or must not without keys.
+  /// Binds both sockets. Throws `SweepFailure` (`LocalFailure`) when they cannot be, or must not without keys.
   explicit ServerTransport(const TransportSettings& settings);
 
   /// Where the sockets are reached.

@@ -30,11 +30,11 @@ SpoolLock::SpoolLock(const fs::path& spool) {
     std::ofstream(lock, std::ios::app).close();
     m_lock = boost::interprocess::file_lock(lock.c_str());
   } catch (const std::exception& exception) {
-    throw SweepFailure(FailureKind::LocalTrouble,
+    throw SweepFailure(FailureKind::LocalFailure,
                        "the spool '" + spool.string() + "' cannot be used: " + exception.what());
   }
   if (!m_lock.try_lock()) {
-    throw SweepFailure(FailureKind::LocalTrouble,
+    throw SweepFailure(FailureKind::LocalFailure,
                        "the spool '" + spool.string() + "' is in use; end the other server that uses it");
   }
 }

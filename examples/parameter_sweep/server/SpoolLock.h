@@ -8,7 +8,7 @@ namespace ParameterSweep {
 /// The folder of everything that a server keeps, as long as the object exists for this server alone.
 class SpoolLock {
  public:
-  /// Makes the folder where there is none, and gives nobody else access to it. Throws `SweepFailure` (`LocalTrouble`)
+  /// Makes the folder where there is none, and gives nobody else access to it. Throws `SweepFailure` (`LocalFailure`)
   /// when it cannot be used, or when another server uses it.
   explicit SpoolLock(const std::filesystem::path& spool);
 

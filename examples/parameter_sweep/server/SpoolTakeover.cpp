@@ -75,7 +75,7 @@ void readEnd(const fs::path& folder, TakeOverJob& job) {
       }
     }
   } catch (const SweepFailure& failure) {
-    if (failure.getKind() == FailureKind::LocalTrouble) {
+    if (failure.getKind() == FailureKind::LocalFailure) {
       throw;
     }
     s_logger.logWARN(folder.string() + ": computed again: " + failure.what(), __FILE__, __func__, __LINE__);
@@ -162,7 +162,7 @@ std::size_t takeOverSpool(const fs::path& spool, JobStore& store) {
       stored.push_back(folder);
       ++count;
     } catch (const SweepFailure& failure) {
-      if (failure.getKind() == FailureKind::LocalTrouble) {
+      if (failure.getKind() == FailureKind::LocalFailure) {
         throw;
       }
       s_logger.logWARN("ignoring: " + folder.string() + ": " + failure.what(), __FILE__, __func__, __LINE__);

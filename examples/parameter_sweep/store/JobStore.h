@@ -15,7 +15,7 @@ namespace ParameterSweep {
 /// to one thread, everything else to one thread, which may be another one; neither waits for the other.
 class JobStore {
  public:
-  /// Opens the database, making or upgrading it. Throws `SweepFailure` (`LocalTrouble`) for one of a newer version.
+  /// Opens the database, making or upgrading it. Throws `SweepFailure` (`LocalFailure`) for one of a newer version.
   explicit JobStore(const std::filesystem::path& file);
 
   /// Applies all changes as one unit. For each whether it was applied: an end that is stored is never changed.

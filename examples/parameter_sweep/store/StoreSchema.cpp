@@ -84,7 +84,7 @@ void upgradeStore(Database& database) {
     version = query.next() ? query.getNumber(0) : 0;
   }
   if (version < 0 || version > getStoreVersion()) {
-    throw SweepFailure(FailureKind::LocalTrouble, "the spool was made by a newer sweep-server (version " +
+    throw SweepFailure(FailureKind::LocalFailure, "the spool was made by a newer sweep-server (version " +
                                                       std::to_string(version) + " of its database); use that one");
   }
   for (auto next = static_cast<std::size_t>(version); next < c_upgrades.size(); ++next) {

@@ -4,7 +4,7 @@
 
 namespace ParameterSweep {
 
-/// Brings the database to the version of this program. Throws `SweepFailure` (`LocalTrouble`) for one that a newer
+/// Brings the database to the version of this program. Throws `SweepFailure` (`LocalFailure`) for one that a newer
 /// program made.
 void upgradeStore(Database& database);
 
