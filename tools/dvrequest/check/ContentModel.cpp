@@ -1,4 +1,5 @@
 #include <tools/dvrequest/check/ContentModel.h>
+#include <tools/dvrequest/check/SchemaModel.h>
 #include <tools/dvrequest/support/Text.h>
 
 #include <algorithm>
@@ -162,9 +163,8 @@ Expression fromParticle(XSParticle* particle);
 
 Expression fromGroup(const XSModelGroup& group) {
   std::vector<Expression> parts;
-  auto* particles = group.getParticles();
-  for (XMLSize_t index = 0; index < particles->size(); ++index) {
-    parts.push_back(fromParticle(particles->elementAt(index)));
+  for (XSParticle* part : elementsOf(group.getParticles())) {
+    parts.push_back(fromParticle(part));
   }
   if (group.getCompositor() == XSModelGroup::COMPOSITOR_CHOICE) {
     return choice(std::move(parts));

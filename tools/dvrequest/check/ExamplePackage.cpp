@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <utility>
 #include <vector>
-#include <xercesc/framework/psvi/XSAttributeDeclaration.hpp>
 #include <xercesc/framework/psvi/XSAttributeUse.hpp>
 #include <xercesc/framework/psvi/XSElementDeclaration.hpp>
 #include <xercesc/framework/psvi/XSModelGroup.hpp>
@@ -24,7 +23,6 @@ using xercesc_3_1::XSModelGroup;
 using xercesc_3_1::XSParticle;
 using xercesc_3_1::XSTypeDefinition;
 
-constexpr const char* c_id = "0123456789abcdef-0011223344556677-8899aabbccddeeff";
 constexpr std::array<std::pair<const char*, PackageKind>, 4> c_bareRoots{
     {{"DV_Request", PackageKind::Request},
      {"DV_Reply", PackageKind::Reply},
@@ -46,23 +44,18 @@ class Filler {
       const std::string name = nameOf(*use);
       if (!isEntry || (name != "id" && name != "requestId")) {
         const bool isGiven = use->getConstraintType() != xercesc_3_1::XSConstants::VALUE_CONSTRAINT_NONE;
-        m_writer.attribute(name, isGiven ? toText(use->getConstraintValue())
-                                         : exampleValue(*use->getAttrDeclaration()->getTypeDefinition()));
+        m_writer.attribute(name, isGiven ? toText(use->getConstraintValue()) : exampleValue(typeOf(*use)));
       }
     }
     if (auto* simple = textType(type)) {
       m_writer.text(exampleValue(*simple));
-    } else if (auto* complex = asComplex(&type); complex != nullptr && complex->getParticle() != nullptr) {
-      particle(*complex->getParticle());
+    } else if (auto* content = contentOf(type)) {
+      particle(*content);
     }
     m_open.pop_back();
   }
 
  private:
-  bool isOpen(const XSTypeDefinition* type) const {
-    return std::any_of(m_open.begin(), m_open.end(), [&](const auto* open) { return isSame(*open, *type); });
-  }
-
   void particle(XSParticle& particle) {
     const auto times = std::max<std::size_t>(particle.getMinOccurs(), 1);
     for (std::size_t time = 0; time < times; ++time) {
@@ -75,16 +68,17 @@ class Filler {
   }
 
   void group(const XSModelGroup& group) {
-    auto* particles = group.getParticles();
-    const bool isChoice = group.getCompositor() == XSModelGroup::COMPOSITOR_CHOICE;
-    for (XMLSize_t index = 0; index < particles->size() && (!isChoice || index == 0); ++index) {
-      particle(*particles->elementAt(index));
+    for (XSParticle* part : elementsOf(group.getParticles())) {
+      particle(*part);
+      if (group.getCompositor() == XSModelGroup::COMPOSITOR_CHOICE) {
+        break;
+      }
     }
   }
 
   void element(xercesc_3_1::XSElementDeclaration& element, bool isOptional) {
     XSTypeDefinition* type = element.getTypeDefinition();
-    if (isOpen(type)) {
+    if (contains(m_open, *type)) {
       if (isOptional) {
         return;
       }
@@ -103,7 +97,7 @@ class Filler {
     for (const Allowed& allowed : m_schema.typesFrom(base)) {
       auto* type = m_schema.type(allowed.text);
       auto* complex = asComplex(type);
-      if (complex != nullptr && !complex->getAbstract() && !isOpen(type)) {
+      if (complex != nullptr && !complex->getAbstract() && !contains(m_open, *type)) {
         return type;
       }
     }
@@ -127,7 +121,7 @@ void startRoot(PackageWriter& writer, const std::string& root) {
     return;
   }
   Drelvan::RequestEnvelope envelope;
-  envelope.clientId = envelope.requestClientId = c_id;
+  envelope.clientId = envelope.requestClientId = c_exampleId;
   writer.startRequestPackage(envelope);
 }
 
@@ -137,7 +131,7 @@ std::string document(const SchemaModel& schema, const std::string& root, XSTypeD
   startRoot(writer, root);
   const bool isReply = root.rfind("DV_Reply", 0) == 0;
   const std::string name = type == nullptr ? "" : typeName(*type);
-  isReply ? writer.startReply(name, c_id) : writer.startRequest(name, c_id);
+  isReply ? writer.startReply(name, c_exampleId) : writer.startRequest(name, c_exampleId);
   if (type != nullptr) {
     Filler(schema, writer).fill(*type, true);
   }

@@ -192,8 +192,8 @@ std::string fitLength(XSSimpleTypeDefinition& type, std::string text) {
 std::string exampleOfPattern(const std::string& pattern) { return PatternReader(pattern).branches(); }
 
 std::string exampleValue(XSSimpleTypeDefinition& type) {
-  static const std::map<std::string, std::string> shared{
-      {"DVUid", "0123456789abcdef-0011223344556677-8899aabbccddeeff"}, {"DVTimestamp", "UTC/ISO_2024-05-07T13:45:09"}};
+  static const std::map<std::string, std::string> shared{{"DVUid", c_exampleId},
+                                                         {"DVTimestamp", "UTC/ISO_2024-05-07T13:45:09"}};
   const auto known = shared.find(typeName(type));
   if (known != shared.end()) {
     return known->second;

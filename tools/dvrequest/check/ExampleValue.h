@@ -7,6 +7,8 @@
 
 namespace DvRequest {
 
+constexpr const char* c_exampleId = "0123456789abcdef-0011223344556677-8899aabbccddeeff";
+
 /// A text that is a value of `type`, as far as its facets can be met by simple means.
 std::string exampleValue(xercesc_3_1::XSSimpleTypeDefinition& type);
 

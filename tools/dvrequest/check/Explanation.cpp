@@ -10,7 +10,6 @@
 #include <utility>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/framework/XMLValidityCodes.hpp>
-#include <xercesc/framework/psvi/XSAttributeDeclaration.hpp>
 #include <xercesc/framework/psvi/XSAttributeUse.hpp>
 #include <xercesc/util/XMLExceptMsgs.hpp>
 
@@ -96,7 +95,6 @@ struct Draft {
 /// A child that does not fit where it stands.
 struct Misplaced {
   std::shared_ptr<Step> step;
-  std::string name;
   std::size_t start = 0;
   std::optional<std::size_t> draft;
 };
@@ -166,7 +164,7 @@ std::vector<Allowed> allowedAttribute(const ReadElement& element, XSAttributeUse
   if (declared->getConstraintType() == xercesc_3_1::XSConstants::VALUE_CONSTRAINT_FIXED) {
     return {{"value", toText(declared->getConstraintValue())}};
   }
-  return allowedText(*declared->getAttrDeclaration()->getTypeDefinition());
+  return allowedText(typeOf(*declared));
 }
 
 /// What fits behind the children of `parent` so far, instead of an element of the name `found`.
@@ -316,7 +314,7 @@ class Explainer final : public ReadHandler {
       level.step->parent = parent.step;
       level.step->number = ++parent.step->counts[element.name.name];
       if (parent.model && !parent.misplaced && !parent.model->take(element.name)) {
-        parent.misplaced = Misplaced{level.step, element.name.name, element.start, std::nullopt};
+        parent.misplaced = Misplaced{level.step, element.start, std::nullopt};
       }
     }
     if (element.type != nullptr) {
@@ -330,8 +328,7 @@ class Explainer final : public ReadHandler {
     if (known != m_models.end()) {
       return known->second;
     }
-    auto* complex = asComplex(&type);
-    return m_models.emplace(&type, ContentModel(complex == nullptr ? nullptr : complex->getParticle())).first->second;
+    return m_models.emplace(&type, ContentModel(contentOf(type))).first->second;
   }
 
   Level* parentLevel() { return m_levels.size() < 2 ? nullptr : &m_levels[m_levels.size() - 2]; }
@@ -352,18 +349,22 @@ class Explainer final : public ReadHandler {
     return m_drafts.back();
   }
 
-  /// The draft added last, for later errors to be folded into.
-  std::size_t lastDraft() const { return m_drafts.size() - 1; }
-
   void fold(std::size_t draft) { ++m_drafts[draft].diagnostic.consequences; }
 
-  void blameSchemaHint(const ReadError& error, Level& level) {
-    if (level.hint) {
-      fold(*level.hint);
-      return;
+  /// Folds an error into `draft`; when that is not set, sets it to the draft that is added next.
+  bool isFirst(std::optional<std::size_t>& draft) {
+    if (draft) {
+      fold(*draft);
+      return false;
     }
-    addSchemaHint(error, level.step, level.element.start, level.element.content);
-    level.hint = lastDraft();
+    draft = m_drafts.size();
+    return true;
+  }
+
+  void blameSchemaHint(const ReadError& error, Level& level) {
+    if (isFirst(level.hint)) {
+      addSchemaHint(error, level.step, level.element.start, level.element.content);
+    }
   }
 
   /// Blames the attribute of the start tag from `begin` to `end` that names a schema.
@@ -386,8 +387,8 @@ class Explainer final : public ReadHandler {
       level.cause = parent->empty;
       return;
     }
+    level.cause = m_drafts.size();
     Draft& draft = add(error, level.step);
-    level.cause = lastDraft();
     draft.offset = level.element.start;
     if (parent == nullptr) {
       draft.diagnostic.allowed = allowedRoots(level.element.name.name);
@@ -404,8 +405,8 @@ class Explainer final : public ReadHandler {
 
   void blameType(const ReadError& error, Level& level) {
     const ReadElement& element = level.element;
+    level.cause = m_drafts.size();
     Draft& draft = add(error, level.step);
-    level.cause = lastDraft();
     draft.offset = m_source.attribute(element.start, element.content, "type").value_or(element.start);
     if (element.declared != nullptr) {
       draft.diagnostic.allowed = m_schema.typesFrom(*element.declared);
@@ -426,19 +427,16 @@ class Explainer final : public ReadHandler {
     draft.diagnostic.allowed = allowedAttribute(element, use == uses.end() ? nullptr : *use);
     const ReadAttribute* attribute = find(element, name);
     if (attribute != nullptr && use != uses.end()) {
-      draft.diagnostic.hint =
-          hintOnValue(attribute->value, error.problem.message, *(*use)->getAttrDeclaration()->getTypeDefinition());
+      draft.diagnostic.hint = hintOnValue(attribute->value, error.problem.message, typeOf(**use));
     }
   }
 
   /// Blames an element that must hold nothing; most often it names no type, or the wrong one.
   void blameEmpty(const ReadError& error, Level& level) {
-    if (level.empty) {
-      fold(*level.empty);
+    if (!isFirst(level.empty)) {
       return;
     }
     Draft& draft = add(error, level.step);
-    level.empty = lastDraft();
     draft.offset = level.element.start;
     auto& allowed = draft.diagnostic.allowed = m_schema.typesFrom(*level.element.type);
     const auto isCurrent = [&](const Allowed& one) { return one.text == typeName(*level.element.type); };
@@ -456,7 +454,7 @@ class Explainer final : public ReadHandler {
       Draft& draft = add(error, isMissing ? level.step : level.misplaced->step);
       draft.offset = isMissing ? tag : level.misplaced->start;
       if (level.model) {
-        draft.diagnostic.allowed = allowedNext(level, isMissing ? "" : level.misplaced->name);
+        draft.diagnostic.allowed = allowedNext(level, isMissing ? "" : level.misplaced->step->name);
       }
       draft.diagnostic.hint = hintOnContent(level);
     }
@@ -487,11 +485,8 @@ class Explainer final : public ReadHandler {
       fold(*level.cause);
     } else if (mustBeEmpty(level)) {
       blameEmpty(error, level);
-    } else if (level.text) {
-      fold(*level.text);
-    } else {
+    } else if (isFirst(level.text)) {
       add(error, level.step);
-      level.text = lastDraft();
     }
   }
 

@@ -76,16 +76,14 @@ std::string limitText(XSSimpleTypeDefinition::FACET facet, const std::string& va
 }
 
 void addAll(const char* kind, xercesc_3_1::StringList* values, std::vector<Allowed>& allowed) {
-  for (XMLSize_t index = 0; values != nullptr && index < values->size(); ++index) {
-    allowed.push_back({kind, toText(values->elementAt(index))});
+  for (const XMLCh* value : elementsOf(values)) {
+    allowed.push_back({kind, toText(value)});
   }
 }
 
 /// Adds the limits that `type` sets beyond those of `builtIn`.
 void addLimits(XSSimpleTypeDefinition& type, XSSimpleTypeDefinition* builtIn, std::vector<Allowed>& allowed) {
-  auto* facets = type.getFacets();
-  for (XMLSize_t index = 0; facets != nullptr && index < facets->size(); ++index) {
-    const auto* facet = facets->elementAt(index);
+  for (const auto* facet : elementsOf(type.getFacets())) {
     const std::string value = toText(facet->getLexicalFacetValue());
     const bool isNew = builtIn == nullptr || toText(builtIn->getLexicalFacetValue(facet->getFacetKind())) != value;
     const std::string text = limitText(facet->getFacetKind(), value);
@@ -220,6 +218,10 @@ bool isSame(const XSTypeDefinition& left, const XSTypeDefinition& right) {
   return &left == &right || (!name.empty() && name == typeName(right) && isBuiltIn(left) == isBuiltIn(right));
 }
 
+bool contains(const std::vector<const XSTypeDefinition*>& types, const XSTypeDefinition& wanted) {
+  return std::any_of(types.begin(), types.end(), [&](const auto* type) { return isSame(*type, wanted); });
+}
+
 std::string builtInName(XSSimpleTypeDefinition& type) {
   const auto* builtIn = builtInOf(type);
   return builtIn == nullptr ? "anySimpleType" : toText(builtIn->getName());
@@ -228,6 +230,11 @@ std::string builtInName(XSSimpleTypeDefinition& type) {
 bool isEmpty(XSTypeDefinition* type) {
   auto* complex = asComplex(type);
   return complex != nullptr && complex->getContentType() == XSComplexTypeDefinition::CONTENTTYPE_EMPTY;
+}
+
+xercesc_3_1::XSParticle* contentOf(XSTypeDefinition& type) {
+  auto* complex = asComplex(&type);
+  return complex == nullptr ? nullptr : complex->getParticle();
 }
 
 XSSimpleTypeDefinition* textType(XSTypeDefinition& type) {
@@ -251,17 +258,16 @@ std::vector<Allowed> allowedText(XSSimpleTypeDefinition& type) {
 }
 
 std::vector<xercesc_3_1::XSAttributeUse*> attributesOf(XSTypeDefinition& type) {
-  std::vector<xercesc_3_1::XSAttributeUse*> result;
   auto* complex = asComplex(&type);
-  auto* uses = complex == nullptr ? nullptr : complex->getAttributeUses();
-  for (XMLSize_t index = 0; uses != nullptr && index < uses->size(); ++index) {
-    result.push_back(uses->elementAt(index));
-  }
-  return result;
+  return elementsOf(complex == nullptr ? nullptr : complex->getAttributeUses());
 }
 
 std::string nameOf(const xercesc_3_1::XSAttributeUse& attribute) {
   return toText(attribute.getAttrDeclaration()->getName());
+}
+
+XSSimpleTypeDefinition& typeOf(const xercesc_3_1::XSAttributeUse& attribute) {
+  return *attribute.getAttrDeclaration()->getTypeDefinition();
 }
 
 }  // namespace DvRequest

@@ -11,6 +11,7 @@
 #include <xercesc/framework/psvi/XSComplexTypeDefinition.hpp>
 #include <xercesc/framework/psvi/XSModel.hpp>
 #include <xercesc/framework/psvi/XSTypeDefinition.hpp>
+#include <xercesc/util/BaseRefVectorOf.hpp>
 
 namespace DvRequest {
 
@@ -54,6 +55,16 @@ class SchemaModel {
   std::unique_ptr<Storage> m_storage;
 };
 
+/// What a list of Xerces-C holds; nothing for null.
+template <typename Element>
+std::vector<Element*> elementsOf(xercesc_3_1::BaseRefVectorOf<Element>* list) {
+  std::vector<Element*> elements;
+  for (XMLSize_t index = 0; list != nullptr && index < list->size(); ++index) {
+    elements.push_back(list->elementAt(index));
+  }
+  return elements;
+}
+
 /// Null for a simple type.
 xercesc_3_1::XSComplexTypeDefinition* asComplex(xercesc_3_1::XSTypeDefinition* type);
 
@@ -63,6 +74,10 @@ std::string typeName(const xercesc_3_1::XSTypeDefinition& type);
 /// Whether both are the same type: Xerces-C describes one that holds itself twice.
 bool isSame(const xercesc_3_1::XSTypeDefinition& left, const xercesc_3_1::XSTypeDefinition& right);
 
+/// Whether one of `types` is the same as `wanted`.
+bool contains(const std::vector<const xercesc_3_1::XSTypeDefinition*>& types,
+              const xercesc_3_1::XSTypeDefinition& wanted);
+
 /// Whether the type is one of XML Schema itself.
 bool isBuiltIn(const xercesc_3_1::XSTypeDefinition& type);
 
@@ -71,6 +86,9 @@ std::string builtInName(xercesc_3_1::XSSimpleTypeDefinition& type);
 
 /// Whether the type allows neither children nor text.
 bool isEmpty(xercesc_3_1::XSTypeDefinition* type);
+
+/// What children of the type may be; null when it has none.
+xercesc_3_1::XSParticle* contentOf(xercesc_3_1::XSTypeDefinition& type);
 
 /// The simple type of the type's text; null when it has none.
 xercesc_3_1::XSSimpleTypeDefinition* textType(xercesc_3_1::XSTypeDefinition& type);
@@ -82,5 +100,6 @@ std::vector<Allowed> allowedText(xercesc_3_1::XSSimpleTypeDefinition& type);
 std::vector<xercesc_3_1::XSAttributeUse*> attributesOf(xercesc_3_1::XSTypeDefinition& type);
 
 std::string nameOf(const xercesc_3_1::XSAttributeUse& attribute);
+xercesc_3_1::XSSimpleTypeDefinition& typeOf(const xercesc_3_1::XSAttributeUse& attribute);
 
 }  // namespace DvRequest

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <utility>
 #include <vector>
-#include <xercesc/framework/psvi/XSAttributeDeclaration.hpp>
 #include <xercesc/framework/psvi/XSAttributeUse.hpp>
 #include <xercesc/framework/psvi/XSElementDeclaration.hpp>
 #include <xercesc/framework/psvi/XSModelGroup.hpp>
@@ -47,10 +46,6 @@ std::string describe(XSTypeDefinition& type) {
   return text;
 }
 
-bool contains(const std::vector<const XSTypeDefinition*>& types, const XSTypeDefinition& wanted) {
-  return std::any_of(types.begin(), types.end(), [&](const auto* type) { return isSame(*type, wanted); });
-}
-
 class TreeWriter {
  public:
   std::string take() { return std::move(m_text); }
@@ -70,9 +65,8 @@ class TreeWriter {
     for (xercesc_3_1::XSAttributeUse* use : attributesOf(type)) {
       attribute(*use);
     }
-    auto* complex = asComplex(&type);
-    if (complex != nullptr && complex->getParticle() != nullptr) {
-      particle(*complex->getParticle());
+    if (auto* content = contentOf(type)) {
+      particle(*content);
     }
     --m_depth;
     m_open.pop_back();
@@ -80,8 +74,8 @@ class TreeWriter {
 
  private:
   void attribute(xercesc_3_1::XSAttributeUse& use) {
-    m_met.push_back(use.getAttrDeclaration()->getTypeDefinition());
-    std::string content = describe(*use.getAttrDeclaration()->getTypeDefinition());
+    m_met.push_back(&typeOf(use));
+    std::string content = describe(typeOf(use));
     if (use.getConstraintType() != xercesc_3_1::XSConstants::VALUE_CONSTRAINT_NONE) {
       const bool isFixed = use.getConstraintType() == xercesc_3_1::XSConstants::VALUE_CONSTRAINT_FIXED;
       content += std::string(isFixed ? ", always '" : ", by default '") + toText(use.getConstraintValue()) + "'";
@@ -116,8 +110,8 @@ class TreeWriter {
       line(isChoice ? "(one of)" : isAll ? "(in any order)" : "(in this order)", count, "");
       ++m_depth;
     }
-    for (XMLSize_t index = 0; index < group.getParticles()->size(); ++index) {
-      particle(*group.getParticles()->elementAt(index));
+    for (XSParticle* part : elementsOf(group.getParticles())) {
+      particle(*part);
     }
     m_depth -= isShown ? 1 : 0;
   }

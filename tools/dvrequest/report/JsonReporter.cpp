@@ -1,6 +1,8 @@
 #include <tools/dvrequest/report/JsonReporter.h>
 #include <tools/dvrequest/support/Text.h>
 
+#include <array>
+#include <cstddef>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -10,25 +12,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-const char* nameOf(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::valid:
-      return "valid";
-    case Verdict::wellFormed:
-      return "well-formed";
-    case Verdict::invalid:
-      return "invalid";
-    case Verdict::refused:
-      return "refused";
-    case Verdict::notWellFormed:
-      return "not-well-formed";
-    case Verdict::unreadable:
-      return "unreadable";
-    case Verdict::badFragment:
-      return "bad-fragment";
-  }
-  return "";
-}
+/// In the order of `Verdict`.
+constexpr std::array<const char*, 7> c_verdicts{"valid",           "well-formed", "invalid",     "refused",
+                                                "not-well-formed", "unreadable",  "bad-fragment"};
 
 Json numberOrNull(long number) { return number == 0 ? Json() : Json(number); }
 
@@ -121,7 +107,7 @@ Json toJson(const Package& package) {
 
 Json toJson(const Report& report) {
   return {{"file", report.file},
-          {"verdict", nameOf(report.verdict)},
+          {"verdict", c_verdicts.at(static_cast<std::size_t>(report.verdict))},
           {"message", textOrNull(report.message)},
           {"package", report.package ? toJson(*report.package) : Json()},
           {"diagnostics", toArray(report.diagnostics)}};

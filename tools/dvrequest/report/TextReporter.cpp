@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <map>
 #include <sstream>
+#include <utility>
 
 namespace DvRequest {
 
@@ -104,19 +106,14 @@ std::string toText(const Place& place) {
 }
 
 std::string toText(const Allowed& allowed) {
-  if (allowed.kind == "element") {
-    return "<" + allowed.text + ">";
-  }
-  if (allowed.kind == "end") {
-    return "</" + allowed.text + ">";
-  }
-  if (allowed.kind == "xsi:type") {
-    return "xsi:type=\"" + allowed.text + "\"";
-  }
-  if (allowed.kind == "value") {
-    return "'" + allowed.text + "'";
-  }
-  return allowed.kind == "limit" ? allowed.text : allowed.kind + " " + allowed.text;
+  static const std::map<std::string, std::pair<const char*, const char*>> marks{{"element", {"<", ">"}},
+                                                                                {"end", {"</", ">"}},
+                                                                                {"xsi:type", {"xsi:type=\"", "\""}},
+                                                                                {"value", {"'", "'"}},
+                                                                                {"limit", {"", ""}}};
+  const auto found = marks.find(allowed.kind);
+  return found == marks.end() ? allowed.kind + " " + allowed.text
+                              : found->second.first + allowed.text + found->second.second;
 }
 
 void showAllowed(const std::vector<Allowed>& allowed) {
