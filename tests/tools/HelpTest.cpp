@@ -90,7 +90,7 @@ std::set<std::string> longOptions(const std::string& text) {
 
 std::string withoutExamples(const std::string& text) { return text.substr(0, text.find("\nExamples:")); }
 
-TEST(ManualPage, TellsOfEveryCommandAndOption) {
+TEST(ManualPage, DescribesEveryCommandAndOption) {
   std::string page = TemporaryFolder::read(DVREQUEST_SOURCES "/dvrequest.1");
   page = std::regex_replace(page, std::regex("\\\\-"), "-");
   for (const auto& command : c_commands) {

@@ -20,7 +20,7 @@ constexpr const char* c_examples =
     "  dvrequest check --fragment simulation.fragment.xsd --format json packages/\n"
     "  dvrequest schema --fragment simulation.fragment.xsd > packages.xsd\n"
     "  dvrequest copy result.csv /net/results/result.csv --wait 500 --tries 20\n"
-    "'dvrequest COMMAND --help' tells more, 'man dvrequest' everything.\n";
+    "'dvrequest COMMAND --help' describes a command, 'man dvrequest' all of them.\n";
 
 constexpr const char* c_seeHelp = "Try 'dvrequest --help', or 'dvrequest COMMAND --help'.\n";
 

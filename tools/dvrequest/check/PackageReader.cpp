@@ -54,8 +54,8 @@ constexpr std::size_t c_maxText = 200;
 struct LimitReached {};
 
 // What Xerces-C keeps to itself: the scanner of a reader; the undeclared elements that a scanner knows; whether it
-// validates the element that it reads, and whether it looks for xsi:type, which it tells from the text of a namespace
-// declaration before references are resolved. An explicit instantiation may name private members. Its `PSVIHandler`
+// validates the element that it reads, and whether it looks for xsi:type: it decides that by the text of a namespace
+// declaration, before references are resolved. An explicit instantiation may name private members. Its `PSVIHandler`
 // would give the types too, but has it convert values that were not validated, which crashes on lists.
 struct Scanner {
   using Member = xercesc_3_1::XMLScanner* SAX2XMLReaderImpl::*;

@@ -27,7 +27,7 @@ constexpr const char* c_examples =
     "  dvrequest check -f simulation.fragment.xsd packages/\n"
     "  nc -l 5555 | dvrequest check --format json - | jq .verdict\n"
     "Exit code: 0 all valid, 1 some invalid, 2 wrong use or unreadable,\n"
-    "  3 refused ones are all not well-formed, 4 a fragment is broken.\n";
+    "  3 no refused one is well-formed, 4 a fragment is broken.\n";
 
 struct CheckOptions {
   std::vector<std::string> fragments;
@@ -108,15 +108,15 @@ int check(const CheckOptions& options) {
 void addCheckCommand(CLI::App& program, int& exitCode) {
   const auto options = std::make_shared<CheckOptions>();
   CLI::App* command = program.add_subcommand("check", "validate packages and show their content");
-  command->add_option("files", options->files, "packages; of a folder its .xml files; - is stdin")
+  command->add_option("files", options->files, "packages, folders of .xml files, or - for stdin")
       ->type_name("FILE|DIR|-")
       ->required();
   addFragmentOption(*command, options->fragments);
   addColourOption(*command, options->colour);
-  command->add_option("--format", options->format, "text (default), or json, one object a file")
+  command->add_option("--format", options->format, "text (default), or json, one object per file")
       ->type_name("text|json")
       ->check(CLI::IsMember({"text", "json"}));
-  command->add_flag("--no-validate", options->noValidation, "ask only whether they are well-formed");
+  command->add_flag("--no-validate", options->noValidation, "check only whether they are well-formed");
   command->footer(c_examples);
   command->callback([options, &exitCode] { exitCode = check(*options); });
 }

@@ -33,13 +33,13 @@ void showExample(const SchemaModel& schema, const std::string& type) {
   try {
     if (!example.empty()) {
       Drelvan::PackageDocument::fromText(example);
-      std::cout << "\nA package with it, which validates:\n\n" << example << (example.back() == '\n' ? "" : "\n");
+      std::cout << "\nA valid package with it:\n\n" << example << (example.back() == '\n' ? "" : "\n");
       return;
     }
   } catch (const Drelvan::DvException&) {
     // An example that the library refuses is worse than none.
   }
-  std::cout << "\nNo example: no request or reply of the schema holds it.\n";
+  std::cout << "\nNo example: no request or reply of the schema contains it.\n";
 }
 
 int explainType(const ExplainOptions& options) {
@@ -68,8 +68,8 @@ int explainType(const ExplainOptions& options) {
 
 void addExplainCommand(CLI::App& program, int& exitCode) {
   const auto options = std::make_shared<ExplainOptions>();
-  CLI::App* command = program.add_subcommand("explain", "show what a type of the schema holds");
-  command->add_option("type", options->type, "a type or a root element, by its name")->type_name("TYPE")->required();
+  CLI::App* command = program.add_subcommand("explain", "print the elements and attributes of a type");
+  command->add_option("type", options->type, "name of a type or root element")->type_name("TYPE")->required();
   addFragmentOption(*command, options->fragments);
   command->footer(c_explainExamples);
   command->callback([options, &exitCode] { exitCode = explainType(*options); });

@@ -44,7 +44,7 @@ int run(const FileOptions& options, const Action& action) {
 std::string checkTries(const std::string& text) {
   int tries = 0;
   const bool isNumber = boost::conversion::try_lexical_convert(text, tries);
-  return isNumber && (tries >= 1 || tries == -1) ? "" : "use a number from 1, or -1 for no end";
+  return isNumber && (tries >= 1 || tries == -1) ? "" : "use a number from 1, or -1 for no limit";
 }
 
 CLI::App& addCommand(CLI::App& program, int& exitCode, const std::string& name, const std::string& description,
@@ -52,7 +52,7 @@ CLI::App& addCommand(CLI::App& program, int& exitCode, const std::string& name, 
   CLI::App* command = program.add_subcommand(name, description);
   command->add_option("source", options->source, "the file")->type_name("FILE")->required();
   command->add_option("--wait", options->wait, "wait between tries in milliseconds (default 1000)")->type_name("MS");
-  command->add_option("--tries", options->tries, "how often to try (default 1); -1 tries without end")
+  command->add_option("--tries", options->tries, "number of tries (default 1); -1 for no limit")
       ->type_name("N")
       ->check(CLI::Validator(checkTries, "", "tries"));
   command->footer("Examples:\n  dvrequest " + name + example + " --wait 500 --tries 20\n" + c_exitCodes);
@@ -73,7 +73,7 @@ void addFileCommands(CLI::App& program, int& exitCode) {
                  [](const FileOptions& options) {
                    WaitingFileUtilities::waitingCopy(options.source, options.target, options.wait, options.tries);
                  }),
-      copy, "its copy, which is replaced if it exists");
+      copy, "name of the copy; a file there is replaced");
   const auto rename = std::make_shared<FileOptions>();
   addTarget(addCommand(program, exitCode, "rename", "rename a file, also to another file system",
                        " result.part result.csv", rename,
@@ -81,7 +81,7 @@ void addFileCommands(CLI::App& program, int& exitCode) {
                          WaitingFileUtilities::waitingRename(options.source, options.target, options.wait,
                                                              options.tries);
                        }),
-            rename, "its new name, which is replaced if it exists");
+            rename, "new name; a file there is replaced");
   addCommand(program, exitCode, "remove", "remove a file", " result.csv", std::make_shared<FileOptions>(),
              [](const FileOptions& options) {
                WaitingFileUtilities::waitingRemove(options.source, options.wait, options.tries);

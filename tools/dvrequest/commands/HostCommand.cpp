@@ -79,12 +79,12 @@ int check(const std::vector<std::string>& texts) {
 }  // namespace
 
 void addHostCommand(CLI::App& program, int& exitCode) {
-  CLI::App* command = program.add_subcommand("host", "say what a service takes a host text for");
+  CLI::App* command = program.add_subcommand("host", "classify host names and addresses");
   command->require_subcommand(1);
   command->footer(c_examples);
   const auto texts = std::make_shared<std::vector<std::string>>();
-  CLI::App* checker = command->add_subcommand("check", "tell addresses and names from other texts");
-  checker->add_option("texts", *texts, "addresses or names")->type_name("TEXT")->required();
+  CLI::App* checker = command->add_subcommand("check", "print what each text is");
+  checker->add_option("texts", *texts, "address or name")->type_name("TEXT")->required();
   checker->callback([texts, &exitCode] { exitCode = check(*texts); });
 }
 

@@ -100,15 +100,15 @@ void addReader(CLI::App& command, int& exitCode, const std::string& name, const 
 }  // namespace
 
 void addJobIdCommand(CLI::App& program, int& exitCode) {
-  CLI::App* command = program.add_subcommand("job-id", "make, check and convert job ids");
+  CLI::App* command = program.add_subcommand("job-id", "create, check and convert job ids");
   command->require_subcommand(1);
   command->footer(c_examples);
   const auto prefix = std::make_shared<std::string>();
-  CLI::App* maker = command->add_subcommand("new", "make a new job id and write its text form");
-  maker->add_option("--prefix", *prefix, "prefix of its name")->type_name("P")->required();
+  CLI::App* maker = command->add_subcommand("new", "create a job id and print its text form");
+  maker->add_option("--prefix", *prefix, "prefix of the name")->type_name("P")->required();
   maker->callback([prefix, &exitCode] { exitCode = newId(*prefix); });
-  addReader(*command, exitCode, "check", "say whether a text is a job id", show);
-  addReader(*command, exitCode, "xml", "write the XML form of a job id", showXml);
+  addReader(*command, exitCode, "check", "check whether a text is a valid job id", show);
+  addReader(*command, exitCode, "xml", "print the XML form of a job id", showXml);
 }
 
 }  // namespace DvRequest

@@ -53,10 +53,10 @@ int schema(const SchemaOptions& options) {
 
 void addSchemaCommand(CLI::App& program, int& exitCode) {
   const auto options = std::make_shared<SchemaOptions>();
-  CLI::App* command = program.add_subcommand("schema", "write the schema of all packages, or check it");
+  CLI::App* command = program.add_subcommand("schema", "print the schema of all packages, or check it");
   addFragmentOption(*command, options->fragments);
   addColourOption(*command, options->colour);
-  command->add_flag("--check", options->check, "say what is wrong with the fragments instead");
+  command->add_flag("--check", options->check, "report errors in the fragments instead");
   command->footer(c_examples);
   command->callback([options, &exitCode] { exitCode = schema(*options); });
 }
