@@ -324,6 +324,24 @@ TEST_F(SweepCommandsTest, JobProgramSaysWhatIsWrongWithItsJob) {
   EXPECT_EQ(message({"-jobId"}), malformed);
   EXPECT_EQ(message({"-jobId", "Other_0123456789#" + uniqueId}),
             "sweep-job: not the id of a sweep job; give the id that submit printed\n");
+  for (const char* part : {"slurm", "0", "x", "-1", "1x", "99999999999"}) {
+    const Outcome outcome = SweepTest::run(
+        SweepTest::jobProgram(), {m_folder.file("spool"), part, "1", "-jobId", "Sweep_0123456789#" + uniqueId});
+    EXPECT_EQ(outcome.errors, std::string("sweep-job: '") + part +
+                                  "' is no number of a part; give one from 1, or slurm in a task of a job array\n");
+  }
+}
+
+TEST_F(SweepCommandsTest, OptionsOfAnotherEngineAreWrongUse) {
+  for (const SweepTest::Arguments& options : {SweepTest::Arguments{"--slurm-options", "--partition=long"},
+                                              {"--engine", "slurm", "--jobs", "2"},
+                                              {"--engine", "slurm", "--launch-with", "ssh node1"}}) {
+    SweepTest::Arguments arguments{"--request-port", "0", "--publisher-port", "0", "--spool", m_folder.file("none")};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const Outcome outcome = SweepTest::run(SweepTest::serverProgram(), arguments);
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_NE(outcome.errors.find("leave it out, or choose that engine"), std::string::npos) << outcome.errors;
+  }
 }
 
 TEST_F(SweepCommandsTest, ProgramsTellTheirVersions) {

@@ -15,6 +15,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -59,7 +60,17 @@ void setLimits(const Options& options) {
 std::uint32_t findPart(const std::string& text) {
   // The cluster tells which task of the array this is.
   const char* const task = std::getenv("SLURM_ARRAY_TASK_ID");  // NOLINT(concurrency-mt-unsafe): there is one thread
-  return static_cast<std::uint32_t>(std::stoul(text == "slurm" && task != nullptr ? task : text));
+  const std::string number = text == "slurm" && task != nullptr ? task : text;
+  std::uint32_t part = 0;
+  const char* const end = number.data() + number.size();
+  const auto [stopped, error] = std::from_chars(number.data(), end, part);
+  if (error != std::errc() || stopped != end || part == 0) {
+    throw SweepFailure(FailureKind::LocalFailure,
+                       "'" + number +
+                           "' is no number of a part; give one from 1, or slurm in a task of "
+                           "a job array");
+  }
+  return part;
 }
 
 int reportFailure(const PartFiles& files, FileJobLog& log, const SweepFailure& failure) {

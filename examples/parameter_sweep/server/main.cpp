@@ -156,6 +156,18 @@ void addLimitOptions(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
+/// Throws `CLI::ValidationError` for options of another engine, which would have no effect.
+void checkEngine(const CLI::App& app, const Options& options) {
+  const bool isLocal = options.engine == "local";
+  for (const char* option : {"--jobs", "--launch-with", "--slurm-options"}) {
+    const bool isOfLocal = std::string(option) != "--slurm-options";
+    if (app.count(option) != 0 && isLocal != isOfLocal) {
+      throw CLI::ValidationError(option, std::string("is for --engine ") + (isOfLocal ? "local" : "slurm") +
+                                             "; leave it out, or choose that engine");
+    }
+  }
+}
+
 /// Brings together what was said once for several parts of the program.
 void complete(Options& options) {
   constexpr std::int64_t c_mebibyte = std::int64_t{1} << 20U;
@@ -224,6 +236,7 @@ int runProgram(int argc, char* argv[]) {
     keygen->add_option("--client", options.client, "name of the client")->required();
     try {
       app.parse(argc, argv);
+      checkEngine(app, options);
     } catch (const CLI::ParseError& error) {
       return app.exit(error) == 0 ? 0 : c_usageExitCode;
     }
