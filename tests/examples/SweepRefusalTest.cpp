@@ -125,7 +125,7 @@ TEST_F(SweepRefusalTest, IdThatIsNotOfASweepJobNamesNoFolder) {
   const Request request = makeSubmission("x");
   for (const std::string& name :
        {std::string("../../escape"), std::string("Invalid_") + request.jobId.getUniqueId().substr(0, 10),
-        std::string("Sweep_0000000000"), std::string()}) {
+        std::string("Sweep_0000000000"), std::string("Sweep_1"), std::string("x"), std::string()}) {
     const std::string package = boost::algorithm::replace_first_copy(
         writeRequestPackage(request), "<name>" + request.jobId.getName(), "<name>" + name);
     EXPECT_EQ(refused(package), "UnknownJob") << name;
