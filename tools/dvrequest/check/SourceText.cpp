@@ -51,7 +51,8 @@ std::string encodingOf(const std::string& content) {
   return declared.empty() ? "UTF-8" : declared;
 }
 
-/// Nothing when the bytes do not fit the encoding, when it is not known, or when Xerces-C is not started.
+/// Without an unfinished character at the end. Nothing when the bytes do not fit the encoding, when it is not known, or
+/// when Xerces-C is not started.
 std::optional<std::u16string> decode(const std::string& content, const std::string& encoding) {
   // Xerces-C's transcoders write behind their buffers when they are asked for more than they were made for, as its
   // `TranscodeFromStr` does.
@@ -74,7 +75,7 @@ std::optional<std::u16string> decode(const std::string& content, const std::stri
         transcoder->transcodeFrom(reinterpret_cast<const XMLByte*>(content.data()) + begin, content.size() - begin,
                                   decoded.data(), block, eaten, sizes.data());
     if (eaten == 0) {
-      return std::nullopt;
+      break;
     }
     text.append(decoded.data(), count);
     begin += eaten;
