@@ -332,6 +332,7 @@ def sweep_section(path):
     rows = []
     figures = []
     load = None
+    stolen = None
     with open(path, encoding="utf-8") as file:
         for line in file:
             measured = re.match(
@@ -346,6 +347,8 @@ def sweep_section(path):
             what, figure = line.rstrip("\n").rsplit(": ", 1)
             if what == "load of the machine":
                 load = figure
+            elif what == "taken by the host":
+                stolen = figure
             else:
                 figures.append([what, figure, SWEEP_BEFORE.get(what, "")])
     text = (
@@ -354,6 +357,8 @@ def sweep_section(path):
     )
     if load:
         text += f" The load of the machine was {load}."
+    if stolen:
+        text += f" Its host gave {stolen} to other machines, which lengthens every wait."
     text += "\n\n" + table(["what", "times", "rate", "median", "99th percentile"], rows)
     text += (
         "Many clients, many jobs and one large sweep. Before: when each job was a folder with a file for each fact, and a "
