@@ -35,6 +35,7 @@ struct ActivePart {
   PartPhase phase = PartPhase::Queued;
   TimePoint notBefore{};                           ///< of the next try, or of the next look at its files
   TimePoint endedAt{};                             ///< of its process
+  std::uint32_t failedReads = 0;                   ///< of what it left, one after the other
   RunEnd end = {};                                 ///< of its process
   double progress = 0;                             ///< of the present try, from 0 to 1
   std::filesystem::file_time_type progressRead{};  ///< the time of the file that it was read from

@@ -102,6 +102,7 @@ class JobTable {
 
   bool stepCollecting();
   bool collectStep(ActiveJob& job, ActivePart& part);
+  void readLater(ActivePart& part, const std::string& reason);
   void leftNothing(ActiveJob& job, ActivePart& part);
   void finishPart(ActiveJob& job, ActivePart& part);
   void partStored(const PartKey& key, std::int64_t time);

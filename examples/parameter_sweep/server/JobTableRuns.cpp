@@ -117,6 +117,7 @@ void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
     part.end = end;
     part.endedAt = m_clocks.now();
     part.notBefore = {};
+    part.failedReads = 0;
     setPhase(job, part, PartPhase::Collecting);
   }
 }
@@ -163,17 +164,21 @@ bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
   } catch (const SweepFailure& failure) {
     part.results.reset();
     if (failure.getKind() == FailureKind::LocalFailure) {
-      m_readFault.failed(m_clocks.now(), failure.getMessage());
-      part.notBefore = m_clocks.now() + std::chrono::seconds(1);
+      readLater(part, failure.getMessage());
     } else {
       tryAgain(job, part, SweepFailure(FailureKind::Internal, "the result is unreadable: " + failure.getMessage()));
     }
   } catch (const std::exception& exception) {
     part.results.reset();
-    m_readFault.failed(m_clocks.now(), exception.what());
-    part.notBefore = m_clocks.now() + std::chrono::seconds(1);
+    readLater(part, exception.what());
   }
   return false;
+}
+
+/// What a part left cannot be read now.
+void JobTable::readLater(ActivePart& part, const std::string& reason) {
+  m_readFault.failed(m_clocks.now(), reason);
+  part.notBefore = m_clocks.now() + pauseAfter(++part.failedReads);
 }
 
 /// The process is gone and has put no result into place.
