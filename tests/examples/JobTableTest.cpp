@@ -175,6 +175,21 @@ TEST_F(JobTableTest, UrgentJobsStartFirstThenThoseThatCameFirst) {
   }
 }
 
+TEST_F(JobTableTest, NextPartsArePreparedWhileThereIsNoRoomForThem) {
+  const SweepJobId jobId = submit(4, 1);
+  settle();
+  EXPECT_EQ(m_engine->m_all.size(), 1U);
+  for (const std::uint32_t part : {1U, 2U, 3U}) {
+    EXPECT_TRUE(std::filesystem::exists(files({jobId, part, 1}).input)) << part;
+  }
+  EXPECT_FALSE(std::filesystem::exists(files({jobId, 4, 1}).input));
+  EXPECT_EQ(status(jobId).partsRunning, 1U);
+  EXPECT_NE(m_table->getPause(), milliseconds(0)) << "it waits for room";
+  finish(lastRun());
+  EXPECT_EQ(m_engine->m_all.size(), 2U);
+  EXPECT_EQ(lastRun().part, 2U);
+}
+
 TEST_F(JobTableTest, LostTryIsRepeatedAfterAGrowingPauseAndThenFailsTheJob) {
   const SweepJobId jobId = submit();
   settle();

@@ -27,11 +27,11 @@ TEST(PartCuttingTest, SmallSweepIsOnePart) {
 }
 
 TEST(PartCuttingTest, PartsEndWherePackagesEndAndAreWorthTheirStart) {
-  const std::vector<PackageSize> packages(10, {1000, c_mebibyte});
+  const std::vector<PackageSize> packages(12, {1000, c_mebibyte});
   const auto parts = cutParts(packages, 0);
-  EXPECT_EQ(parts.size(), 5U);
-  EXPECT_EQ(parts[0].count, 2000U);
-  expectWhole(parts, 10000);
+  EXPECT_EQ(parts.size(), 4U);
+  EXPECT_EQ(parts[0].count, 3000U);
+  expectWhole(parts, 12000);
 }
 
 TEST(PartCuttingTest, LastPartMayBeSmall) {

@@ -20,6 +20,7 @@ using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
 
+constexpr std::size_t c_preparedAhead = 2;  // parts for which there is no room yet
 constexpr milliseconds c_activePause{100};
 constexpr milliseconds c_idlePause{1000};
 
@@ -243,7 +244,7 @@ bool JobTable::stepStarting() {
 }
 
 milliseconds JobTable::getPause() const {
-  if (!m_preparing.empty() || !m_prepared.empty() || m_engine.isBusy()) {
+  if (!m_preparing.empty() || m_engine.isBusy()) {
     return milliseconds(0);
   }
   for (const PartKey& key : m_collecting) {
@@ -259,7 +260,7 @@ void JobTable::startQueued() {
   if (m_queue.empty() || !m_startFault.isOver(m_clocks.now()) || !m_runFault.isOver(m_clocks.now())) {
     return;
   }
-  const std::size_t room = m_engine.getRoom();
+  const std::size_t room = m_engine.getRoom() + c_preparedAhead;
   for (auto next = m_queue.begin(); next != m_queue.end() && m_preparing.size() + m_prepared.size() < room;) {
     const Place place = *next;
     prepare(m_jobs.at(std::get<Key>(place)), room - m_preparing.size() - m_prepared.size());
@@ -331,23 +332,40 @@ void JobTable::cannotStart(ActiveJob& job, ActivePart& part, const std::string& 
   setPhase(job, part, PartPhase::Queued);
 }
 
-/// Gives what is prepared to the engine: the parts of one job with the same number of the try together.
-void JobTable::startPrepared() {
-  std::map<std::pair<Key, std::uint32_t>, std::vector<Run>> runs;
-  std::vector<PartKey> later;
-  for (const PartKey& key : m_prepared) {
+/// The parts that are prepared, by the places of their jobs; without those of jobs that are gone.
+std::map<JobTable::Place, std::vector<JobTable::PartKey>> JobTable::takePrepared() {
+  std::map<Place, std::vector<PartKey>> result;
+  for (const PartKey& key : std::exchange(m_prepared, {})) {
     const auto [job, part] = findPart(key);
-    const auto isPreparing = m_preparing.lower_bound({key.first, 0});
-    if (part == nullptr || part->phase != PartPhase::Starting || job->isEnding) {
-      continue;
-    }
-    if (isPreparing != m_preparing.end() && isPreparing->first == key.first) {
-      later.push_back(key);
-    } else {
-      runs[{key.first, part->record.tries}].push_back(makeRun(*job, *part));
+    if (part != nullptr && part->phase == PartPhase::Starting) {
+      result[makePlace(*job)].push_back(key);
     }
   }
-  m_prepared = std::move(later);
+  return result;
+}
+
+/// Gives what is prepared to the engine as far as it has room: the parts of one job with the same number of the try
+/// together, and none before a part of a job with an earlier place that is being prepared.
+void JobTable::startPrepared() {
+  std::set<Place> preparing;
+  for (const PartKey& key : m_preparing) {
+    preparing.insert(makePlace(m_jobs.at(key.first)));
+  }
+  std::size_t room = m_engine.getRoom();
+  std::map<std::pair<Key, std::uint32_t>, std::vector<Run>> runs;
+  for (const auto& [place, keys] : takePrepared()) {
+    const bool isBehind = !preparing.empty() && *preparing.begin() < place;
+    const bool waitsForOthers = preparing.count(place) != 0 && keys.size() < room;
+    for (const PartKey& key : keys) {
+      const auto [job, part] = findPart(key);
+      if (room == 0 || isBehind || waitsForOthers || job->isEnding) {
+        m_prepared.push_back(key);
+      } else {
+        runs[{key.first, part->record.tries}].push_back(makeRun(*job, *part));
+        --room;
+      }
+    }
+  }
   for (const auto& [key, group] : runs) {
     m_engine.start(group);
   }

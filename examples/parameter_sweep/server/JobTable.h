@@ -91,6 +91,7 @@ class JobTable {
   bool stepStarting();
   void prepareStep(ActiveJob& job, ActivePart& part);
   void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
+  std::map<Place, std::vector<PartKey>> takePrepared();
   void startPrepared();
 
   void handle(const RunReport& report);
@@ -136,7 +137,7 @@ class JobTable {
   std::uint64_t m_lastPlace = 0;
   std::set<Place> m_queue;  ///< jobs with queued parts, in the order in which they start
   std::set<PartKey> m_preparing;
-  std::vector<PartKey> m_prepared;
+  std::vector<PartKey> m_prepared;  ///< also those for which there is no room yet
   std::set<PartKey> m_collecting;
   std::set<PartKey> m_running;
   std::size_t m_nextWork = 0;  ///< kind of it

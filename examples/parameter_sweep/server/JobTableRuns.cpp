@@ -67,10 +67,15 @@ void JobTable::handle(const RunReport& report) {
 /// An earlier server started the run, but ended before it could store that.
 void JobTable::found(const RunReport& report) {
   const auto [job, part] = findPart({report.run.jobId.getUniqueId(), report.run.part});
-  const bool isNextTry = part != nullptr && !job->isEnding && part->phase == PartPhase::Queued &&
-                         part->record.tries + 1 == report.run.attempt;
-  if (isNextTry) {
-    beginTry(*part);
+  const bool isQueued = part != nullptr && part->phase == PartPhase::Queued;
+  const bool isPrepared =
+      part != nullptr && (part->phase == PartPhase::Preparing || part->phase == PartPhase::Starting);
+  const std::uint32_t nextTry = isQueued ? part->record.tries + 1 : isPrepared ? part->record.tries : 0;
+  if (nextTry == report.run.attempt && !job->isEnding) {
+    if (isQueued) {
+      beginTry(*part);
+    }
+    part->input.reset();
     started(*job, *part, report);
   } else {
     m_engine.end(report.run);
@@ -326,7 +331,10 @@ void JobTable::jobEnded(const Key& id, const JobStatus& status) {
 
 void JobTable::endRuns(const ActiveJob& job) {
   for (const ActivePart& part : job.parts) {
-    if (part.phase == PartPhase::Starting || isGiven(part.phase)) {
+    const PartKey key{job.record.status.jobId.getUniqueId(), part.record.number};
+    const bool isStarting =
+        part.phase == PartPhase::Starting && std::find(m_prepared.begin(), m_prepared.end(), key) == m_prepared.end();
+    if (isStarting || isGiven(part.phase)) {
       const Run run = makeRun(job, part);
       m_engine.end(run);
       m_strays.insert(run);

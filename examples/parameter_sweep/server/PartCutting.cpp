@@ -7,7 +7,7 @@ namespace ParameterSweep {
 namespace {
 
 // What takes some ten times as long to compute as a job program to start.
-constexpr std::size_t c_worthwhile = std::size_t{2} << 20U;
+constexpr std::size_t c_worthwhile = std::size_t{3} << 20U;
 
 std::uint64_t countAll(const std::vector<PackageSize>& packages) {
   std::uint64_t count = 0;
