@@ -28,7 +28,9 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -87,6 +89,25 @@ double readMemory(pid_t process, const std::string& name) {
 double peakMemory(pid_t process) { return readMemory(process, "VmHWM:") / 1024; }
 /// What it has now, in KiB.
 double presentMemory(pid_t process) { return readMemory(process, "VmRSS:"); }
+
+/// The seconds of processor time that a process and those children used that have ended and were waited for.
+double readProcessorTime(pid_t process) {
+  constexpr int c_firstField = 14;  // utime, stime, cutime and cstime
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  const std::string status((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  // The name, field 2, is in parentheses and may hold anything.
+  std::istringstream fields(status.substr(status.rfind(')') + 1));
+  std::string skipped;
+  for (int field = 3; field < c_firstField; ++field) {
+    fields >> skipped;
+  }
+  double ticks = 0;
+  double time = 0;
+  for (int field = c_firstField; field < c_firstField + 4 && fields >> time; ++field) {
+    ticks += time;
+  }
+  return ticks / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
 
 std::size_t countFiles(const fs::path& folder) {
   std::size_t count = 0;
@@ -296,7 +317,8 @@ void measureSubmissions() {
 /// The answers to another client's requests for a status, meanwhile.
 class StatusWatch {
  public:
-  StatusWatch(const std::string& address, const SweepJobId& jobId) : m_socket(m_context, zmq::socket_type::dealer) {
+  StatusWatch(const std::string& address, const SweepJobId& jobId, std::chrono::milliseconds pause)
+      : m_socket(m_context, zmq::socket_type::dealer), m_pause(pause) {
     m_socket.set(zmq::sockopt::linger, 0);
     m_socket.connect("tcp://" + address);
     m_thread = std::thread([this, package = writeRequestPackage({RequestKind::Status, jobId})] { ask(package); });
@@ -319,19 +341,19 @@ class StatusWatch {
 
  private:
   void ask(const std::string& package) {
-    constexpr std::chrono::milliseconds c_pause{5};
     zmq::message_t reply;
     while (!m_isEnding) {
       const auto start = Clock::now();
       m_socket.send(zmq::buffer(package), zmq::send_flags::none);
       static_cast<void>(m_socket.recv(reply));
       m_milliseconds.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-      std::this_thread::sleep_for(c_pause);
+      std::this_thread::sleep_for(m_pause);
     }
   }
 
   zmq::context_t m_context;
   zmq::socket_t m_socket;
+  const std::chrono::milliseconds m_pause;
   std::vector<double> m_milliseconds;
   std::atomic<bool> m_isEnding{false};
   std::thread m_thread;
@@ -354,7 +376,7 @@ void measureStatusUnderLoad() {
   waitForRunning(c_running);
   tell("files of a running job", static_cast<double>(countFiles(server.getSpool() / "jobs")) / (c_running + 1), 1, "");
   const std::vector<std::string> more = makeSubmissions(c_starting);
-  StatusWatch watch(server.getConnection().server, first.jobId);
+  StatusWatch watch(server.getConnection().server, first.jobId, std::chrono::milliseconds(5));
   clients.exchange(more);
   waitForRunning(c_running + c_starting);
   watch.stop();
@@ -452,7 +474,7 @@ double watchJobs(pid_t server, const std::function<bool()>& isDone) {
         peak = std::max(peak, peakMemory(child));
       }
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   return peak;
 }
@@ -464,15 +486,18 @@ double measureLargeSweep(const std::string& what, std::uint32_t partSize) {
   ServerConnection connection(server.getConnection());
   RemoteJob small(connection, connection.ask<JobStatus>(makeSubmission(1)));
   small.follow();
-  StatusWatch watch(server.getConnection().server, small.getStatus().jobId);
+  // Rarely enough to leave both cores to the sweep.
+  StatusWatch watch(server.getConnection().server, small.getStatus().jobId, std::chrono::milliseconds(20));
   const auto begin = Clock::now();
   JobStatus status = submitLarge(connection, partSize);
   const auto submitted = Clock::now();
+  const double processorTime = readProcessorTime(server.getProcess());
   const double jobPeak = watchJobs(server.getProcess(), [&] {
     status = connection.ask<JobStatus>({RequestKind::Status, status.jobId});
     return isEnd(status.state);
   });
   const auto finished = Clock::now();
+  const double used = readProcessorTime(server.getProcess()) - processorTime;
   for (std::size_t results = 0; results < status.realizations;) {
     Request request{RequestKind::Result, status.jobId};
     request.after = results;
@@ -486,6 +511,7 @@ double measureLargeSweep(const std::string& what, std::uint32_t partSize) {
   tell(what + ", parts", status.parts, 0, "");
   tell(what + ", submission", seconds(begin, submitted), 2, " s");
   tell(what + ", computation", seconds(submitted, finished), 2, " s");
+  tell(what + ", processor time of the computation", used, 2, " s");
   tell(what + ", results", seconds(finished, fetched), 2, " s");
   tell(what + ", most memory of the server", peakMemory(server.getProcess()), 0, " MiB");
   tell(what + ", most memory of a job program", jobPeak, 0, " MiB");
