@@ -434,7 +434,7 @@ void measureRestart() {
   const double full = memoryAfterStart(server);
   tell("start to first answer, with 100 000 ended jobs", std::chrono::duration<double>(Clock::now() - begin).count(), 2,
        " s");
-  tell("memory of an ended job", (full - empty) / c_endedJobs, 3, " KiB");
+  tell("memory of an ended job", std::max(0.0, full - empty) / c_endedJobs, 1, " KiB");
   tell("space of an ended job", bytes / 1024 / c_endedJobs, 1, " KiB");
 }
 
