@@ -81,10 +81,13 @@ class Cluster {
  private:
   std::string configuration() const {
     return "ClusterName=one\nSlurmctldHost=localhost(127.0.0.1)\nSlurmUser=root\nSlurmdUser=root\n"
-           "AuthType=auth/none\nCredType=cred/none\nCommunicationParameters=NoInAddrAny,NoCtldInAddrAny\n"
+           // A job that is put back into the queue waits as long as a credential is valid.
+           "AuthType=auth/none\nAuthInfo=cred_expire=5\nCredType=cred/none\n"
+           "CommunicationParameters=NoInAddrAny,NoCtldInAddrAny\n"
            "ProctrackType=proctrack/linuxproc\nTaskPlugin=task/none\nJobAcctGatherType=jobacct_gather/none\n"
            "AccountingStorageType=accounting_storage/none\nSelectType=select/cons_tres\n"
-           "SelectTypeParameters=CR_Core\nSchedulerType=sched/builtin\nSwitchType=switch/none\nMpiDefault=none\n"
+           "SelectTypeParameters=CR_Core\nSchedulerType=sched/"
+           "builtin\nSchedulerParameters=sched_interval=2\nSwitchType=switch/none\nMpiDefault=none\n"
            "ReturnToService=2\nSlurmdTimeout=10\n" +
            node("node1") + node("node2") +
            "PartitionName=main Nodes=node1,node2 Default=YES\nSlurmctldPort=" + freePort() +
