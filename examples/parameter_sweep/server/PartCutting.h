@@ -15,8 +15,8 @@ struct PackageSize {
 /// The most parts of a sweep; clusters take no larger arrays without further ado.
 inline constexpr std::uint64_t c_mostParts = 1000;
 
-/// Cuts a sweep into parts of `partSize` realizations. With 0 it ends a part where a package ends and the part is worth
-/// its start. There are never more than `c_mostParts`.
-std::vector<PartRecord> cutParts(const std::vector<PackageSize>& packages, std::uint64_t partSize);
+/// Cuts a sweep into parts of `partSize` realizations. With 0 the parts are about equally large, worth their start, end
+/// where packages end, and keep `atOnce` job programs busy to the end. There are never more than `c_mostParts`.
+std::vector<PartRecord> cutParts(const std::vector<PackageSize>& packages, std::uint64_t partSize, std::size_t atOnce);
 
 }  // namespace ParameterSweep

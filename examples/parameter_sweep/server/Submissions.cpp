@@ -176,7 +176,8 @@ void Submissions::take(Submission& submission, const Request& request, const std
   submission.packages.push_back({count, package.size()});
   submission.lastUse = m_clocks.now();
   if (job.isComplete) {
-    change.parts = cutParts(submission.packages, job.partSize != 0 ? job.partSize : m_settings.partSize);
+    change.parts =
+        cutParts(submission.packages, job.partSize != 0 ? job.partSize : m_settings.partSize, m_settings.partsAtOnce);
     change.messages = {{LogMessage::Type::Info, c_serverGroup, m_clocks.millisecondsSince1970(), "accepted"}};
     job.status.parts = static_cast<std::uint32_t>(change.parts.size());
   }

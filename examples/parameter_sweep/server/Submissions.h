@@ -16,6 +16,7 @@ struct SubmissionSettings {
   std::uint32_t partSize = 0;      ///< of submissions that name none; 0 to choose it
   std::uint64_t jobsPerOwner = 0;  ///< that have not ended; 0 for any number
   std::int64_t bytesPerOwner = 0;  ///< that are stored; 0 for any number
+  std::size_t partsAtOnce = 1;     ///< that the engine runs, as far as is known
 };
 
 /// Receives submissions, in one package or several, and stores them before it answers.

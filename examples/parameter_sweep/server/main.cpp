@@ -175,6 +175,7 @@ void complete(Options& options) {
   options.server.spool = options.jobs.spool;
   options.server.maxPackage = options.transport.maxPackage;
   options.server.submissions.bytesPerOwner = static_cast<std::int64_t>(options.mebibytesPerOwner) * c_mebibyte;
+  options.server.submissions.partsAtOnce = options.engine == "local" ? options.jobsAtOnce : 1;
   options.program.spool = options.jobs.spool;
   options.program.program = fs::read_symlink("/proc/self/exe").replace_filename("sweep-job");
   options.transport.admins = {options.admins.begin(), options.admins.end()};
