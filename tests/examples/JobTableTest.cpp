@@ -4,6 +4,7 @@
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/JobTable.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
 
@@ -58,7 +59,10 @@ class JobTableTest : public testing::Test {
     // A turn ends early on a machine that is slow with files; what waits for a later time waits in vain.
     constexpr int c_leastTurns = 3;
     constexpr int c_mostTurns = 1000;
-    for (int turn = 0; turn < c_leastTurns || (turn < c_mostTurns && m_table->getPause().count() == 0); ++turn) {
+    const auto isBusy = [this] { return m_table->isPreparing() || m_table->getPause().count() == 0; };
+    for (int turn = 0; turn < c_leastTurns || (turn < c_mostTurns && isBusy()); ++turn) {
+      pollfd prepared{m_table->getDescriptor(), POLLIN, 0};
+      ::poll(&prepared, 1, m_table->isPreparing() ? 10000 : 0);
       m_table->poll();
       while (m_writer->countWaiting() > 0) {
         m_writer->pollFor(milliseconds(100));
@@ -401,6 +405,29 @@ TEST_F(JobTableTest, CancelledJobEndsItsRunsAndStaysCancelled) {
   EXPECT_EQ(m_engine->m_ended.size(), 2U);
   begin();
   EXPECT_EQ(state(jobId), JobState::Cancelled);
+}
+
+TEST_F(JobTableTest, JobsCancelledWhileTheirInputsAreWrittenLeaveNoFiles) {
+  m_engine->m_room = 100;
+  std::vector<SweepJobId> jobs;
+  for (int count = 0; count < 50; ++count) {
+    jobs.push_back(submit());
+  }
+  m_table->poll();
+  for (const SweepJobId& job : jobs) {
+    m_table->cancel(job, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
+  }
+  const std::filesystem::path folders = m_settings.spool / "jobs";
+  const auto isEmpty = [&] { return std::filesystem::is_empty(folders); };
+  settle();
+  for (int look = 0; look < 6000 && !isEmpty(); ++look) {
+    std::this_thread::sleep_for(milliseconds(10));
+    settle();
+  }
+  EXPECT_TRUE(isEmpty());
+  for (const SweepJobId& job : jobs) {
+    EXPECT_EQ(state(job), JobState::Cancelled);
+  }
 }
 
 TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {

@@ -1,10 +1,12 @@
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/engines/LocalEngine.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -51,6 +53,51 @@ TEST_F(LocalEngineTest, RunsGiveWayToTheServer) {
   engine.start({makeRun()});
   waitForReport(engine, RunReport::Kind::Ended);
   EXPECT_EQ(TestSupport::TemporaryFolder::read(file), std::to_string(::getpriority(PRIO_PROCESS, 0) + 10) + "\n");
+}
+
+TEST_F(LocalEngineTest, RunsInheritNoOpenFiles) {
+  const std::string file = m_folder.file("descriptors");
+  const int open = ::open("/dev/null", O_RDONLY);  // NOLINT(android-cloexec-open): that is what is tested
+  LocalEngine engine = make("ls /proc/$$/fd > " + file);
+  engine.start({makeRun()});
+  waitForReport(engine, RunReport::Kind::Ended);
+  EXPECT_EQ(TestSupport::TemporaryFolder::read(file).find(std::to_string(open) + "\n"), std::string::npos) << open;
+  ::close(open);
+}
+
+TEST_F(LocalEngineTest, RunsThatAreToEndBeforeTheyWereStartedLeaveNothing) {
+  LocalEngine engine = make("sleep 600", 40);
+  std::vector<StartedRun> runs;
+  for (int count = 0; count < 40; ++count) {
+    runs.push_back(makeRun());
+  }
+  engine.start(runs);
+  EXPECT_EQ(engine.getRoom(), 0U);
+  for (const StartedRun& run : runs) {
+    engine.end(run);
+  }
+  const auto isAnyLeft = [&] {
+    return std::any_of(runs.begin(), runs.end(), [&](const StartedRun& run) { return engine.isLeft(run); });
+  };
+  while (isAnyLeft()) {
+    EXPECT_TRUE(engine.poll().empty());
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  engine.poll();
+  EXPECT_EQ(engine.getRoom(), 40U);
+}
+
+TEST_F(LocalEngineTest, EndOfAllReachesRunsThatAreBeingStarted) {
+  LocalEngine engine = make("sleep 600 & wait", 20);
+  std::vector<StartedRun> runs;
+  for (int count = 0; count < 20; ++count) {
+    runs.push_back(makeRun());
+  }
+  engine.start(runs);
+  engine.endAll();
+  EXPECT_TRUE(std::none_of(runs.begin(), runs.end(), [&](const StartedRun& run) { return engine.isLeft(run); }));
+  LocalEngine next(m_program, {}, 20);
+  EXPECT_TRUE(next.poll().empty()) << "a process was left";
 }
 
 TEST_F(LocalEngineTest, RunsFillTheRoom) {

@@ -74,8 +74,6 @@ class FakeEngine final : public ParameterSweep::JobEngine {
   }
   bool isLeft(const Run&) const override { return m_isLeft; }
   std::vector<Report> poll() override { return std::exchange(m_reports, {}); }
-  bool isBusy() const override { return false; }
-  void work() override {}
   int getDescriptor() const override { return -1; }
   std::string getError() const override { return m_error; }
   void endAll() override {}
@@ -141,7 +139,6 @@ inline ParameterSweep::AddPackage makeJob(std::uint32_t count, std::uint32_t par
 inline ParameterSweep::RunReport waitForReport(ParameterSweep::JobEngine& engine,
                                                ParameterSweep::RunReport::Kind kind) {
   for (int look = 0; look < 6000; ++look) {
-    engine.work();
     for (const ParameterSweep::RunReport& report : engine.poll()) {
       if (report.kind == kind) {
         return report;

@@ -78,10 +78,6 @@ class JobEngine {
 
   /// What is new since the last call.
   virtual std::vector<RunReport> poll() = 0;
-  /// Whether `work` has anything to do.
-  virtual bool isBusy() const = 0;
-  /// Does the next piece of what takes time, such as the start of a process.
-  virtual void work() = 0;
   /// Becomes readable when `poll` should be called; -1 for an engine that is asked from time to time.
   virtual int getDescriptor() const = 0;
   /// Why the engine cannot say what becomes of its runs now; empty when it can.

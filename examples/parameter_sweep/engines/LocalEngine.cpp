@@ -1,6 +1,5 @@
 #include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
-#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/engines/LocalEngine.h>
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -8,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -26,7 +26,9 @@ LocalEngine::LocalEngine(JobProgram program, std::vector<std::string> launcher, 
       m_launcher(std::move(launcher)),
       m_runsAtOnce(runsAtOnce),
       m_descriptor(::epoll_create1(EPOLL_CLOEXEC)) {
-  if (m_descriptor < 0) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  if (m_descriptor < 0 || ::epoll_ctl(m_descriptor, EPOLL_CTL_ADD, m_starter.getDescriptor(), &event) != 0) {
     throw std::system_error(errno, std::generic_category(), "cannot watch processes");
   }
 }
@@ -34,33 +36,47 @@ LocalEngine::LocalEngine(JobProgram program, std::vector<std::string> launcher, 
 LocalEngine::~LocalEngine() { ::close(m_descriptor); }
 
 std::size_t LocalEngine::getRoom() const {
-  const std::size_t used = m_runs.size() + m_unsearched.size() + m_toStart.size();
+  const std::size_t used = m_runs.size() + m_unsearched.size() + m_starting.size();
   return m_hasSearched && used < m_runsAtOnce ? m_runsAtOnce - used : 0;
 }
 
-void LocalEngine::start(const std::vector<Run>& runs) { m_toStart.insert(m_toStart.end(), runs.begin(), runs.end()); }
+void LocalEngine::start(const std::vector<Run>& runs) {
+  for (const Run& run : runs) {
+    const auto start = std::make_shared<Start>();
+    m_starting[run] =
+        m_starter.run([this, run, start] { *start = startProcess(run); }, [this, run, start] { started(run, *start); });
+  }
+}
 
-void LocalEngine::startOne(const Run& run) {
-  RunReport report{run, RunReport::Kind::NotStarted};
+/// Called by the worker.
+LocalEngine::Start LocalEngine::startProcess(const Run& run) const {
   std::vector<std::string> command = m_launcher;
   const std::vector<std::string> program = makeCommand(m_program, run, std::to_string(run.part));
   command.insert(command.end(), program.begin(), program.end());
   try {
     const PartFiles files(m_program.spool, run.jobId, run.part, run.attempt);
-    const LocalProcess process = LocalProcess::start(
-        command, files.output, {m_program.processorSeconds, m_program.memoryMebibytes * c_mebibyte});
-    report.kind = RunReport::Kind::Started;
-    report.record = process.getRecord();
-    m_reports.push_back(report);
-    watch(run, process);
-    m_reports.push_back({run, RunReport::Kind::Running});
-  } catch (const Shortage& shortage) {
-    report.isShortage = true;
-    report.reason = shortage.what();
-    m_reports.push_back(report);
+    const LocalProcess::Limits limits{m_program.processorSeconds, m_program.memoryMebibytes * c_mebibyte};
+    return {LocalProcess::start(command, files.output, limits), {}};
   } catch (const SweepFailure& failure) {
-    report.reason = failure.getMessage() + (m_launcher.empty() ? "" : "; check --launch-with");
-    m_reports.push_back(report);
+    return {std::nullopt, failure.getMessage() + (m_launcher.empty() ? "" : "; check --launch-with")};
+  } catch (const std::exception& exception) {
+    return {std::nullopt, exception.what(), true};
+  }
+}
+
+void LocalEngine::started(const Run& run, const Start& start) {
+  m_starting.erase(run);
+  const bool isWanted = m_unwanted.erase(run) == 0;
+  if (start.process) {
+    watch(run, *start.process);
+  }
+  if (!isWanted) {
+    end(run);
+  } else if (start.process) {
+    m_reports.push_back({run, RunReport::Kind::Started, start.process->getRecord()});
+    m_reports.push_back({run, RunReport::Kind::Running});
+  } else {
+    m_reports.push_back({run, RunReport::Kind::NotStarted, {}, start.reason, start.isShortage});
   }
 }
 
@@ -77,9 +93,10 @@ void LocalEngine::watch(const Run& run, const LocalProcess& process) {
 void LocalEngine::resume(const Run& run, const std::string& record) { m_unsearched.emplace(run, record); }
 
 void LocalEngine::end(const Run& run) {
-  const auto isRun = [&](const Run& other) { return !(other < run) && !(run < other); };
-  m_toStart.erase(std::remove_if(m_toStart.begin(), m_toStart.end(), isRun), m_toStart.end());
-  if (m_unsearched.count(run) != 0) {
+  if (const auto starting = m_starting.find(run); starting != m_starting.end() && m_starter.forget(starting->second)) {
+    m_starting.erase(starting);
+  }
+  if (m_starting.count(run) != 0 || m_unsearched.count(run) != 0) {
     m_unwanted.insert(run);
   }
   if (const auto found = m_runs.find(run); found != m_runs.end()) {
@@ -88,21 +105,12 @@ void LocalEngine::end(const Run& run) {
   }
 }
 
-bool LocalEngine::isLeft(const Run& run) const { return m_runs.count(run) != 0 || m_unsearched.count(run) != 0; }
-
-void LocalEngine::work() {
-  const TimeSlice slice;
-  while (!m_toStart.empty()) {
-    const Run run = m_toStart.front();
-    m_toStart.pop_front();
-    startOne(run);
-    if (slice.isOver()) {
-      break;
-    }
-  }
+bool LocalEngine::isLeft(const Run& run) const {
+  return m_runs.count(run) != 0 || m_unsearched.count(run) != 0 || m_starting.count(run) != 0;
 }
 
 std::vector<RunReport> LocalEngine::poll() {
+  m_starter.poll();
   findUnknown();
   findAgain();
   reapEnded();
@@ -118,7 +126,7 @@ void LocalEngine::findUnknown() {
   try {
     for (const auto& [record, command] : LocalProcess::listCommands()) {
       const std::optional<Run> run = findRun(m_program, command);
-      if (!run || m_runs.count(*run) != 0 || m_unsearched.count(*run) != 0) {
+      if (!run || isLeft(*run)) {
         continue;
       }
       if (const auto process = LocalProcess::find(record)) {
@@ -202,7 +210,12 @@ void LocalEngine::lookAtAll() {
 
 void LocalEngine::endAll() {
   const auto deadline = std::chrono::steady_clock::now() + c_longestEnd;
-  while ((!m_runs.empty() || !m_unsearched.empty()) && std::chrono::steady_clock::now() < deadline) {
+  for (const auto& [run, number] : std::map<Run, std::uint64_t>(m_starting)) {
+    end(run);
+  }
+  const auto isAnyLeft = [this] { return !m_runs.empty() || !m_unsearched.empty() || !m_starting.empty(); };
+  while (isAnyLeft() && std::chrono::steady_clock::now() < deadline) {
+    m_starter.poll();
     findAgain();
     for (auto& [run, watched] : m_runs) {
       watched.isEnding = true;

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <examples/parameter_sweep/common/Worker.h>
 #include <examples/parameter_sweep/engines/JobEngine.h>
 #include <examples/parameter_sweep/engines/JobProgram.h>
 #include <examples/parameter_sweep/engines/LocalProcess.h>
 
-#include <deque>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,8 +28,6 @@ class LocalEngine final : public JobEngine {
   void end(const Run& run) override;
   bool isLeft(const Run& run) const override;
   std::vector<RunReport> poll() override;
-  bool isBusy() const override { return !m_toStart.empty(); }
-  void work() override;
   int getDescriptor() const override { return m_descriptor; }
   std::string getError() const override { return {}; }
   void endAll() override;
@@ -40,7 +39,15 @@ class LocalEngine final : public JobEngine {
     bool isEnding = false;
   };
 
-  void startOne(const Run& run);
+  /// What became of the start of a process.
+  struct Start {
+    std::optional<LocalProcess> process;
+    std::string reason;
+    bool isShortage = false;  ///< a later start may succeed
+  };
+
+  Start startProcess(const Run& run) const;
+  void started(const Run& run, const Start& start);
   void watch(const Run& run, const LocalProcess& process);
   void findUnknown();
   void findAgain();
@@ -53,14 +60,15 @@ class LocalEngine final : public JobEngine {
   const std::size_t m_runsAtOnce;
   bool m_hasSearched = false;  ///< for runs that nobody named
   int m_descriptor;
-  std::deque<Run> m_toStart;
+  std::map<Run, std::uint64_t> m_starting;  ///< and their numbers of the worker
   std::map<Run, Watched> m_runs;            ///< also those that still must go
   std::map<std::uint64_t, Run> m_bySerial;  ///< the same runs, as their events name them
   std::uint64_t m_lastSerial = 0;
   std::chrono::steady_clock::time_point m_nextLook;  ///< at all of them
   std::map<Run, std::string> m_unsearched;           ///< records that have not been followed yet
-  std::set<Run> m_unwanted;                          ///< those of them that are to end
+  std::set<Run> m_unwanted;                          ///< of these, and of those that start: they are to end
   std::vector<RunReport> m_reports;
+  Worker m_starter{"starter"};  ///< on a busy machine each start takes milliseconds
 };
 
 }  // namespace ParameterSweep

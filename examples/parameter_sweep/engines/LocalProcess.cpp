@@ -23,7 +23,6 @@ namespace ParameterSweep {
 namespace {
 
 constexpr std::chrono::seconds c_grace{10};
-constexpr int c_niceness = 10;
 constexpr const char* c_bootId = "/proc/sys/kernel/random/boot_id";
 
 [[noreturn]] void fail(const std::string& message, int error) {
@@ -115,11 +114,10 @@ std::vector<pid_t> listProcesses() {
 
 /// Which start of the machine this is. Throws `Shortage`.
 const std::string& getBootId() {
-  static std::string s_id;
-  if (s_id.empty()) {
+  static const std::string s_id = [] {
     const std::string text = readKernelFile(c_bootId);
-    s_id = text.substr(0, text.find('\n'));
-  }
+    return text.substr(0, text.find('\n'));
+  }();
   return s_id;
 }
 
@@ -141,6 +139,8 @@ class SpawnSettings {
     check(::posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_APPEND, 0),
           "cannot start");
     check(::posix_spawn_file_actions_adddup2(&m_actions, STDOUT_FILENO, STDERR_FILENO), "cannot start");
+    // Other threads open files meanwhile.
+    check(::posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1), "cannot start");
   }
   SpawnSettings(const SpawnSettings&) = delete;
   SpawnSettings& operator=(const SpawnSettings&) = delete;
@@ -217,8 +217,6 @@ LocalProcess LocalProcess::start(const std::vector<std::string>& command, const 
   getBootId();  // which the record needs
   const pid_t process = SpawnSettings(output.string()).spawn(command);
   setLimits(process, limits);
-  // Behind this program, which answers while all cores compute.
-  ::setpriority(PRIO_PROCESS, static_cast<id_t>(process), ::getpriority(PRIO_PROCESS, 0) + c_niceness);
   const int descriptor = openProcess(process);
   int error = errno;
   if (descriptor >= 0) {

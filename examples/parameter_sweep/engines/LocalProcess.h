@@ -26,7 +26,7 @@ bool isShortage(int error);
 /// The process of a run, in a process group of its own. It survives the program that started it: another one finds it
 /// by its record.
 ///
-/// Threads: one. Destroying the object leaves the process alone.
+/// Threads: an object is used by one at a time; the static functions by any. Destroying it leaves the process alone.
 class LocalProcess {
  public:
   struct Limits {
@@ -34,8 +34,8 @@ class LocalProcess {
     std::uint64_t memoryBytes = 0;       ///< 0 for none
   };
 
-  /// Starts `command` with standard output and error in the file `output`, made anew, no input, and a nice value 10
-  /// above this program's. Throws `Shortage`, or `SweepFailure` (`LaunchFailed`).
+  /// Starts `command` with standard output and error in the file `output`, made anew, and no input. Throws `Shortage`,
+  /// or `SweepFailure` (`LaunchFailed`).
   static LocalProcess start(const std::vector<std::string>& command, const std::filesystem::path& output,
                             const Limits& limits);
 

@@ -37,8 +37,6 @@ class SlurmEngine final : public JobEngine {
   void end(const Run& run) override;
   bool isLeft(const Run& run) const override;
   std::vector<RunReport> poll() override;
-  bool isBusy() const override { return false; }
-  void work() override {}
   int getDescriptor() const override { return m_call == nullptr ? -1 : m_call->getDescriptor(); }
   std::string getError() const override { return m_error; }
   /// What the cluster runs does not end with this machine.

@@ -2,7 +2,6 @@
 
 #include <examples/parameter_sweep/engines/JobEngine.h>
 #include <examples/parameter_sweep/server/Clocks.h>
-#include <examples/parameter_sweep/server/PartInput.h>
 #include <examples/parameter_sweep/server/PartResults.h>
 #include <examples/parameter_sweep/store/Records.h>
 
@@ -39,7 +38,6 @@ struct ActivePart {
   RunEnd end = {};                                 ///< of its process
   double progress = 0;                             ///< of the present try, from 0 to 1
   std::filesystem::file_time_type progressRead{};  ///< the time of the file that it was read from
-  std::unique_ptr<PartInput> input = {};
   std::unique_ptr<PartResults> results = {};
 };
 

@@ -1,13 +1,11 @@
 #include <examples/parameter_sweep/common/JobLogging.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/Spool.h>
-#include <examples/parameter_sweep/common/TimeSlice.h>
 #include <examples/parameter_sweep/server/JobTable.h>
 #include <examples/parameter_sweep/server/RunFailure.h>
 #include <service/Logging.h>
 
 #include <algorithm>
-#include <array>
 #include <system_error>
 #include <utility>
 
@@ -35,7 +33,8 @@ JobTable::JobTable(JobSettings settings, JobStore& store, StoreWriter& writer, J
       m_store(store),
       m_writer(writer),
       m_engine(engine),
-      m_clocks(std::move(clocks)) {}
+      m_clocks(std::move(clocks)),
+      m_preparer(store.getFile()) {}
 
 void JobTable::load() {
   for (const auto& [job, parts] : m_store.loadActive()) {
@@ -169,16 +168,16 @@ void JobTable::setPhase(ActiveJob& job, ActivePart& part, PartPhase phase) {
   } else {
     m_queue.erase(makePlace(job));
   }
-  const auto keep = [&](std::set<PartKey>& set, PartPhase in) {
+  const auto keep = [&](auto& set, const auto& item, PartPhase in) {
     if (phase == in) {
-      set.insert(key);
+      set.insert(item);
     } else {
-      set.erase(key);
+      set.erase(item);
     }
   };
-  keep(m_preparing, PartPhase::Preparing);
-  keep(m_running, PartPhase::Running);
-  keep(m_collecting, PartPhase::Collecting);
+  keep(m_preparing, std::pair(makePlace(job), part.record.number), PartPhase::Preparing);
+  keep(m_running, key, PartPhase::Running);
+  keep(m_collecting, key, PartPhase::Collecting);
   setRunning(job, job.running - (isRunning(old) ? 1 : 0) + (isRunning(phase) ? 1 : 0));
   changed(job);
 }
@@ -215,38 +214,17 @@ void JobTable::poll() {
       changed(job);
     }
   }
+  m_preparer.poll();
   startQueued();
-  work();
   startPrepared();
+  collect();
   lookAtRunning();
   forgetStrays();
   cleanNext();
   publish();
 }
 
-/// Does the next piece of one kind of work that takes time; requests are answered before the next kind.
-void JobTable::work() {
-  constexpr std::array<bool (JobTable::*)(), 3> c_kinds{&JobTable::stepCollecting, &JobTable::stepPreparing,
-                                                        &JobTable::stepStarting};
-  for (std::size_t tried = 0; tried < c_kinds.size(); ++tried) {
-    m_nextWork = (m_nextWork + 1) % c_kinds.size();
-    if ((this->*c_kinds.at(m_nextWork))()) {
-      return;
-    }
-  }
-}
-
-/// False when there was nothing to do.
-bool JobTable::stepStarting() {
-  const bool hasWork = m_engine.isBusy();
-  m_engine.work();
-  return hasWork;
-}
-
 milliseconds JobTable::getPause() const {
-  if (!m_preparing.empty() || m_engine.isBusy()) {
-    return milliseconds(0);
-  }
   for (const PartKey& key : m_collecting) {
     const auto job = m_jobs.find(key.first);
     if (job != m_jobs.end() && m_clocks.now() >= job->second.parts[key.second - 1].notBefore) {
@@ -277,6 +255,8 @@ void JobTable::prepare(ActiveJob& job, std::size_t room) {
     if (part.phase == PartPhase::Queued && m_clocks.now() >= part.notBefore) {
       beginTry(part);
       setPhase(job, part, PartPhase::Preparing);
+      m_preparer.prepare(job.record, part.record, files(job, part),
+                         [this, run = makeRun(job, part)](const std::string& error) { prepared(run, error); });
       --room;
     }
   }
@@ -289,44 +269,22 @@ void JobTable::beginTry(ActivePart& part) {
   part.progressRead = {};
 }
 
-/// False when there was nothing to do.
-bool JobTable::stepPreparing() {
-  const bool hasWork = !m_preparing.empty();
-  const TimeSlice slice;
-  while (!m_preparing.empty()) {
-    const auto [job, part] = findPart(PartKey(*m_preparing.begin()));
-    prepareStep(*job, *part);
-    if (slice.isOver()) {
-      break;
-    }
-  }
-  return hasWork;
-}
-
-/// Writes a piece of the part's input.
-void JobTable::prepareStep(ActiveJob& job, ActivePart& part) {
-  try {
-    const PartFiles partFiles = files(job, part);
-    if (part.input == nullptr) {
-      fs::create_directories(partFiles.folder);
-      part.input = std::make_unique<PartInput>(m_store, job.record, part.record, partFiles);
-      return;
-    }
-    if (part.input->step()) {
-      return;
-    }
-    part.input.reset();
-    setPhase(job, part, PartPhase::Starting);
-    m_prepared.emplace_back(job.record.status.jobId.getUniqueId(), part.record.number);
-  } catch (const std::exception& exception) {
-    cannotStart(job, part, exception.what());
+/// The input of a part is written, or cannot be written now.
+void JobTable::prepared(const Run& run, const std::string& error) {
+  const auto [job, part] = findRun(run);
+  if (part == nullptr) {
+    m_strays.insert(run);  // its job ended meanwhile
+  } else if (part->phase == PartPhase::Preparing && !error.empty()) {
+    cannotStart(*job, *part, error);
+  } else if (part->phase == PartPhase::Preparing) {
+    setPhase(*job, *part, PartPhase::Starting);
+    m_prepared.emplace_back(run.jobId.getUniqueId(), run.part);
   }
 }
 
 /// The machine is short of something: this costs the part no try, and all starts wait.
 void JobTable::cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason) {
   m_startFault.failed(m_clocks.now(), reason);
-  part.input.reset();
   removeFiles(job, part);
   --part.record.tries;
   setPhase(job, part, PartPhase::Queued);
@@ -347,15 +305,11 @@ std::map<JobTable::Place, std::vector<JobTable::PartKey>> JobTable::takePrepared
 /// Gives what is prepared to the engine as far as it has room: the parts of one job with the same number of the try
 /// together, and none before a part of a job with an earlier place that is being prepared.
 void JobTable::startPrepared() {
-  std::set<Place> preparing;
-  for (const PartKey& key : m_preparing) {
-    preparing.insert(makePlace(m_jobs.at(key.first)));
-  }
   std::size_t room = m_engine.getRoom();
   std::map<std::pair<Key, std::uint32_t>, std::vector<Run>> runs;
   for (const auto& [place, keys] : takePrepared()) {
-    const bool isBehind = !preparing.empty() && *preparing.begin() < place;
-    const bool waitsForOthers = preparing.count(place) != 0 && keys.size() < room;
+    const bool isBehind = !m_preparing.empty() && m_preparing.begin()->first < place;
+    const bool waitsForOthers = !m_preparing.empty() && m_preparing.begin()->first == place && keys.size() < room;
     for (const PartKey& key : keys) {
       const auto [job, part] = findPart(key);
       if (room == 0 || isBehind || waitsForOthers || job->isEnding) {

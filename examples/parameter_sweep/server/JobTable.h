@@ -1,6 +1,7 @@
 #pragma once
 
 #include <examples/parameter_sweep/server/ActiveJob.h>
+#include <examples/parameter_sweep/server/PartPreparer.h>
 #include <examples/parameter_sweep/server/PassingFault.h>
 #include <examples/parameter_sweep/store/StoreWriter.h>
 #include <service/Signals.h>
@@ -23,7 +24,8 @@ struct JobSettings {
 
 /// The states of all jobs that have not ended, and what takes them from one to the next.
 ///
-/// A change is stored first and shown then. Threads: the server's one thread. No operation waits.
+/// A change is stored first and shown then. Threads: the server's one thread, and one that writes the inputs of parts.
+/// No operation waits.
 class JobTable {
  public:
   JobTable(JobSettings settings, JobStore& store, StoreWriter& writer, JobEngine& engine, Clocks clocks = {});
@@ -47,8 +49,13 @@ class JobTable {
 
   /// Takes every job as far as it gets now.
   void poll();
+  /// Becomes readable when `poll` should be called, as those of the store's writer and of the engine do.
+  int getDescriptor() const { return m_preparer.getDescriptor(); }
   /// How long nothing happens unless a descriptor tells.
   std::chrono::milliseconds getPause() const;
+
+  /// Whether the input of a part is being written.
+  bool isPreparing() const { return !m_preparing.empty(); }
 
   struct Counts {
     std::size_t queued = 0;   ///< jobs
@@ -83,13 +90,10 @@ class JobTable {
   void changed(const ActiveJob& job);
   void publish();
 
-  void work();
   void startQueued();
   void prepare(ActiveJob& job, std::size_t room);
   static void beginTry(ActivePart& part);
-  bool stepPreparing();
-  bool stepStarting();
-  void prepareStep(ActiveJob& job, ActivePart& part);
+  void prepared(const Run& run, const std::string& error);
   void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
   std::map<Place, std::vector<PartKey>> takePrepared();
   void startPrepared();
@@ -101,7 +105,7 @@ class JobTable {
   void runs(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);
   void ended(ActiveJob& job, ActivePart& part, const RunEnd& end);
 
-  bool stepCollecting();
+  void collect();
   bool collectStep(ActiveJob& job, ActivePart& part);
   void readLater(ActivePart& part, const std::string& reason);
   void leftNothing(ActiveJob& job, ActivePart& part);
@@ -136,12 +140,11 @@ class JobTable {
   std::map<Key, ActiveJob> m_jobs;
   std::uint64_t m_lastPlace = 0;
   std::set<Place> m_queue;  ///< jobs with queued parts, in the order in which they start
-  std::set<PartKey> m_preparing;
+  std::set<std::pair<Place, std::uint32_t>> m_preparing;
   std::vector<PartKey> m_prepared;  ///< also those for which there is no room yet
   std::set<PartKey> m_collecting;
   std::set<PartKey> m_running;
-  std::size_t m_nextWork = 0;  ///< kind of it
-  PartKey m_progressPlace;     ///< whose progress was read last
+  PartKey m_progressPlace;  ///< whose progress was read last
   TimePoint m_nextLook{};
   std::map<Key, JobStatus> m_changed;  ///< to be published
   std::set<Run> m_strays;              ///< runs that were told to end
@@ -150,6 +153,7 @@ class JobTable {
   PassingFault m_runFault{"run parts of jobs"};
   PassingFault m_readFault{"read what job programs left"};
   std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
+  PartPreparer m_preparer;
 };
 
 /// A message of the server with the present time.

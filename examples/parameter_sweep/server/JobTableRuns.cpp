@@ -32,6 +32,17 @@ std::string describe(const ActiveJob& job, const ActivePart& part) {
   return job.parts.size() == 1 ? "" : "part " + std::to_string(part.record.number) + ": ";
 }
 
+/// What programs wrote to their standard output and error stays.
+void remove(const PartFiles& files) {
+  std::error_code error;
+  for (const fs::path& file : {files.input, files.progress, files.log, files.result}) {
+    fs::remove(file, error);
+  }
+  if (fs::file_size(files.output, error) == 0) {
+    fs::remove(files.output, error);
+  }
+}
+
 }  // namespace
 
 void JobTable::handle(const RunReport& report) {
@@ -75,7 +86,6 @@ void JobTable::found(const RunReport& report) {
     if (isQueued) {
       beginTry(*part);
     }
-    part->input.reset();
     started(*job, *part, report);
   } else {
     m_engine.end(report.run);
@@ -127,26 +137,23 @@ void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
   }
 }
 
-/// False when there was nothing to do.
-bool JobTable::stepCollecting() {
+/// Reads what parts left, for a short time.
+void JobTable::collect() {
   const auto isDue = [this](const PartKey& key) {
     const auto [job, part] = findPart(key);
     return part != nullptr && part->phase == PartPhase::Collecting && !job->isEnding &&
            m_clocks.now() >= part->notBefore;
   };
-  bool hadWork = false;
   const TimeSlice slice;
   for (const PartKey& key : std::set<PartKey>(m_collecting)) {
     for (bool isMoreToDo = true; isMoreToDo && isDue(key);) {
       const auto [job, part] = findPart(key);
       isMoreToDo = collectStep(*job, *part);
-      hadWork = true;
       if (slice.isOver()) {
-        return true;
+        return;
       }
     }
   }
-  return hadWork;
 }
 
 /// Reads the next piece of what the part left; false when there is nothing more to do now.
@@ -342,13 +349,17 @@ void JobTable::endRuns(const ActiveJob& job) {
   }
 }
 
-/// What the store knows of runs that were told to end goes once nothing is left of them.
+/// What the store knows of runs that were told to end goes once nothing is left of them, and what they still wrote.
 void JobTable::forgetStrays() {
   for (auto next = m_strays.begin(); next != m_strays.end();) {
     if (m_engine.isLeft(*next)) {
       ++next;
       continue;
     }
+    const PartFiles files(m_settings.spool, next->jobId, next->part, next->attempt);
+    remove(files);
+    std::error_code ignored;
+    fs::remove(files.folder, ignored);  // unless files are left in it
     m_writer.write(ForgetRun{next->jobId, next->part, next->attempt}, StoreWriter::Patience::Forever, [](Stored) {});
     next = m_strays.erase(next);
   }
@@ -471,16 +482,7 @@ void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& 
   }
 }
 
-void JobTable::removeFiles(const ActiveJob& job, const ActivePart& part) const {
-  const PartFiles partFiles = files(job, part);
-  std::error_code error;
-  for (const fs::path& file : {partFiles.input, partFiles.progress, partFiles.log, partFiles.result}) {
-    fs::remove(file, error);
-  }
-  if (fs::file_size(partFiles.output, error) == 0) {
-    fs::remove(partFiles.output, error);
-  }
-}
+void JobTable::removeFiles(const ActiveJob& job, const ActivePart& part) const { remove(files(job, part)); }
 
 /// Removes what an earlier server or its job programs left of jobs that have ended.
 void JobTable::cleanNext() {

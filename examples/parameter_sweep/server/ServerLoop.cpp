@@ -36,7 +36,8 @@ void ServerLoop::wait() {
   std::vector<zmq::pollitem_t> items{{m_transport.getRequests().get().handle(), 0, ZMQ_POLLIN, 0},
                                      {m_transport.getProgress().get().handle(), 0, ZMQ_POLLIN, 0},
                                      {m_transport.getAuthentication().getSocket().handle(), 0, ZMQ_POLLIN, 0},
-                                     {nullptr, m_writer.getDescriptor(), ZMQ_POLLIN, 0}};
+                                     {nullptr, m_writer.getDescriptor(), ZMQ_POLLIN, 0},
+                                     {nullptr, m_jobs.getDescriptor(), ZMQ_POLLIN, 0}};
   if (m_engine.getDescriptor() >= 0) {
     items.push_back({nullptr, m_engine.getDescriptor(), ZMQ_POLLIN, 0});
   }

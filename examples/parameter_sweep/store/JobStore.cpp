@@ -72,7 +72,7 @@ std::vector<PartRecord> readParts(Query& query) {
 
 }  // namespace
 
-JobStore::JobStore(const std::filesystem::path& file) : m_writing(file), m_reading(file) {
+JobStore::JobStore(const std::filesystem::path& file) : m_file(file), m_writing(file), m_reading(file) {
   m_writing.execute(c_settings);
   upgradeStore(m_writing);
   m_reading.execute("PRAGMA query_only = ON");
@@ -144,24 +144,6 @@ std::optional<JobRecord> JobStore::find(const SweepJobId& jobId) {
 std::vector<PartRecord> JobStore::getParts(const SweepJobId& jobId) {
   Query query = m_reading.query(c_selectParts + "WHERE job = (SELECT number FROM job WHERE id = ?) ORDER BY number");
   return readParts(query.bind(jobId.getUniqueId()));
-}
-
-std::vector<PackageRecord> JobStore::getPackages(const SweepJobId& jobId) {
-  Query query = m_reading.query(
-      "SELECT number, first, count FROM package WHERE job = (SELECT number FROM job WHERE id = ?) ORDER BY number");
-  query.bind(jobId.getUniqueId());
-  std::vector<PackageRecord> packages;
-  while (query.next()) {
-    packages.push_back({static_cast<std::uint32_t>(query.getNumber(0)), static_cast<std::uint64_t>(query.getNumber(1)),
-                        static_cast<std::uint64_t>(query.getNumber(2))});
-  }
-  return packages;
-}
-
-std::string JobStore::readPackage(const SweepJobId& jobId, std::uint32_t number) {
-  Query query =
-      m_reading.query("SELECT content FROM package WHERE job = (SELECT number FROM job WHERE id = ?) AND number = ?");
-  return query.bind(jobId.getUniqueId()).bind(number).next() ? query.getText(0) : std::string();
 }
 
 std::vector<Realization> JobStore::readResults(const SweepJobId& jobId, std::uint64_t after, std::size_t limit) {

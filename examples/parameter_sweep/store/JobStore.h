@@ -1,6 +1,7 @@
 #pragma once
 
 #include <examples/parameter_sweep/store/Database.h>
+#include <examples/parameter_sweep/store/PackageReader.h>
 #include <examples/parameter_sweep/store/Records.h>
 
 #include <filesystem>
@@ -31,9 +32,10 @@ class JobStore {
   /// Empty when there is no such job.
   std::optional<JobRecord> find(const SweepJobId& jobId);
   std::vector<PartRecord> getParts(const SweepJobId& jobId);
-  std::vector<PackageRecord> getPackages(const SweepJobId& jobId);
-  /// The text of a package; empty when there is none.
-  std::string readPackage(const SweepJobId& jobId, std::uint32_t number);
+  std::vector<PackageRecord> getPackages(const SweepJobId& jobId) { return m_packages.getPackages(jobId); }
+  std::string readPackage(const SweepJobId& jobId, std::uint32_t number) {
+    return m_packages.readPackage(jobId, number);
+  }
   /// At most `limit` results that follow the first `after` ones.
   std::vector<Realization> readResults(const SweepJobId& jobId, std::uint64_t after, std::size_t limit);
   /// At most `limit` messages, the earliest first, and the number to ask for the next ones with.
@@ -61,9 +63,14 @@ class JobStore {
   std::vector<SweepJobId> findExpired(std::int64_t ended, std::int64_t begun, std::size_t limit);
   std::int64_t countJobs();
 
+  /// The database's, for another thread's connection to it.
+  const std::filesystem::path& getFile() const { return m_file; }
+
  private:
+  const std::filesystem::path m_file;
   Database m_writing;
   Database m_reading;
+  PackageReader m_packages{m_reading};
 };
 
 }  // namespace ParameterSweep

@@ -245,9 +245,29 @@ TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailed) {
   tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", SweepTest::errorsOf, 20);
 }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterAProcessThatCouldNotBeStarted) {
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAThreadThatCouldNotBeStarted) {
   const LeftSpool left;
   tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", startsOf, 4);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAProcessThatCouldNotBeStarted) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "starter", SweepTest::errorsOf, 10);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileAProcessIsStarted) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "starter", SweepTest::killsOf, 5);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAnInputThatCouldNotBeWritten) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "preparer", SweepTest::errorsOf, 10);
+}
+
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileAnInputIsWritten) {
+  const LeftSpool left;
+  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "preparer", SweepTest::killsOf, 5);
 }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterACallOfTheStoreThatFailed) {

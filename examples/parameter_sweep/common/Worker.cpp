@@ -1,0 +1,97 @@
+#include <examples/parameter_sweep/common/Worker.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace ParameterSweep {
+
+namespace {
+
+constexpr int c_niceness = 10;
+
+}  // namespace
+
+Worker::Worker(const char* name) : m_descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (m_descriptor < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot make an event descriptor");
+  }
+  m_thread = std::thread([this] { work(); });
+  ::pthread_setname_np(m_thread.native_handle(), name);
+}
+
+Worker::~Worker() {
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_isEnding = true;
+  }
+  m_changed.notify_one();
+  m_thread.join();
+  ::close(m_descriptor);
+}
+
+std::uint64_t Worker::run(Action work, Action done) {
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_waiting.push_back({++m_lastNumber, std::move(work), std::move(done)});
+  }
+  m_changed.notify_one();
+  return m_lastNumber;
+}
+
+bool Worker::forget(std::uint64_t number) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto found =
+      std::find_if(m_waiting.begin(), m_waiting.end(), [&](const Item& item) { return item.number == number; });
+  if (found == m_waiting.end()) {
+    return false;
+  }
+  m_waiting.erase(found);
+  return true;
+}
+
+void Worker::poll() {
+  std::deque<Item> finished;
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t bytes = ::read(m_descriptor, &count, sizeof count);
+    finished.swap(m_finished);
+  }
+  for (const Item& item : finished) {
+    item.done();
+  }
+}
+
+void Worker::work() {
+  // In Linux the nice value is one of a thread.
+  ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), ::getpriority(PRIO_PROCESS, 0) + c_niceness);
+  for (;;) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
+    if (m_isEnding) {
+      return;
+    }
+    Item item = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    lock.unlock();
+    item.work();
+    finish(std::move(item));
+  }
+}
+
+void Worker::finish(Item item) {
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_finished.push_back(std::move(item));
+  }
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const ssize_t bytes = ::write(m_descriptor, &one, sizeof one);
+}
+
+}  // namespace ParameterSweep

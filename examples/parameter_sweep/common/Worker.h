@@ -1,0 +1,58 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace ParameterSweep {
+
+/// Does what takes time without keeping its caller waiting, one piece of work after the other. The nice value of its
+/// thread, and of processes that it starts, is 10 above this program's, which answers while all cores compute.
+///
+/// Threads: its own one, which does the work; everything else belongs to the caller's one thread.
+class Worker {
+ public:
+  using Action = std::function<void()>;
+
+  /// `name` is that of the thread, for those who look at the process. Throws `std::system_error`.
+  explicit Worker(const char* name);
+  Worker(const Worker&) = delete;
+  Worker& operator=(const Worker&) = delete;
+  /// Waits for the work that is being done, and forgets what waits behind it. Calls nobody.
+  ~Worker();
+
+  /// `work` must not throw. Once it has been done, `poll` calls `done`. Returns a number for `forget`.
+  std::uint64_t run(Action work, Action done);
+  /// Forgets work that waits; false when it has begun.
+  bool forget(std::uint64_t number);
+
+  /// Becomes readable when `poll` has something to call.
+  int getDescriptor() const { return m_descriptor; }
+  void poll();
+
+ private:
+  struct Item {
+    std::uint64_t number = 0;
+    Action work;
+    Action done;
+  };
+
+  void work();
+  void finish(Item item);
+
+  int m_descriptor;
+  std::uint64_t m_lastNumber = 0;
+
+  std::mutex m_mutex;  ///< guards what follows
+  std::condition_variable m_changed;
+  std::deque<Item> m_waiting;
+  std::deque<Item> m_finished;
+  bool m_isEnding = false;
+
+  std::thread m_thread;  ///< last: it uses all the others
+};
+
+}  // namespace ParameterSweep
