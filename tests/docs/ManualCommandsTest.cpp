@@ -1,16 +1,17 @@
 #include <gtest/gtest.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
 
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <vector>
 
 namespace {
 
 using ManualTests::Block;
+using TestSupport::Pattern;
 using TestSupport::TemporaryFolder;
 
 /// A command of a page and what the page shows of its output.
@@ -33,15 +34,15 @@ std::vector<Command> commandsOf(const Block& block) {
 
 /// Ids, times and places differ from run to run.
 std::string withoutChance(std::string text) {
-  const std::vector<std::pair<std::regex, std::string>> patterns{
-      {std::regex("[0-9a-f]{16}-[0-9a-f]{16}-[0-9a-f]{16}"), "UID"},
-      {std::regex("_[0-9a-f]{10}\\b"), "_START"},
-      {std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2}[T ][0-9:]{8}(\\.[0-9]+)?"), "TIME"},
-      {std::regex("(\\.cpp:)[0-9]+"), "$1LINE"},
-      {std::regex("[^ \"]*/RequestXmlHelper"), "RequestXmlHelper"},
-      {std::regex("(\"(line|thread)\":)[0-9]+"), "$1NUMBER"}};
+  const std::vector<std::pair<Pattern, std::string>> patterns{
+      {Pattern("[0-9a-f]{16}-[0-9a-f]{16}-[0-9a-f]{16}"), "UID"},
+      {Pattern("_[0-9a-f]{10}\\b"), "_START"},
+      {Pattern("[0-9]{4}-[0-9]{2}-[0-9]{2}[T ][0-9:]{8}(\\.[0-9]+)?"), "TIME"},
+      {Pattern("(\\.cpp:)[0-9]+"), "$1LINE"},
+      {Pattern("[^ \"]*/RequestXmlHelper"), "RequestXmlHelper"},
+      {Pattern("(\"(line|thread)\":)[0-9]+"), "$1NUMBER"}};
   for (const auto& [pattern, replacement] : patterns) {
-    text = std::regex_replace(text, pattern, replacement);
+    text = pattern.replaceAll(text, replacement);
   }
   return text;
 }
@@ -92,7 +93,7 @@ TEST_P(ManualCommands, DoWhatThePageShows) {
 }
 
 std::string titleOf(const testing::TestParamInfo<std::string>& info) {
-  return std::regex_replace(info.param, std::regex("[^A-Za-z]"), "_");
+  return Pattern("[^A-Za-z]").replaceAll(info.param, "_");
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, ManualCommands, testing::ValuesIn(ManualTests::pages()), titleOf);

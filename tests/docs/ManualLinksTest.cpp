@@ -1,22 +1,23 @@
 #include <gtest/gtest.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 
 #include <filesystem>
-#include <regex>
 #include <set>
 #include <string>
 
 namespace {
 
+using TestSupport::Pattern;
+
 /// Calls `action` with each target of a link or picture of a page that lies in the repository.
 template <typename Action>
 void forEachLink(const std::string& page, Action action) {
-  const std::string text = std::regex_replace(TestSupport::TemporaryFolder::read(ManualTests::pagePath(page)),
-                                              std::regex("`[^`\n]*`"), "code");
-  const std::regex link("\\]\\(([^)#:]+)(#[^)]*)?\\)");
-  for (auto match = std::sregex_iterator(text.begin(), text.end(), link); match != std::sregex_iterator(); ++match) {
-    action((*match)[1].str());
+  const std::string text =
+      Pattern("`[^`\n]*`").replaceAll(TestSupport::TemporaryFolder::read(ManualTests::pagePath(page)), "code");
+  for (const auto& link : Pattern("\\]\\(([^)#:]+)(#[^)]*)?\\)").findAll(text)) {
+    action(link[1]);
   }
 }
 

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <utility>
@@ -13,29 +13,19 @@
 namespace {
 
 namespace fs = std::filesystem;
+using TestSupport::Pattern;
 using TestSupport::TemporaryFolder;
-
-/// The groups of each match; those that took no part are empty.
-std::vector<std::vector<std::string>> matchesOf(const std::string& pattern, const std::string& text) {
-  const std::regex expression(pattern);
-  std::vector<std::vector<std::string>> matches;
-  for (auto match = std::sregex_iterator(text.begin(), text.end(), expression); match != std::sregex_iterator();
-       ++match) {
-    matches.emplace_back(match->begin(), match->end());
-  }
-  return matches;
-}
 
 /// The drawing docs/diagrams/sources.dot, read back.
 class SourceMap {
  public:
   SourceMap() : m_text(TemporaryFolder::read(REPOSITORY "/docs/diagrams/sources.dot")) {
     std::map<std::string, std::string> folders;
-    for (const auto& node : matchesOf("(\\w+) \\[label=\"([^\"]+)\"", m_text)) {
+    for (const auto& node : Pattern("(\\w+) \\[label=\"([^\"]+)\"").findAll(m_text)) {
       folders[node[1]] = node[2];
       m_folders.insert(node[2]);
     }
-    for (const auto& arrow : matchesOf("(\\w+) -> (\\w+)( \\[style=dashed\\])?;", m_text)) {
+    for (const auto& arrow : Pattern("(\\w+) -> (\\w+)( \\[style=dashed\\])?;").findAll(m_text)) {
       auto& arrows = arrow[3].empty() ? m_arrows : m_privateArrows;
       arrows.emplace(folders.at(arrow[1]), folders.at(arrow[2]));
     }
@@ -96,7 +86,7 @@ TEST(SourceMap, LeadsToEveryHeaderOfTheRepositoryThatASourceIncludes) {
   std::size_t includes = 0;
   forEachSource(map, [&](const std::string& file) {
     const std::string text = TemporaryFolder::read((fs::path(REPOSITORY) / file).string());
-    for (const auto& include : matchesOf("\n#include <([^>]+)>", "\n" + text)) {
+    for (const auto& include : Pattern("\n#include <([^>]+)>").findAll("\n" + text)) {
       const std::string folder = map.folderOf(include[1]);
       if (!folder.empty()) {
         ++includes;

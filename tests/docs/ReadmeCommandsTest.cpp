@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <tests/docs/Pages.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/Program.h>
 #include <tests/support/TemporaryFolder.h>
 #include <unistd.h>
@@ -13,12 +14,12 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <string>
 #include <vector>
 
 namespace {
 
+using TestSupport::Pattern;
 using TestSupport::TemporaryFolder;
 
 /// What the test does with a command line of a README.
@@ -72,7 +73,7 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
       {"./test --all", c_installsAndBuilds}}}};
 
 std::string withoutComment(const std::string& line) {
-  return ManualTests::trimmed(std::regex_replace(line, std::regex(" +# .*"), ""));
+  return ManualTests::trimmed(Pattern(" +# .*").replaceAll(line, ""));
 }
 
 /// The commands of a block, each in one line.
@@ -108,11 +109,11 @@ std::vector<std::string> commandsInSentences(const std::string& page) {
     isInside = isInside != isFence;
     text += isInside || isFence ? "" : line + " ";
   }
-  static const std::regex s_command(
+  static const Pattern s_command(
       "`((\\./run|\\./test|cmake|ctest|man|g\\+\\+|git|apt|dvrequest|sweep-[a-z]+|[a-z]+/[A-Za-z/_-]+) [^`]+)`");
   std::vector<std::string> commands;
-  for (std::sregex_iterator match(text.begin(), text.end(), s_command); match != std::sregex_iterator(); ++match) {
-    commands.push_back((*match)[1]);
+  for (const auto& match : s_command.findAll(text)) {
+    commands.push_back(match[1]);
   }
   return commands;
 }
@@ -215,7 +216,7 @@ std::vector<std::string> readmes() {
 }
 
 std::string titleOf(const testing::TestParamInfo<std::string>& info) {
-  return std::regex_replace(info.param, std::regex("[^A-Za-z]"), "_");
+  return Pattern("[^A-Za-z]").replaceAll(info.param, "_");
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, ReadmeCommands, testing::ValuesIn(readmes()), titleOf);

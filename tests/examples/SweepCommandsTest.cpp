@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 #include <tests/examples/SweepPrograms.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/Program.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -67,7 +67,7 @@ TEST_F(SweepCommandsTest, JobsAreListedTheNewestFirstAndByState) {
 std::string listedAs(const Server& server, const std::string& job) {
   const std::string line = server.client({"list"}).output;
   EXPECT_EQ(line.rfind(job + " ", 0), 0U) << line;
-  return std::regex_replace(line.substr(std::min(line.size(), job.size() + 1)), std::regex("[0-9]"), "0");
+  return TestSupport::Pattern("[0-9]").replaceAll(line.substr(std::min(line.size(), job.size() + 1)), "0");
 }
 
 TEST_F(SweepCommandsTest, ListTellsWhenAJobWasSubmittedStartedAndEnded) {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <tests/examples/SweepPrograms.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/Program.h>
 
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -10,6 +10,7 @@
 namespace {
 
 using SweepTest::Outcome;
+using TestSupport::Pattern;
 using TestSupport::TemporaryFolder;
 
 struct Page {
@@ -28,12 +29,15 @@ std::vector<Page> pages() {
 }
 
 std::set<std::string> longOptions(const std::string& text) {
-  const std::regex option("--[a-z][a-z-]*");
-  return {std::sregex_token_iterator(text.begin(), text.end(), option), std::sregex_token_iterator()};
+  std::set<std::string> options;
+  for (const auto& match : Pattern("--[a-z][a-z-]*").findAll(text)) {
+    options.insert(match[0]);
+  }
+  return options;
 }
 
 void expectOptions(const Page& page, const SweepTest::Arguments& help) {
-  const std::string text = std::regex_replace(TemporaryFolder::read(page.file()), std::regex("\\\\-"), "-");
+  const std::string text = Pattern("\\\\-").replaceAll(TemporaryFolder::read(page.file()), "-");
   const Outcome outcome = SweepTest::run(page.program, help);
   EXPECT_EQ(outcome.exitCode, 0) << page.name();
   for (const std::string& option : longOptions(outcome.output)) {
@@ -58,7 +62,7 @@ TEST(SweepManualPages, NameOnlyOptionsThatExist) {
     for (const std::string& command : page.commands) {
       help += SweepTest::run(page.program, {command, "--help"}).output;
     }
-    const std::string text = std::regex_replace(TemporaryFolder::read(page.file()), std::regex("\\\\-"), "-");
+    const std::string text = Pattern("\\\\-").replaceAll(TemporaryFolder::read(page.file()), "-");
     const std::string options = text.substr(0, text.find(".SH EXAMPLES"));
     for (const std::string& option : longOptions(options)) {
       EXPECT_NE(help.find(option), std::string::npos) << page.name() << " " << option;

@@ -2,10 +2,10 @@
 #include <rapidcheck/gtest.h>
 #include <service/Identifier.h>
 #include <sys/wait.h>
+#include <tests/support/Pattern.h>
 #include <unistd.h>
 
 #include <cstddef>
-#include <regex>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -17,10 +17,10 @@ using Drelvan::UniqueID;
 static_assert(std::is_default_constructible_v<UniqueID> && std::is_destructible_v<UniqueID>);
 
 TEST(UniqueIdGenerate, MakesThreeGroupsOfLowerCaseDigits) {
-  const std::regex form("[0-9a-f]{16}-[0-9a-f]{16}-[0-9a-f]{16}");
+  const TestSupport::Pattern form("[0-9a-f]{16}-[0-9a-f]{16}-[0-9a-f]{16}");
   for (int round = 0; round < 1000; ++round) {
     const std::string id = UniqueID::generateId();
-    EXPECT_TRUE(std::regex_match(id, form)) << id;
+    EXPECT_TRUE(form.matches(id)) << id;
     EXPECT_TRUE(UniqueID().idCheckOK(id)) << id;
   }
 }
@@ -131,7 +131,7 @@ TEST(UniqueIdCheck, AcceptsExactlyThreeGroupsOfSixteenDigits) {
 }
 
 RC_GTEST_PROP(UniqueIdCheckProperty, AgreesWithThePattern, ()) {
-  static const std::regex form("[0-9a-fA-F]{16}-[0-9a-fA-F]{16}-[0-9a-fA-F]{16}");
+  static const TestSupport::Pattern form("[0-9a-fA-F]{16}-[0-9a-fA-F]{16}-[0-9a-fA-F]{16}");
   std::string id = UniqueID::generateId();
   const int changes = *rc::gen::inRange(0, 3);
   for (int change = 0; change < changes; ++change) {
@@ -148,7 +148,7 @@ RC_GTEST_PROP(UniqueIdCheckProperty, AgreesWithThePattern, ()) {
         break;
     }
   }
-  RC_ASSERT(UniqueID().idCheckOK(id) == std::regex_match(id, form));
+  RC_ASSERT(UniqueID().idCheckOK(id) == form.matches(id));
 }
 
 }  // namespace

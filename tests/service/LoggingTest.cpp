@@ -3,13 +3,13 @@
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/Program.h>
 
 #include <cstddef>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -20,6 +20,7 @@ namespace {
 
 using Drelvan::Logging;
 using nlohmann::json;
+using TestSupport::Pattern;
 using TestSupport::ProgramRun;
 
 using Environment = std::map<std::string, std::string>;
@@ -49,8 +50,8 @@ std::vector<std::string> linesOf(const std::string& text) {
 /// The text of an entry in the usual form, "L unit.cpp:3 text"; the line itself when it is not of that form.
 std::string withoutTime(const std::string& line) {
   constexpr std::size_t timeLength = 24;
-  static const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} [TDIWE] )");
-  return std::regex_match(line.substr(0, timeLength + 2), form) ? line.substr(timeLength) : "not an entry: " + line;
+  static const Pattern form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} [TDIWE] )");
+  return form.matches(line.substr(0, timeLength + 2)) ? line.substr(timeLength) : "not an entry: " + line;
 }
 
 std::vector<std::string> entriesOf(const std::string& text) {
@@ -180,8 +181,7 @@ TEST(LoggingJson, WritesOneObjectALine) {
     EXPECT_EQ(object.at("function"), "void __cdecl f(void)");
     EXPECT_EQ(object.at("line"), index + 1);
     EXPECT_TRUE(object.at("thread").is_number());
-    EXPECT_TRUE(
-        std::regex_match(object.at("time").get<std::string>(), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)")))
+    EXPECT_TRUE(Pattern(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)").matches(object.at("time").get<std::string>()))
         << object.at("time");
   }
 }

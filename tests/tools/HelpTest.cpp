@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 #include <tests/tools/Program.h>
 
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,6 +13,7 @@ namespace {
 
 using TestSupport::dvrequest;
 using TestSupport::linesOf;
+using TestSupport::Pattern;
 using TestSupport::ProgramRun;
 using TestSupport::TemporaryFolder;
 
@@ -46,7 +47,7 @@ TEST(Help, HoldsExamples) {
 }
 
 TEST(Help, ShowsTheVersion) {
-  EXPECT_TRUE(std::regex_match(dvrequest({"--version"}).output, std::regex("dvrequest [0-9]+\\.[0-9]+\\.[0-9]+\n")));
+  EXPECT_TRUE(Pattern("dvrequest [0-9]+\\.[0-9]+\\.[0-9]+\n").matches(dvrequest({"--version"}).output));
 }
 
 TEST(Help, FailsWhenItCannotBeWritten) {
@@ -71,28 +72,29 @@ TEST(Sources, IncludeEachOtherOneWay) {
                                                    {"check", "check support"},
                                                    {"report", "report support"},
                                                    {"support", "support"}};
-  const std::regex include("#include <tools/dvrequest/(\\w+)/");
+  const Pattern include("#include <tools/dvrequest/(\\w+)/");
   for (const auto& [folder, folders] : allowed) {
     for (const auto& entry : std::filesystem::directory_iterator(DVREQUEST_SOURCES "/" + folder)) {
       const std::string text = TemporaryFolder::read(entry.path().string());
-      for (auto match = std::sregex_iterator(text.begin(), text.end(), include); match != std::sregex_iterator();
-           ++match) {
-        EXPECT_NE(folders.find((*match)[1].str()), std::string::npos) << entry.path() << " " << match->str();
+      for (const auto& match : include.findAll(text)) {
+        EXPECT_NE(folders.find(match[1]), std::string::npos) << entry.path() << " " << match[0];
       }
     }
   }
 }
 
 std::set<std::string> longOptions(const std::string& text) {
-  const std::regex option("--[a-z][a-z-]*");
-  return {std::sregex_token_iterator(text.begin(), text.end(), option), std::sregex_token_iterator()};
+  std::set<std::string> options;
+  for (const auto& match : Pattern("--[a-z][a-z-]*").findAll(text)) {
+    options.insert(match[0]);
+  }
+  return options;
 }
 
 std::string withoutExamples(const std::string& text) { return text.substr(0, text.find("\nExamples:")); }
 
 TEST(ManualPage, DescribesEveryCommandAndOption) {
-  std::string page = TemporaryFolder::read(DVREQUEST_SOURCES "/dvrequest.1");
-  page = std::regex_replace(page, std::regex("\\\\-"), "-");
+  const std::string page = Pattern("\\\\-").replaceAll(TemporaryFolder::read(DVREQUEST_SOURCES "/dvrequest.1"), "-");
   for (const auto& command : c_commands) {
     for (const std::string& word : command) {
       EXPECT_NE(page.find(word), std::string::npos) << word;

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
+#include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 #include <tests/tools/Program.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -58,10 +58,8 @@ TEST(Readme, ShowsWhatThePackagesReallyGive) {
 }
 
 TEST(Readme, LinksToFilesThatExist) {
-  const std::string text = readme();
-  const std::regex link("\\]\\(([^)#:]+)\\)");
-  for (auto match = std::sregex_iterator(text.begin(), text.end(), link); match != std::sregex_iterator(); ++match) {
-    EXPECT_TRUE(std::filesystem::exists(REPOSITORY "/" + (*match)[1].str())) << (*match)[1];
+  for (const auto& link : TestSupport::Pattern("\\]\\(([^)#:]+)\\)").findAll(readme())) {
+    EXPECT_TRUE(std::filesystem::exists(REPOSITORY "/" + link[1])) << link[1];
   }
 }
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
+#include <tests/support/Pattern.h>
 #include <tests/tools/Program.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -16,10 +16,10 @@ const std::string c_jobId = "Job_0123456789#" + c_uniqueId;
 TEST(JobIdCommand, MakesIdsThatItAccepts) {
   const ProgramRun made = dvrequest({"job-id", "new", "--prefix", "My_Job"});
   EXPECT_EQ(made.exitCode, 0);
-  std::smatch match;
-  const std::regex form("My_Job_([0-9a-f]{10})#([0-9a-f]{16}-[0-9a-f]{16}-[0-9a-f]{16})\n");
-  ASSERT_TRUE(std::regex_match(made.output, match, form)) << made.output;
-  EXPECT_EQ(match.str(1), match.str(2).substr(0, 10));
+  const TestSupport::Pattern form("My_Job_([0-9a-f]{10})#([0-9a-f]{16}-[0-9a-f]{16}-[0-9a-f]{16})\n");
+  const std::vector<std::string> match = form.groupsOf(made.output);
+  ASSERT_FALSE(match.empty()) << made.output;
+  EXPECT_EQ(match[1], match[2].substr(0, 10));
   const std::string text = made.output.substr(0, made.output.size() - 1);
   EXPECT_EQ(dvrequest({"job-id", "check", text}).exitCode, 0);
   EXPECT_NE(dvrequest({"job-id", "new", "--prefix", "My_Job"}).output, made.output);

@@ -7,7 +7,7 @@
 #include <boost/algorithm/string/split.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <charconv>
-#include <regex>
+#include <cstddef>
 #include <sstream>
 #include <string_view>
 
@@ -52,8 +52,7 @@ bool isNumber(const std::string& text) {
 
 /// What a state means for a part; empty for a word that Slurm does not have.
 std::optional<RunReport::Kind> readState(const std::string& state) {
-  static const std::regex s_words("[A-Z_]+");
-  if (!std::regex_match(state, s_words)) {
+  if (state.empty() || state.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_") != std::string::npos) {
     return std::nullopt;
   }
   for (const char* waiting : {"PENDING", "CONFIGURING", "REQUEUED", "REQUEUE_FED", "REQUEUE_HOLD", "RESV_DEL_HOLD",
@@ -156,9 +155,13 @@ std::optional<std::vector<SlurmTask>> readQueue(const std::string& answer) {
   return tasks;
 }
 
+bool isTaskId(const std::string& text) {
+  const std::size_t middle = text.find('_');
+  return middle != std::string::npos && isNumber(text.substr(0, middle)) && isNumber(text.substr(middle + 1));
+}
+
 std::optional<std::vector<SlurmTask>> readAccounts(const std::string& answer) {
   constexpr std::size_t c_fields = 4;
-  static const std::regex s_ids(R"(\d+_\d+)");
   std::vector<SlurmTask> tasks;
   for (const std::string& line : readLines(answer)) {
     const std::vector<std::string> fields = readFields(line);
@@ -168,7 +171,7 @@ std::optional<std::vector<SlurmTask>> readAccounts(const std::string& answer) {
     if (!end) {
       return std::nullopt;
     }
-    if (*kind == RunReport::Kind::Ended && std::regex_match(fields[0], s_ids)) {
+    if (*kind == RunReport::Kind::Ended && isTaskId(fields[0])) {
       tasks.push_back({fields[0], fields[1], *kind, *end});
     }
   }

@@ -22,6 +22,9 @@ struct SlurmTask {
 /// The number of the array in the answer of `sbatch --parsable`; empty for any other text.
 std::optional<std::string> readArrayId(const std::string& answer);
 
+/// Whether it is the id of a task of an array.
+bool isTaskId(const std::string& text);
+
 /// The fields to ask `squeue` for, in its option `--Format`.
 extern const char* const c_queueFormat;
 /// Empty when a line is of another form.

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <boost/algorithm/string/join.hpp>
 #include <boost/algorithm/string/predicate.hpp>
-#include <regex>
 #include <system_error>
 #include <utility>
 
@@ -64,8 +63,7 @@ std::chrono::milliseconds SlurmEngine::getFileDelay() const { return c_fileDelay
 void SlurmEngine::start(const std::vector<Run>& runs) { m_orders.push_back(runs); }
 
 void SlurmEngine::resume(const Run& run, const std::string& record) {
-  static const std::regex s_ids(R"(\d+_\d+)");
-  if (!std::regex_match(record, s_ids)) {
+  if (!isTaskId(record)) {
     m_reports.push_back({run, RunReport::Kind::Ended});
     return;
   }

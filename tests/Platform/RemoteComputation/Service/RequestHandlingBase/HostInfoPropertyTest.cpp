@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 #include <tests/support/ParsedDocument.h>
+#include <tests/support/Pattern.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -13,18 +13,16 @@ namespace {
 
 using Drelvan::HostInfo;
 using TestSupport::ParsedDocument;
+using TestSupport::Pattern;
 
 /// The rule for addresses by a pattern and digit comparison instead of conversions.
 bool isIpByPattern(const std::string& text) {
-  static const std::regex pattern(R"(([+-]?\d+)\.([+-]?\d+)\.([+-]?\d+)\.([+-]?\d+))");
-  std::smatch parts;
-  if (!std::regex_match(text, parts, pattern)) {
-    return false;
-  }
-  return std::all_of(parts.begin() + 1, parts.end(), [](const auto& part) {
-    static const std::regex zero(R"([+-]?0+)");
-    static const std::regex upTo255(R"(\+?0*(\d|[1-9]\d|1\d\d|2[0-4]\d|25[0-5]))");
-    return std::regex_match(part.first, part.second, zero) || std::regex_match(part.first, part.second, upTo255);
+  static const Pattern pattern(R"(([+-]?\d+)\.([+-]?\d+)\.([+-]?\d+)\.([+-]?\d+))");
+  const std::vector<std::string> parts = pattern.groupsOf(text);
+  return !parts.empty() && std::all_of(parts.begin() + 1, parts.end(), [](const std::string& part) {
+    static const Pattern zero(R"([+-]?0+)");
+    static const Pattern upTo255(R"(\+?0*(\d|[1-9]\d|1\d\d|2[0-4]\d|25[0-5]))");
+    return zero.matches(part) || upTo255.matches(part);
   });
 }
 

@@ -1,11 +1,11 @@
 // What one document may hold: the table of SECURITY.md, each limit from both sides.
 
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperHostileFixture.h>
+#include <tests/support/Pattern.h>
 
 #include <fstream>
 #include <map>
 #include <ostream>
-#include <regex>
 #include <set>
 #include <string>
 
@@ -23,12 +23,12 @@ const std::string c_namespace = " xmlns='" + TestSupport::c_targetNamespace + "'
 std::map<std::string, std::size_t> documentedLimits() {
   std::map<std::string, std::size_t> result;
   std::ifstream file(SECURITY_DOCUMENT);
-  const std::regex row(R"(\| ([^|]+) \| ([0-9]+) \|.*)");
+  const TestSupport::Pattern row(R"(\| ([^|]+) \| ([0-9]+) \|.*)");
   bool inSection = false;
   for (std::string line; std::getline(file, line);) {
     inSection = line.compare(0, 3, "## ") == 0 ? line == "## Limits" : inSection;
-    std::smatch match;
-    if (inSection && std::regex_match(line, match, row)) {
+    const std::vector<std::string> match = row.groupsOf(line);
+    if (inSection && !match.empty()) {
       result[match[1]] = std::stoul(match[2]);
     }
   }
