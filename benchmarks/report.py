@@ -327,10 +327,15 @@ SWEEP_BEFORE = {
 }
 
 
+def middle(figures):
+    """The median of figures with a unit each."""
+    return sorted(figures, key=lambda figure: float(re.match(r"[\d.]+", figure).group()))[len(figures) // 2]
+
+
 def sweep_section(path):
     """From the lines that sweep-benchmark printed."""
     rows = []
-    figures = []
+    figures = {}
     load = None
     stolen = None
     with open(path, encoding="utf-8") as file:
@@ -350,10 +355,11 @@ def sweep_section(path):
             elif what == "taken by the host":
                 stolen = figure
             else:
-                figures.append([what, figure, SWEEP_BEFORE.get(what, "")])
+                figures.setdefault(what, []).append(figure)
     text = (
-        "## A whole service\n\nThe programs of `examples/parameter_sweep`, by the clock, all on this machine: one client "
-        "and one server over loopback, beside the parsing of the same packages alone and the bare start of a process."
+        "## A whole service\n\nThe programs of `examples/parameter_sweep`, by the clock, all on one machine "
+        f"({processor()}, {os.cpu_count()} cores): one client and one server over loopback, beside the parsing of the same "
+        "packages alone and the bare start of a process."
     )
     if load:
         text += f" The load of the machine was {load}."
@@ -362,9 +368,10 @@ def sweep_section(path):
     text += "\n\n" + table(["what", "times", "rate", "median", "99th percentile"], rows)
     text += (
         "Many clients, many jobs and one large sweep. Before: when each job was a folder with a file for each fact, and a "
-        "sweep one package and one process.\n\n"
+        "sweep one package and one process. Of what was measured several times, the median.\n\n"
     )
-    return text + table(["what", "now", "before"], figures)
+    medians = [[what, middle(measured), SWEEP_BEFORE.get(what, "")] for what, measured in figures.items()]
+    return text + table(["what", "now", "before"], medians)
 
 
 def replace_sweep_section(results, docs):
