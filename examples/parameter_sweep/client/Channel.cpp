@@ -91,11 +91,12 @@ void Channel::send(const std::string& package, Clock::time_point deadline) {
 }
 
 std::string Channel::receive(Clock::time_point deadline) {
-  for (;;) {
+  while (m_socket.handle() != nullptr) {
     if (auto package = receiveIfAny(Clock::now())) {
       return std::move(*package);
     }
     if (!m_isConnected) {
+      close();  // or what waits in the socket would go to the next server, unasked
       fail("the server at " + m_address.toText() +
            " closed the connection: it ended, or the package is too large; or check the port");
     }
@@ -104,6 +105,7 @@ std::string Channel::receive(Clock::time_point deadline) {
            ": the server is there but busy; try again later, or give more time with --timeout");
     }
   }
+  fail("no answer from " + m_address.toText() + ": nothing was sent over this connection");
 }
 
 std::optional<std::string> Channel::receiveIfAny(Clock::time_point deadline) {
