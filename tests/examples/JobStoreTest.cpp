@@ -1,10 +1,13 @@
 #include <examples/parameter_sweep/store/JobStore.h>
 #include <examples/parameter_sweep/store/StoreSchema.h>
 #include <examples/parameter_sweep/store/StoreWriter.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <limits>
@@ -44,6 +47,28 @@ class JobStoreTest : public testing::Test {
   TestSupport::TemporaryFolder m_folder;
   std::unique_ptr<JobStore> m_store = std::make_unique<JobStore>(file());
 };
+
+TEST_F(JobStoreTest, OtherProgramsAreLockedOutHoweverManyConnectionsThisOneMakes) {
+  add(makeJob(1, 1));
+  { const Database other(m_store->getFile()); }
+  const pid_t child = ::fork();
+  if (child == 0) {
+    // What another program must not get to take itself for the last one that uses the database.
+    constexpr off_t c_firstShared = 0x40000002;
+    constexpr off_t c_shared = 510;
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = c_firstShared;
+    lock.l_len = c_shared;
+    const int descriptor = ::open(file().c_str(), O_RDWR | O_CLOEXEC);
+    const bool isAnswered = ::fcntl(descriptor, F_GETLK, &lock) == 0;  // NOLINT(cppcoreguidelines-pro-type-vararg)
+    ::_exit(isAnswered && lock.l_type != F_UNLCK ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
 
 TEST_F(JobStoreTest, JobIsReadAsItWasStoredAlsoByAnotherProgram) {
   AddPackage change = makeJob(5, 2, "alice");

@@ -22,9 +22,13 @@ constexpr int c_busyMilliseconds = 2000;
   throw DatabaseError("the database: " + reason + cause, code);
 }
 
-/// SQLite would make the file with the rights that the process gives to any file.
+/// SQLite would make the file with the rights that the process gives to any file. One that exists is not even opened:
+/// to close it would take the locks from all connections of this process.
 void makePrivate(const std::filesystem::path& file) {
-  const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (descriptor < 0 && errno == EEXIST) {
+    return;
+  }
   if (descriptor < 0) {
     throw DatabaseError("cannot open '" + file.string() + "': " + std::generic_category().message(errno),
                         SQLITE_CANTOPEN);

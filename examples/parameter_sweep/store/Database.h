@@ -66,6 +66,9 @@ class Database {
   /// Opens the file, made where there is none and readable by its owner only. Throws `DatabaseError`.
   explicit Database(const std::filesystem::path& file);
 
+  /// From now on this connection only reads.
+  void refuseChanges() { execute("PRAGMA query_only = ON"); }
+
   /// Runs statements that give no rows.
   void execute(const std::string& statements);
   /// Prepares the statement once for all its runs; only one run of it at a time.

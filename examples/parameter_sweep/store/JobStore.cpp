@@ -75,7 +75,7 @@ std::vector<PartRecord> readParts(Query& query) {
 JobStore::JobStore(const std::filesystem::path& file) : m_file(file), m_writing(file), m_reading(file) {
   m_writing.execute(c_settings);
   upgradeStore(m_writing);
-  m_reading.execute("PRAGMA query_only = ON");
+  m_reading.refuseChanges();
 }
 
 std::vector<bool> JobStore::apply(const std::vector<const Change*>& changes) {
