@@ -35,6 +35,7 @@ struct ActivePart {
   TimePoint notBefore{};                           ///< of the next try, or of the next look at its files
   TimePoint endedAt{};                             ///< of its process
   std::uint32_t failedReads = 0;                   ///< of what it left, one after the other
+  std::uint64_t preparation = 0;                   ///< the writing of its input that is waited for
   RunEnd end = {};                                 ///< of its process
   double progress = 0;                             ///< of the present try, from 0 to 1
   std::filesystem::file_time_type progressRead{};  ///< the time of the file that it was read from

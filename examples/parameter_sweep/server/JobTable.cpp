@@ -227,7 +227,7 @@ void JobTable::poll() {
 milliseconds JobTable::getPause() const {
   for (const PartKey& key : m_collecting) {
     const auto job = m_jobs.find(key.first);
-    if (job != m_jobs.end() && m_clocks.now() >= job->second.parts[key.second - 1].notBefore) {
+    if (job != m_jobs.end() && !job->second.isEnding && m_clocks.now() >= job->second.parts[key.second - 1].notBefore) {
       return milliseconds(0);
     }
   }
@@ -255,8 +255,11 @@ void JobTable::prepare(ActiveJob& job, std::size_t room) {
     if (part.phase == PartPhase::Queued && m_clocks.now() >= part.notBefore) {
       beginTry(part);
       setPhase(job, part, PartPhase::Preparing);
-      m_preparer.prepare(job.record, part.record, files(job, part),
-                         [this, run = makeRun(job, part)](const std::string& error) { prepared(run, error); });
+      part.preparation = ++m_lastPreparation;
+      const auto done = [this, run = makeRun(job, part), number = part.preparation](const std::string& error) {
+        prepared(run, number, error);
+      };
+      m_preparer.prepare(job.record, part.record, files(job, part), done);
       --room;
     }
   }
@@ -270,13 +273,14 @@ void JobTable::beginTry(ActivePart& part) {
 }
 
 /// The input of a part is written, or cannot be written now.
-void JobTable::prepared(const Run& run, const std::string& error) {
+void JobTable::prepared(const Run& run, std::uint64_t preparation, const std::string& error) {
   const auto [job, part] = findRun(run);
-  if (part == nullptr) {
-    m_strays.insert(run);  // its job ended meanwhile
-  } else if (part->phase == PartPhase::Preparing && !error.empty()) {
+  const bool isWanted = part != nullptr && part->phase == PartPhase::Preparing && part->preparation == preparation;
+  if (isWanted && !error.empty()) {
     cannotStart(*job, *part, error);
-  } else if (part->phase == PartPhase::Preparing) {
+  } else if (findJob(run.jobId.getUniqueId()) == nullptr) {
+    m_strays.insert(run);  // its job ended meanwhile
+  } else if (isWanted) {
     setPhase(*job, *part, PartPhase::Starting);
     m_prepared.emplace_back(run.jobId.getUniqueId(), run.part);
   }

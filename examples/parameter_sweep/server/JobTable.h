@@ -93,7 +93,7 @@ class JobTable {
   void startQueued();
   void prepare(ActiveJob& job, std::size_t room);
   static void beginTry(ActivePart& part);
-  void prepared(const Run& run, const std::string& error);
+  void prepared(const Run& run, std::uint64_t preparation, const std::string& error);
   void cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason);
   std::map<Place, std::vector<PartKey>> takePrepared();
   void startPrepared();
@@ -153,6 +153,7 @@ class JobTable {
   PassingFault m_runFault{"run parts of jobs"};
   PassingFault m_readFault{"read what job programs left"};
   std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
+  std::uint64_t m_lastPreparation = 0;
   PartPreparer m_preparer;
 };
 
