@@ -71,6 +71,8 @@ TEST_F(LocalEngineTest, RunsThatAreToEndBeforeTheyWereStartedLeaveNothing) {
   for (int count = 0; count < 40; ++count) {
     runs.push_back(makeRun());
   }
+  EXPECT_TRUE(engine.poll().empty());
+  EXPECT_EQ(engine.getRoom(), 40U);
   engine.start(runs);
   EXPECT_EQ(engine.getRoom(), 0U);
   for (const StartedRun& run : runs) {

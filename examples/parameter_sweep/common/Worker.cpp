@@ -56,7 +56,7 @@ bool Worker::forget(std::uint64_t number) {
 }
 
 void Worker::poll() {
-  std::deque<Item> finished;
+  std::list<Item> finished;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::uint64_t count = 0;
@@ -71,24 +71,27 @@ void Worker::poll() {
 void Worker::work() {
   // In Linux the nice value is one of a thread.
   ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), ::getpriority(PRIO_PROCESS, 0) + c_niceness);
-  for (;;) {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
-    if (m_isEnding) {
-      return;
-    }
-    Item item = std::move(m_waiting.front());
-    m_waiting.pop_front();
-    lock.unlock();
-    item.work();
+  for (std::list<Item> item = takeNext(); !item.empty(); item = takeNext()) {
+    item.front().work();
     finish(std::move(item));
   }
 }
 
-void Worker::finish(Item item) {
+/// Waits for work; empty at the end. Items are moved without an allocation, which could fail.
+std::list<Worker::Item> Worker::takeNext() {
+  std::list<Item> item;
+  std::unique_lock<std::mutex> lock(m_mutex);
+  m_changed.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
+  if (!m_isEnding) {
+    item.splice(item.end(), m_waiting, m_waiting.begin());
+  }
+  return item;
+}
+
+void Worker::finish(std::list<Item> item) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_finished.push_back(std::move(item));
+    m_finished.splice(m_finished.end(), item);
   }
   const std::uint64_t one = 1;
   [[maybe_unused]] const ssize_t bytes = ::write(m_descriptor, &one, sizeof one);

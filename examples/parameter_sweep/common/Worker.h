@@ -2,8 +2,8 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <thread>
 
@@ -41,15 +41,16 @@ class Worker {
   };
 
   void work();
-  void finish(Item item);
+  std::list<Item> takeNext();
+  void finish(std::list<Item> item);
 
   int m_descriptor;
   std::uint64_t m_lastNumber = 0;
 
   std::mutex m_mutex;  ///< guards what follows
   std::condition_variable m_changed;
-  std::deque<Item> m_waiting;
-  std::deque<Item> m_finished;
+  std::list<Item> m_waiting;
+  std::list<Item> m_finished;
   bool m_isEnding = false;
 
   std::thread m_thread;  ///< last: it uses all the others

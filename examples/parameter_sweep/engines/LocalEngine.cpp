@@ -19,17 +19,27 @@ constexpr std::uint64_t c_mebibyte = std::uint64_t{1} << 20U;
 constexpr std::chrono::seconds c_lookInterval{1};
 constexpr std::chrono::seconds c_longestEnd{30};
 
+[[noreturn]] void failToWatch() { throw std::system_error(errno, std::generic_category(), "cannot watch processes"); }
+
+int openEvents() {
+  const int descriptor = ::epoll_create1(EPOLL_CLOEXEC);
+  if (descriptor < 0) {
+    failToWatch();
+  }
+  return descriptor;
+}
+
 }  // namespace
 
 LocalEngine::LocalEngine(JobProgram program, std::vector<std::string> launcher, std::size_t runsAtOnce)
     : m_program(std::move(program)),
       m_launcher(std::move(launcher)),
       m_runsAtOnce(runsAtOnce),
-      m_descriptor(::epoll_create1(EPOLL_CLOEXEC)) {
+      m_descriptor(openEvents()) {
   epoll_event event{};
   event.events = EPOLLIN;
-  if (m_descriptor < 0 || ::epoll_ctl(m_descriptor, EPOLL_CTL_ADD, m_starter.getDescriptor(), &event) != 0) {
-    throw std::system_error(errno, std::generic_category(), "cannot watch processes");
+  if (::epoll_ctl(m_descriptor, EPOLL_CTL_ADD, m_starter.getDescriptor(), &event) != 0) {
+    failToWatch();
   }
 }
 
@@ -50,10 +60,10 @@ void LocalEngine::start(const std::vector<Run>& runs) {
 
 /// Called by the worker.
 LocalEngine::Start LocalEngine::startProcess(const Run& run) const {
-  std::vector<std::string> command = m_launcher;
-  const std::vector<std::string> program = makeCommand(m_program, run, std::to_string(run.part));
-  command.insert(command.end(), program.begin(), program.end());
   try {
+    std::vector<std::string> command = m_launcher;
+    const std::vector<std::string> program = makeCommand(m_program, run, std::to_string(run.part));
+    command.insert(command.end(), program.begin(), program.end());
     const PartFiles files(m_program.spool, run.jobId, run.part, run.attempt);
     const LocalProcess::Limits limits{m_program.processorSeconds, m_program.memoryMebibytes * c_mebibyte};
     return {LocalProcess::start(command, files.output, limits), {}};

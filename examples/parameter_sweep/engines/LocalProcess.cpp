@@ -15,6 +15,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <new>
 #include <sstream>
 #include <utility>
 
@@ -157,9 +158,10 @@ class SpawnSettings {
       arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
+    const std::string message = "cannot start '" + command.front() + "'";
     pid_t process = 0;
     check(::posix_spawnp(&process, command.front().c_str(), &m_actions, &m_attributes, arguments.data(), environ),
-          "cannot start '" + command.front() + "'");
+          message);
     return process;
   }
 
@@ -221,10 +223,13 @@ LocalProcess LocalProcess::start(const std::vector<std::string>& command, const 
   int error = errno;
   if (descriptor >= 0) {
     try {
-      return {process, readStartTime(process), descriptor};
+      LocalProcess started(process, {}, descriptor);  // which closes the descriptor
+      started.m_startTime = readStartTime(process);
+      return started;
     } catch (const Shortage& shortage) {
       error = shortage.code().value();
-      ::close(descriptor);
+    } catch (const std::bad_alloc&) {
+      error = ENOMEM;
     }
   }
   ::kill(-process, SIGKILL);  // nobody would see its end, or find it again
