@@ -49,26 +49,31 @@ class JobTableTest : public testing::Test {
   SweepJobId submit(std::uint32_t count = 1, std::uint32_t partSize = 1, std::int32_t priority = 0) {
     AddPackage change = makeJob(count, partSize);
     change.job.status.priority = priority;
-    m_store->apply({change});
+    m_writer->write(change, StoreWriter::Patience::Once, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
+    awaitStored();
     m_table->add(change.job, change.parts);
     return change.job.status.jobId;
   }
 
   /// Until the table has nothing more to do at this time.
   void settle() {
-    // A turn ends early on a machine that is slow with files; what waits for a later time waits in vain.
-    constexpr int c_leastTurns = 3;
+    // A report of the engine leads to a change, and a change that is stored to a status, each in the next turn.
+    constexpr int c_quietTurns = 3;
     constexpr int c_mostTurns = 1000;
-    const auto isBusy = [this] { return m_table->isPreparing() || m_table->getPause().count() == 0; };
-    for (int turn = 0; turn < c_leastTurns || (turn < c_mostTurns && isBusy()); ++turn) {
+    int quiet = 0;
+    for (int turn = 0; turn < c_mostTurns && quiet < c_quietTurns; ++turn) {
       pollfd prepared{m_table->getDescriptor(), POLLIN, 0};
       ::poll(&prepared, 1, m_table->isPreparing() ? 10000 : 0);
       m_table->poll();
-      while (m_writer->countWaiting() > 0) {
-        m_writer->pollFor(milliseconds(100));
-      }
+      const bool isBusy = m_writer->countWaiting() > 0 || m_table->isPreparing() || m_table->getPause().count() == 0;
+      quiet = isBusy ? 0 : quiet + 1;
+      awaitStored();
     }
-    m_table->poll();
+  }
+  void awaitStored() {
+    while (m_writer->countWaiting() > 0) {
+      m_writer->pollFor(milliseconds(100));
+    }
   }
 
   JobStatus status(const SweepJobId& jobId) const { return m_table->getStatus(jobId).value(); }
