@@ -1,11 +1,16 @@
 #include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <Platform/RemoteComputation/Service/RequestPackages/PackageSchema.h>
+#include <examples/parameter_sweep/common/PackageFile.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <gtest/gtest.h>
+#include <service/ExceptionHandling.h>
+#include <tests/support/TemporaryFolder.h>
 
 #include <boost/algorithm/string/replace.hpp>
 #include <cmath>
+#include <filesystem>
+#include <iterator>
 #include <limits>
 
 namespace {
@@ -234,6 +239,39 @@ TEST_F(SweepPackagesTest, LogMessageIsOneLineWhateverItsTextIs) {
   EXPECT_EQ(read[0].group, message.group);
   EXPECT_EQ(read[0].text, message.text);
   EXPECT_EQ(read[1].type, LogMessage::Type::Debug);
+}
+
+TEST_F(SweepPackagesTest, FileOfPackagesIsThereOnceItIsFinishedAndNothingBefore) {
+  const TestSupport::TemporaryFolder folder;
+  const std::filesystem::path file = folder.file("packages");
+  {
+    PackageFileWriter writer(file);
+    writer.add("given up");
+    EXPECT_FALSE(std::filesystem::exists(file));
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(file.parent_path()));
+  for (void (PackageFileWriter::*finish)() : {&PackageFileWriter::finish, &PackageFileWriter::finishUnflushed}) {
+    PackageFileWriter writer(file);
+    writer.add("first");
+    writer.add(c_text);
+    (writer.*finish)();
+    PackageFileReader reader(file, 1000);
+    EXPECT_EQ(reader.next(), "first");
+    EXPECT_EQ(reader.next(), c_text);
+    EXPECT_EQ(reader.next(), std::nullopt);
+  }
+  const std::filesystem::directory_iterator files(file.parent_path());
+  EXPECT_EQ(std::distance(begin(files), end(files)), 1);
+}
+
+TEST_F(SweepPackagesTest, FileOfPackagesThatCannotBePutIntoPlaceLeavesNothing) {
+  const TestSupport::TemporaryFolder folder;
+  const std::filesystem::path file = folder.file("packages");
+  std::filesystem::create_directory(file);
+  PackageFileWriter writer(file);
+  EXPECT_THROW(writer.finishUnflushed(), Drelvan::DvException);
+  const std::filesystem::directory_iterator files(file.parent_path());
+  EXPECT_EQ(std::distance(begin(files), end(files)), 1);
 }
 
 }  // namespace

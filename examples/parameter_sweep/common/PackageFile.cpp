@@ -1,4 +1,5 @@
 #include <examples/parameter_sweep/common/PackageFile.h>
+#include <examples/parameter_sweep/common/Spool.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <system_error>
+#include <utility>
 
 namespace ParameterSweep {
 
@@ -17,9 +19,14 @@ constexpr std::size_t c_longestLine = 20;
 
 }  // namespace
 
-PackageFileWriter::PackageFileWriter(const std::filesystem::path& file)
-    : m_name(file.string()), m_stream(file, std::ios::binary | std::ios::trunc) {
+PackageFileWriter::PackageFileWriter(std::filesystem::path file)
+    : m_file(std::move(file)), m_sibling(siblingOf(m_file)), m_stream(m_sibling, std::ios::binary | std::ios::trunc) {
   check();
+}
+
+PackageFileWriter::~PackageFileWriter() {
+  std::error_code ignored;
+  std::filesystem::remove(m_sibling, ignored);
 }
 
 void PackageFileWriter::add(const std::string& package) {
@@ -28,6 +35,16 @@ void PackageFileWriter::add(const std::string& package) {
 }
 
 void PackageFileWriter::finish() {
+  close();
+  moveIntoPlace(m_sibling, m_file);
+}
+
+void PackageFileWriter::finishUnflushed() {
+  close();
+  renameIntoPlace(m_sibling, m_file);
+}
+
+void PackageFileWriter::close() {
   m_stream << c_end << "\n";
   m_stream.close();
   check();
@@ -35,7 +52,7 @@ void PackageFileWriter::finish() {
 
 void PackageFileWriter::check() {
   if (!m_stream) {
-    throw std::system_error(errno, std::generic_category(), "cannot write '" + m_name + "'");
+    throw std::system_error(errno, std::generic_category(), "cannot write '" + m_file.string() + "'");
   }
 }
 

@@ -10,19 +10,27 @@
 /// the package and a line end; at last the line "end".
 namespace ParameterSweep {
 
-/// Writes such a file. Throws `std::system_error` when it cannot be written. Threads: one.
+/// Writes such a file into a sibling, which gets its name once it is whole. Throws `std::system_error` when it cannot
+/// be written, `DvException` when it cannot be put into place. Threads: one.
 class PackageFileWriter {
  public:
-  explicit PackageFileWriter(const std::filesystem::path& file);
+  explicit PackageFileWriter(std::filesystem::path file);
+  PackageFileWriter(const PackageFileWriter&) = delete;
+  PackageFileWriter& operator=(const PackageFileWriter&) = delete;
+  ~PackageFileWriter();  ///< Leaves nothing behind of a file that is not finished.
 
   void add(const std::string& package);
-  /// Nothing can be added any more.
+  /// Flushes the file to the disk and puts it into place. Nothing can be added any more.
   void finish();
+  /// The same without the flush: after a loss of power the file may be missing.
+  void finishUnflushed();
 
  private:
+  void close();
   void check();
 
-  std::string m_name;
+  const std::filesystem::path m_file;
+  const std::filesystem::path m_sibling;
   std::ofstream m_stream;
 };
 

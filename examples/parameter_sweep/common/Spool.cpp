@@ -56,28 +56,23 @@ void keepPermissions(const fs::path& file, const fs::path& sibling) {
   }
 }
 
-/// The process number keeps two runs of one part, as a restart can leave them, from writing into one sibling.
-std::string writeSibling(const fs::path& file, const std::string& content) {
-  std::string sibling = file.string() + "." + std::to_string(::getpid()) + ".new";
-  std::ofstream stream(sibling, std::ios::binary);
-  stream << content;
-  stream.close();
-  if (!stream) {
-    const int error = errno;
-    std::error_code ignored;
-    fs::remove(sibling, ignored);
-    errno = error;
-    fail(file);
-  }
-  return sibling;
-}
-
-[[noreturn]] void failToMove(const std::string& sibling, const fs::path& file) {
+[[noreturn]] void failWithout(const fs::path& sibling, const fs::path& file) {
   const int error = errno;
   std::error_code ignored;
   fs::remove(sibling, ignored);
   errno = error;
   fail(file);
+}
+
+fs::path writeSibling(const fs::path& file, const std::string& content) {
+  fs::path sibling = siblingOf(file);
+  std::ofstream stream(sibling, std::ios::binary);
+  stream << content;
+  stream.close();
+  if (!stream) {
+    failWithout(sibling, file);
+  }
+  return sibling;
 }
 
 }  // namespace
@@ -126,14 +121,18 @@ std::string readStoredFile(const fs::path& file, std::uint64_t offset, std::size
 }
 
 void writeStoredFile(const fs::path& file, const std::string& content) {
-  const std::string sibling = writeSibling(file, content);
-  moveIntoPlace(sibling, file);
+  moveIntoPlace(writeSibling(file, content), file);
 }
 
 void replaceFile(const fs::path& file, const std::string& content) {
-  const std::string sibling = writeSibling(file, content);
+  renameIntoPlace(writeSibling(file, content), file);
+}
+
+fs::path siblingOf(const fs::path& file) { return file.string() + "." + std::to_string(::getpid()) + ".new"; }
+
+void renameIntoPlace(const fs::path& sibling, const fs::path& file) {
   if (::rename(sibling.c_str(), file.c_str()) != 0) {
-    failToMove(sibling, file);
+    failWithout(sibling, file);
   }
 }
 

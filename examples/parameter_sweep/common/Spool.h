@@ -49,8 +49,14 @@ std::string readStoredFile(const std::filesystem::path& file, std::uint64_t offs
 void writeStoredFile(const std::filesystem::path& file, const std::string& content);
 /// The same without the flush: after a loss of power the file may be missing.
 void replaceFile(const std::filesystem::path& file, const std::string& content);
-/// Flushes a file that has been written to `sibling` and moves it into place.
+
+/// The name of a file until it is whole. The process number keeps two runs of one part, as a restart can leave them,
+/// from writing into one sibling.
+std::filesystem::path siblingOf(const std::filesystem::path& file);
+/// Flushes a file that has been written to `sibling` and moves it into place, or removes it and throws.
 void moveIntoPlace(const std::filesystem::path& sibling, const std::filesystem::path& file);
+/// The same without the flush and without waiting.
+void renameIntoPlace(const std::filesystem::path& sibling, const std::filesystem::path& file);
 
 /// Removes a file if there is one, waiting while it is busy.
 void removeStoredFile(const std::filesystem::path& file);

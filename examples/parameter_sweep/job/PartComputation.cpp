@@ -1,6 +1,5 @@
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/job/PartComputation.h>
-#include <unistd.h>
 
 #include <boost/asio/ip/host_name.hpp>
 #include <limits>
@@ -18,15 +17,7 @@ constexpr std::size_t c_resultsAPackage = 500;
 }  // namespace
 
 PartComputation::PartComputation(const PartFiles& files, const SweepJobId& jobId, FileJobLog& log)
-    : m_files(files),
-      m_jobId(jobId),
-      m_log(log),
-      m_unfinished(files.result.string() + "." + std::to_string(::getpid()) + ".new") {}
-
-PartComputation::~PartComputation() {
-  std::error_code ignored;
-  std::filesystem::remove(m_unfinished, ignored);
-}
+    : m_files(files), m_jobId(jobId), m_log(log) {}
 
 void PartComputation::run() {
   PackageFileReader input(m_files.input, std::numeric_limits<std::size_t>::max());
@@ -36,7 +27,7 @@ void PartComputation::run() {
   m_log.write(LogMessage::Type::Info, c_group,
               "evaluating '" + part.sweep.expression + "' for " + std::to_string(m_count) + " realizations");
   storeProgress();
-  m_results.emplace(m_unfinished);
+  m_results.emplace(m_files.result);
   while (const auto package = input.next()) {
     compute(part.sweep.expression, readRequestPackage(*package));
   }
@@ -45,7 +36,6 @@ void PartComputation::run() {
   }
   addResults();
   m_results->finish();
-  moveIntoPlace(m_unfinished, m_files.result);
   m_log.write(LogMessage::Type::Info, c_group, "finished");
 }
 
@@ -89,11 +79,9 @@ void PartComputation::storeProgress() {
 }
 
 void storeFailure(const PartFiles& files, const SweepFailure& failure) {
-  const std::string unfinished = files.result.string() + "." + std::to_string(::getpid()) + ".new";
-  PackageFileWriter writer(unfinished);
+  PackageFileWriter writer(files.result);
   writer.add(writeReplyPackage({failure}, c_group));
   writer.finish();
-  moveIntoPlace(unfinished, files.result);
 }
 
 }  // namespace ParameterSweep

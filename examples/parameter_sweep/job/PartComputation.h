@@ -21,7 +21,6 @@ class PartComputation {
   PartComputation(const PartFiles& files, const SweepJobId& jobId, FileJobLog& log);
   PartComputation(const PartComputation&) = delete;
   PartComputation& operator=(const PartComputation&) = delete;
-  ~PartComputation();  ///< Leaves nothing behind of results that did not get into place.
 
   /// Throws `SweepFailure` for what is wrong with the sweep itself, other exceptions for what this machine refuses.
   void run();
@@ -35,7 +34,6 @@ class PartComputation {
   const PartFiles m_files;
   const SweepJobId m_jobId;
   FileJobLog& m_log;
-  const std::string m_unfinished;  ///< where the results are until they are whole
   std::unique_ptr<SweepEvaluator> m_evaluator;
   std::optional<PackageFileWriter> m_results;
   std::vector<Realization> m_batch;

@@ -1,12 +1,10 @@
 #include <examples/parameter_sweep/common/PackageFile.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/server/PartPreparer.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <exception>
 #include <memory>
-#include <system_error>
 #include <vector>
 
 namespace ParameterSweep {
@@ -23,32 +21,19 @@ std::vector<PackageRecord> findPackages(PackageReader& reader, const SweepJobId&
   return packages;
 }
 
-void writeInput(PackageReader& reader, const Request& sweep, const PartRecord& part,
-                const std::filesystem::path& file) {
+/// Put into place as a whole, since a run that nobody knows of may be reading an earlier one.
+void writeInput(PackageReader& reader, const Request& sweep, const PartRecord& part, const PartFiles& files) {
+  std::filesystem::create_directories(files.folder);
   const std::vector<PackageRecord> packages = findPackages(reader, sweep.jobId, part);
   Request place = sweep;
   place.skip = packages.empty() ? 0 : part.first - packages.front().first;
   place.count = part.count;
-  PackageFileWriter writer(file);
+  PackageFileWriter writer(files.input);
   writer.add(writeRequestPackage(place));
   for (const PackageRecord& package : packages) {
     writer.add(reader.readPackage(sweep.jobId, package.number));
   }
-  writer.finish();
-}
-
-/// Puts the input there as a whole: a run that nobody knows of may be reading an earlier one.
-void replaceInput(PackageReader& reader, const Request& sweep, const PartRecord& part, const PartFiles& files) {
-  std::filesystem::create_directories(files.folder);
-  const std::filesystem::path unfinished = files.input.string() + "." + std::to_string(::getpid()) + ".new";
-  try {
-    writeInput(reader, sweep, part, unfinished);
-    std::filesystem::rename(unfinished, files.input);
-  } catch (...) {
-    std::error_code ignored;
-    std::filesystem::remove(unfinished, ignored);
-    throw;
-  }
+  writer.finishUnflushed();
 }
 
 }  // namespace
@@ -61,7 +46,7 @@ void PartPreparer::prepare(const JobRecord& job, const PartRecord& part, const P
   m_worker.run(
       [this, sweep, part, files, error] {
         try {
-          replaceInput(m_packages, sweep, part, files);
+          writeInput(m_packages, sweep, part, files);
         } catch (const std::exception& exception) {
           *error = exception.what();
         }
