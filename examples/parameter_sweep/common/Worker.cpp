@@ -1,12 +1,9 @@
 #include <examples/parameter_sweep/common/Worker.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace ParameterSweep {
@@ -17,10 +14,7 @@ constexpr int c_niceness = 10;
 
 }  // namespace
 
-Worker::Worker(const char* name) : m_descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (m_descriptor < 0) {
-    throw std::system_error(errno, std::generic_category(), "cannot make an event descriptor");
-  }
+Worker::Worker(const char* name) {
   m_thread = std::thread([this] { work(); });
   ::pthread_setname_np(m_thread.native_handle(), name);
 }
@@ -32,7 +26,6 @@ Worker::~Worker() {
   }
   m_changed.notify_one();
   m_thread.join();
-  ::close(m_descriptor);
 }
 
 std::uint64_t Worker::run(Action work, Action done) {
@@ -59,8 +52,7 @@ void Worker::poll() {
   std::list<Item> finished;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t bytes = ::read(m_descriptor, &count, sizeof count);
+    m_event.clear();
     finished.swap(m_finished);
   }
   for (const Item& item : finished) {
@@ -93,8 +85,7 @@ void Worker::finish(std::list<Item> item) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_finished.splice(m_finished.end(), item);
   }
-  const std::uint64_t one = 1;
-  [[maybe_unused]] const ssize_t bytes = ::write(m_descriptor, &one, sizeof one);
+  m_event.raise();
 }
 
 }  // namespace ParameterSweep

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <examples/parameter_sweep/common/EventDescriptor.h>
+
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -30,7 +32,7 @@ class Worker {
   bool forget(std::uint64_t number);
 
   /// Becomes readable when `poll` has something to call.
-  int getDescriptor() const { return m_descriptor; }
+  int getDescriptor() const { return m_event.get(); }
   void poll();
 
  private:
@@ -44,7 +46,7 @@ class Worker {
   std::list<Item> takeNext();
   void finish(std::list<Item> item);
 
-  int m_descriptor;
+  const EventDescriptor m_event;
   std::uint64_t m_lastNumber = 0;
 
   std::mutex m_mutex;  ///< guards what follows

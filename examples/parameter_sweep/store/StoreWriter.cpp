@@ -2,13 +2,9 @@
 #include <poll.h>
 #include <pthread.h>
 #include <service/Logging.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
-#include <system_error>
 #include <utility>
 
 namespace ParameterSweep {
@@ -25,10 +21,7 @@ constexpr std::size_t c_changesAtOnce = 200;
 
 }  // namespace
 
-StoreWriter::StoreWriter(JobStore& store) : m_store(store), m_descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (m_descriptor < 0) {
-    throw std::system_error(errno, std::generic_category(), "cannot make an event descriptor");
-  }
+StoreWriter::StoreWriter(JobStore& store) : m_store(store) {
   m_thread = std::thread([this] { run(); });
   ::pthread_setname_np(m_thread.native_handle(), "store");  // for those who look at the process
 }
@@ -40,7 +33,6 @@ StoreWriter::~StoreWriter() {
   }
   m_changed.notify_one();
   m_thread.join();
-  ::close(m_descriptor);
 }
 
 void StoreWriter::write(Change change, Patience patience, Done done) {
@@ -56,8 +48,7 @@ void StoreWriter::poll() {
   Entries finished;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t bytes = ::read(m_descriptor, &count, sizeof count);
+    m_event.clear();
     finished.swap(m_finished);
   }
   m_waiting -= finished.size();
@@ -67,7 +58,7 @@ void StoreWriter::poll() {
 }
 
 void StoreWriter::pollFor(milliseconds wait) {
-  pollfd item{m_descriptor, POLLIN, 0};
+  pollfd item{m_event.get(), POLLIN, 0};
   ::poll(&item, 1, static_cast<int>(wait.count()));
   poll();
 }
@@ -171,8 +162,7 @@ void StoreWriter::finish(Entries& entries) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::move(entries.begin(), entries.end(), std::back_inserter(m_finished));
   }
-  const std::uint64_t one = 1;
-  [[maybe_unused]] const ssize_t bytes = ::write(m_descriptor, &one, sizeof one);
+  m_event.raise();
 }
 
 /// Keeps the state of the store, and logs when it changes.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <examples/parameter_sweep/common/EventDescriptor.h>
 #include <examples/parameter_sweep/store/JobStore.h>
 
 #include <chrono>
@@ -41,7 +42,7 @@ class StoreWriter {
   void write(Change change, Patience patience, Done done);
 
   /// Becomes readable when `poll` has something to call.
-  int getDescriptor() const { return m_descriptor; }
+  int getDescriptor() const { return m_event.get(); }
   void poll();
   /// Waits until something is through, or for so long; then as `poll`. For tests and the end of the program.
   void pollFor(std::chrono::milliseconds wait);
@@ -70,7 +71,7 @@ class StoreWriter {
   bool pause(std::chrono::milliseconds length);
 
   JobStore& m_store;
-  int m_descriptor;
+  const EventDescriptor m_event;
   std::size_t m_waiting = 0;  ///< of the server's thread
 
   mutable std::mutex m_mutex;  ///< guards what follows
