@@ -26,14 +26,12 @@ constexpr int c_busyMilliseconds = 2000;
 /// to close it would take the locks from all connections of this process.
 void makePrivate(const std::filesystem::path& file) {
   const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor < 0 && errno == EEXIST) {
-    return;
-  }
-  if (descriptor < 0) {
+  if (descriptor >= 0) {
+    ::close(descriptor);
+  } else if (errno != EEXIST) {
     throw DatabaseError("cannot open '" + file.string() + "': " + std::generic_category().message(errno),
                         SQLITE_CANTOPEN);
   }
-  ::close(descriptor);
 }
 
 }  // namespace
