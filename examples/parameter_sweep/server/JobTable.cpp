@@ -225,11 +225,8 @@ void JobTable::poll() {
 }
 
 milliseconds JobTable::getPause() const {
-  for (const PartKey& key : m_collecting) {
-    const auto job = m_jobs.find(key.first);
-    if (job != m_jobs.end() && !job->second.isEnding && m_clocks.now() >= job->second.parts[key.second - 1].notBefore) {
-      return milliseconds(0);
-    }
+  if (std::any_of(m_collecting.begin(), m_collecting.end(), [this](const PartKey& key) { return isDue(key); })) {
+    return milliseconds(0);
   }
   return m_jobs.empty() ? c_idlePause : c_activePause;
 }

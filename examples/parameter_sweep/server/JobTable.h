@@ -105,6 +105,7 @@ class JobTable {
   void runs(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);
   void ended(ActiveJob& job, ActivePart& part, const RunEnd& end);
 
+  bool isDue(const PartKey& key) const;
   void collect();
   bool collectStep(ActiveJob& job, ActivePart& part);
   void readLater(ActivePart& part, const std::string& reason);

@@ -137,13 +137,15 @@ void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
   }
 }
 
+/// Whether there is something to read now of what the part left.
+bool JobTable::isDue(const PartKey& key) const {
+  const auto job = m_jobs.find(key.first);
+  return m_collecting.count(key) != 0 && !job->second.isEnding &&
+         m_clocks.now() >= job->second.parts[key.second - 1].notBefore;
+}
+
 /// Reads what parts left, for a short time.
 void JobTable::collect() {
-  const auto isDue = [this](const PartKey& key) {
-    const auto [job, part] = findPart(key);
-    return part != nullptr && part->phase == PartPhase::Collecting && !job->isEnding &&
-           m_clocks.now() >= part->notBefore;
-  };
   const TimeSlice slice;
   for (const PartKey& key : std::set<PartKey>(m_collecting)) {
     for (bool isMoreToDo = true; isMoreToDo && isDue(key);) {
