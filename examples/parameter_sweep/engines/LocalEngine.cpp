@@ -45,9 +45,10 @@ LocalEngine::LocalEngine(JobProgram program, std::vector<std::string> launcher, 
 
 LocalEngine::~LocalEngine() { ::close(m_descriptor); }
 
+std::size_t LocalEngine::countRuns() const { return m_runs.size() + m_unsearched.size() + m_starting.size(); }
+
 std::size_t LocalEngine::getRoom() const {
-  const std::size_t used = m_runs.size() + m_unsearched.size() + m_starting.size();
-  return m_hasSearched && used < m_runsAtOnce ? m_runsAtOnce - used : 0;
+  return m_hasSearched && countRuns() < m_runsAtOnce ? m_runsAtOnce - countRuns() : 0;
 }
 
 void LocalEngine::start(const std::vector<Run>& runs) {
@@ -223,8 +224,7 @@ void LocalEngine::endAll() {
   for (const auto& [run, number] : std::map<Run, std::uint64_t>(m_starting)) {
     end(run);
   }
-  const auto isAnyLeft = [this] { return !m_runs.empty() || !m_unsearched.empty() || !m_starting.empty(); };
-  while (isAnyLeft() && std::chrono::steady_clock::now() < deadline) {
+  while (countRuns() > 0 && std::chrono::steady_clock::now() < deadline) {
     m_starter.poll();
     findAgain();
     for (auto& [run, watched] : m_runs) {

@@ -46,6 +46,7 @@ class LocalEngine final : public JobEngine {
     bool isShortage = false;  ///< a later start may succeed
   };
 
+  std::size_t countRuns() const;
   Start startProcess(const Run& run) const;
   void started(const Run& run, const Start& start);
   void watch(const Run& run, const LocalProcess& process);
