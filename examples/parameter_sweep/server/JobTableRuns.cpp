@@ -358,10 +358,7 @@ void JobTable::forgetStrays() {
       ++next;
       continue;
     }
-    const PartFiles files(m_settings.spool, next->jobId, next->part, next->attempt);
-    remove(files);
-    std::error_code ignored;
-    fs::remove(files.folder, ignored);  // unless files are left in it
+    removeRemains(*next);
     m_writer.write(ForgetRun{next->jobId, next->part, next->attempt}, StoreWriter::Patience::Forever, [](Stored) {});
     next = m_strays.erase(next);
   }
@@ -485,6 +482,14 @@ void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& 
 }
 
 void JobTable::removeFiles(const ActiveJob& job, const ActivePart& part) const { remove(files(job, part)); }
+
+/// What a run of a job that has ended left.
+void JobTable::removeRemains(const Run& run) const {
+  const PartFiles files(m_settings.spool, run.jobId, run.part, run.attempt);
+  remove(files);
+  std::error_code ignored;
+  fs::remove(files.folder, ignored);  // unless files are left in it
+}
 
 /// Removes what an earlier server or its job programs left of jobs that have ended.
 void JobTable::cleanNext() {
