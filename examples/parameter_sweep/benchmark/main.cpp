@@ -525,24 +525,15 @@ SweepTime measureLargeSweep(const std::string& what, std::uint32_t partSize) {
   return {seconds(submitted, finished), used};
 }
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
 /// In turns, since the cores of a virtual machine may be slower when both compute, and that from time to time.
 void measureLargeSweeps() {
-  std::vector<double> faster;
-  std::vector<double> dearer;
+  const std::string what = "100 000 x 10, parts beside one part, ";
   for (int round = 0; round < 5; ++round) {
     const SweepTime one = measureLargeSweep("100 000 x 10 as one part", 100000);
     const SweepTime several = measureLargeSweep("100 000 x 10 in parts on 2 cores", 0);
-    faster.push_back(one.seconds / several.seconds);
-    dearer.push_back(several.processorSeconds / one.processorSeconds);
+    tell(what + "speed of the computation", one.seconds / several.seconds, 2, " times");
+    tell(what + "processor time", several.processorSeconds / one.processorSeconds, 2, " times");
   }
-  const std::string what = "100 000 x 10, parts beside one part, median of 5 rounds in turns, ";
-  tell(what + "speed of the computation", median(faster), 2, " times");
-  tell(what + "processor time", median(dearer), 2, " times");
 }
 
 int runProgram(const std::vector<std::string>& chosen) {
