@@ -1,16 +1,17 @@
 #include <gtest/gtest.h>
 #include <tests/examples/SweepPrograms.h>
-#include <tests/support/Pattern.h>
+#include <tests/support/ManualText.h>
 #include <tests/support/Program.h>
+#include <tests/support/TemporaryFolder.h>
 
-#include <set>
 #include <string>
 #include <vector>
 
 namespace {
 
 using SweepTest::Outcome;
-using TestSupport::Pattern;
+using TestSupport::longOptions;
+using TestSupport::readManualPage;
 using TestSupport::TemporaryFolder;
 
 struct Page {
@@ -28,16 +29,8 @@ std::vector<Page> pages() {
           {SweepTest::jobProgram(), {}}};
 }
 
-std::set<std::string> longOptions(const std::string& text) {
-  std::set<std::string> options;
-  for (const auto& match : Pattern("--[a-z][a-z-]*").findAll(text)) {
-    options.insert(match[0]);
-  }
-  return options;
-}
-
 void expectOptions(const Page& page, const SweepTest::Arguments& help) {
-  const std::string text = Pattern("\\\\-").replaceAll(TemporaryFolder::read(page.file()), "-");
+  const std::string text = readManualPage(page.file());
   const Outcome outcome = SweepTest::run(page.program, help);
   EXPECT_EQ(outcome.exitCode, 0) << page.name();
   for (const std::string& option : longOptions(outcome.output)) {
@@ -62,7 +55,7 @@ TEST(SweepManualPages, NameOnlyOptionsThatExist) {
     for (const std::string& command : page.commands) {
       help += SweepTest::run(page.program, {command, "--help"}).output;
     }
-    const std::string text = Pattern("\\\\-").replaceAll(TemporaryFolder::read(page.file()), "-");
+    const std::string text = readManualPage(page.file());
     const std::string options = text.substr(0, text.find(".SH EXAMPLES"));
     for (const std::string& option : longOptions(options)) {
       EXPECT_NE(help.find(option), std::string::npos) << page.name() << " " << option;

@@ -86,8 +86,9 @@ class Cluster {
            "CommunicationParameters=NoInAddrAny,NoCtldInAddrAny\n"
            "ProctrackType=proctrack/linuxproc\nTaskPlugin=task/none\nJobAcctGatherType=jobacct_gather/none\n"
            "AccountingStorageType=accounting_storage/none\nSelectType=select/cons_tres\n"
-           "SelectTypeParameters=CR_Core\nSchedulerType=sched/"
-           "builtin\nSchedulerParameters=sched_interval=2\nSwitchType=switch/none\nMpiDefault=none\n"
+           "SelectTypeParameters=CR_Core\n"
+           "SchedulerType=sched/builtin\nSchedulerParameters=sched_interval=2\n"
+           "SwitchType=switch/none\nMpiDefault=none\n"
            "ReturnToService=2\nSlurmdTimeout=10\n" +
            node("node1") + node("node2") +
            "PartitionName=main Nodes=node1,node2 Default=YES\nSlurmctldPort=" + freePort() +

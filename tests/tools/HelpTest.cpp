@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <tests/support/ManualText.h>
 #include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 #include <tests/tools/Program.h>
@@ -13,8 +14,10 @@ namespace {
 
 using TestSupport::dvrequest;
 using TestSupport::linesOf;
+using TestSupport::longOptions;
 using TestSupport::Pattern;
 using TestSupport::ProgramRun;
+using TestSupport::readManualPage;
 using TestSupport::TemporaryFolder;
 
 const std::vector<std::vector<std::string>> c_commands{
@@ -83,18 +86,10 @@ TEST(Sources, IncludeEachOtherOneWay) {
   }
 }
 
-std::set<std::string> longOptions(const std::string& text) {
-  std::set<std::string> options;
-  for (const auto& match : Pattern("--[a-z][a-z-]*").findAll(text)) {
-    options.insert(match[0]);
-  }
-  return options;
-}
-
 std::string withoutExamples(const std::string& text) { return text.substr(0, text.find("\nExamples:")); }
 
 TEST(ManualPage, DescribesEveryCommandAndOption) {
-  const std::string page = Pattern("\\\\-").replaceAll(TemporaryFolder::read(DVREQUEST_SOURCES "/dvrequest.1"), "-");
+  const std::string page = readManualPage(DVREQUEST_SOURCES "/dvrequest.1");
   for (const auto& command : c_commands) {
     for (const std::string& word : command) {
       EXPECT_NE(page.find(word), std::string::npos) << word;

@@ -199,6 +199,15 @@ class SweepFaultsTest : public SweepTest::RawTest {
     }
   }
 
+  void tryRequests(const std::string& thread, FaultsOf faultsOf, std::size_t usual) {
+    const LeftSpool left;
+    tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, thread, faultsOf, usual);
+  }
+  void tryExpiry(const std::string& thread, FaultsOf faultsOf, std::size_t usual) {
+    const LeftSpool left;
+    tryFaults([&](const Tracing& tracing) { return runExpiry(left, tracing); }, thread, faultsOf, usual);
+  }
+
   /// Runs the scenario once without a fault, and then once for each chosen one, all in the thread of that name.
   void tryFaults(const Scenario& scenario, const std::string& thread, FaultsOf faultsOf, std::size_t usual) {
     const Course good = scenario(Tracing(thread, trace(), std::nullopt));
@@ -240,50 +249,31 @@ class SweepFaultsTest : public SweepTest::RawTest {
   std::map<std::string, std::size_t> m_ends;
 };
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailed) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", SweepTest::errorsOf, 20);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailed) { tryRequests("", SweepTest::errorsOf, 20); }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterAThreadThatCouldNotBeStarted) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", startsOf, 4);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAThreadThatCouldNotBeStarted) { tryRequests("", startsOf, 4); }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAProcessThatCouldNotBeStarted) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "starter", SweepTest::errorsOf, 10);
+  tryRequests("starter", SweepTest::errorsOf, 10);
 }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileAProcessIsStarted) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "starter", SweepTest::killsOf, 5);
+  tryRequests("starter", SweepTest::killsOf, 5);
 }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAnInputThatCouldNotBeWritten) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "preparer", SweepTest::errorsOf, 10);
+  tryRequests("preparer", SweepTest::errorsOf, 10);
 }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileAnInputIsWritten) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "preparer", SweepTest::killsOf, 5);
+  tryRequests("preparer", SweepTest::killsOf, 5);
 }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterACallOfTheStoreThatFailed) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "store", SweepTest::errorsOf, 15);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterACallOfTheStoreThatFailed) { tryRequests("store", SweepTest::errorsOf, 15); }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterAKill) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "", SweepTest::killsOf, 10);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAKill) { tryRequests("", SweepTest::killsOf, 10); }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWithinTheStore) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runRequests(left, tracing); }, "store", SweepTest::killsOf, 10);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWithinTheStore) { tryRequests("store", SweepTest::killsOf, 10); }
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailedWhileARunningJobIsFound) {
   tryFaults(runTakeover, "", SweepTest::errorsOf, 10);
@@ -293,14 +283,8 @@ TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileARunningJobIsFound) {
   tryFaults(runTakeover, "", SweepTest::killsOf, 5);
 }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailedWhileJobsExpire) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runExpiry(left, tracing); }, "", SweepTest::errorsOf, 8);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailedWhileJobsExpire) { tryExpiry("", SweepTest::errorsOf, 8); }
 
-TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileJobsExpire) {
-  const LeftSpool left;
-  tryFaults([&](const Tracing& tracing) { return runExpiry(left, tracing); }, "store", SweepTest::killsOf, 5);
-}
+TEST_F(SweepFaultsTest, NothingIsWrongAfterAKillWhileJobsExpire) { tryExpiry("store", SweepTest::killsOf, 5); }
 
 }  // namespace
