@@ -1,5 +1,5 @@
+#include <examples/parameter_sweep/common/Threads.h>
 #include <examples/parameter_sweep/common/Worker.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -15,8 +15,7 @@ constexpr int c_niceness = 10;
 }  // namespace
 
 Worker::Worker(const char* name) {
-  m_thread = std::thread([this] { work(); });
-  ::pthread_setname_np(m_thread.native_handle(), name);
+  m_thread = startThread(name, [this] { work(); });
 }
 
 Worker::~Worker() {

@@ -1,6 +1,6 @@
+#include <examples/parameter_sweep/common/Threads.h>
 #include <examples/parameter_sweep/store/StoreWriter.h>
 #include <poll.h>
-#include <pthread.h>
 #include <service/Logging.h>
 
 #include <algorithm>
@@ -22,8 +22,7 @@ constexpr std::size_t c_changesAtOnce = 200;
 }  // namespace
 
 StoreWriter::StoreWriter(JobStore& store) : m_store(store) {
-  m_thread = std::thread([this] { run(); });
-  ::pthread_setname_np(m_thread.native_handle(), "store");  // for those who look at the process
+  m_thread = startThread("store", [this] { run(); });
 }
 
 StoreWriter::~StoreWriter() {
