@@ -13,6 +13,7 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -130,15 +131,24 @@ struct Background {
 
 std::unique_ptr<Background> s_background;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
+std::shared_ptr<spdlog::details::thread_pool> startDelivery() {
+  try {
+    return std::make_shared<spdlog::details::thread_pool>(c_queuedEntries, 1U);
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), "cannot start the thread of the log");
+  }
+}
+
 std::shared_ptr<spdlog::logger> makeTarget(const std::vector<spdlog::sink_ptr>& sinks, LogDelivery delivery) {
   if (delivery == LogDelivery::AtOnce) {
     return std::make_shared<spdlog::logger>("", sinks.begin(), sinks.end());
   }
-  s_background = std::make_unique<Background>();
-  s_background->threads = std::make_shared<spdlog::details::thread_pool>(c_queuedEntries, 1U);
+  auto background = std::make_unique<Background>();
+  background->threads = startDelivery();
   for (const spdlog::sink_ptr& sink : sinks) {
-    s_background->sinks.push_back(std::make_shared<WatchedSink>(sink));
+    background->sinks.push_back(std::make_shared<WatchedSink>(sink));
   }
+  s_background = std::move(background);
   return std::make_shared<spdlog::async_logger>("", s_background->sinks.begin(), s_background->sinks.end(),
                                                 s_background->threads, spdlog::async_overflow_policy::overrun_oldest);
 }

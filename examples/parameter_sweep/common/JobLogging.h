@@ -14,6 +14,7 @@ enum class LogDelivery {
 };
 
 /// From now on entries are shortened to 2 KiB, and JSON entries name their job. Once, in `main`.
+/// Throws `std::system_error` when there can be no thread for `InBackground`; the log is as before then.
 void installJobLogging(LogDelivery delivery);
 
 /// Ends the delivery in the background, at the end of `main`. What cannot be written soon is lost. False when the

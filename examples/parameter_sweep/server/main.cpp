@@ -224,8 +224,8 @@ int makeKeys(const Options& options) {
 }
 
 int runProgram(int argc, char* argv[]) {
-  installJobLogging(LogDelivery::InBackground);
   try {
+    installJobLogging(LogDelivery::InBackground);
     Options options;
     CLI::App app("Computes parameter sweeps for clients.", "sweep-server");
     app.set_version_flag("--version", std::string("sweep-server ") + c_version);

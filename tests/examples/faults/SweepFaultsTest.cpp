@@ -253,6 +253,15 @@ TEST_F(SweepFaultsTest, NothingIsWrongAfterACallThatFailed) { tryRequests("", Sw
 
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAThreadThatCouldNotBeStarted) { tryRequests("", startsOf, 4); }
 
+TEST_F(SweepFaultsTest, ThreadOfTheLogThatCannotBeStartedIsAnErrorOfTheServer) {
+  const TemporaryFolder folder;
+  const Tracing tracing("", folder.file("trace"), Fault{"clone3", 1, "EAGAIN"});
+  const TestSupport::ProgramRun run = FaultyServer(tracing.start(server(folder.file("spool")))).wait();
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.errors.find("sweep-server: cannot start the thread of the log: "), std::string::npos) << run.errors;
+  EXPECT_FALSE(fs::exists(folder.file("spool")));
+}
+
 TEST_F(SweepFaultsTest, NothingIsWrongAfterAProcessThatCouldNotBeStarted) {
   tryRequests("starter", SweepTest::errorsOf, 10);
 }
