@@ -1,5 +1,6 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelper.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/WaitingFileUtilities.h>
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <gtest/gtest.h>
 #include <service/ExceptionHandling.h>
 #include <tests/docs/Pages.h>
@@ -11,10 +12,12 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -67,6 +70,12 @@ void parseEverything() {
   RequestXmlHelper::reset(true);
 }
 
+void endSessionBeforeDocument() {
+  std::optional<Drelvan::ParserSession> session(std::in_place);
+  const auto document = Drelvan::PackageDocument::fromText(TestSupport::requestPackage().text());
+  session.reset();
+}
+
 void failWithFiles() {
   const auto tryThreeOperations = [] {
     expectFailure([] { WaitingFileUtilities::waitingCopy("a", "b", 0, 2); });
@@ -82,10 +91,11 @@ void failWithFiles() {
   ScriptedFiles::reset();
 }
 
-/// Everything that the library logs here.
+/// Everything that the libraries log here.
 const std::vector<LogEntry>& entries() {
   static const std::vector<LogEntry> all = [] {
     parseEverything();
+    endSessionBeforeDocument();
     failWithFiles();
     return RecordingLog::take();
   }();
