@@ -19,7 +19,7 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileName {
   /// Null counts as the empty name.
   FileName(const char* name);
   /// @{
-  /// Takes the name of `other`; one that is moved from is left with any name.
+  /// Takes the name of `other`; a moved-from object has an unspecified name.
   FileName(const FileName& other);
   FileName(FileName&& other) noexcept;
   FileName& operator=(const FileName& other);
@@ -82,7 +82,8 @@ class DVMSERVICE_FILEHANDLING_EXPORT FileUtilities {
   /// The content goes to a temporary file beside the target, is flushed to the disk and renamed over the target: a
   /// reader of the target sees the old file or the whole new one, even after a crash, a full disk or a kill. On failure
   /// the target is unchanged and the temporary file removed; that of a killed copy is reused and removed by the same
-  /// user's next copy to that target. Copies of one user to one target are serialised.
+  /// user's next copy to that target. Copies of one user to one target are serialised, where the file system has locks;
+  /// elsewhere callers must not copy to one target at the same time.
   ///
   /// Holes of the source stay holes. Where the file system can, both files share the disk blocks until one is changed.
   ///

@@ -30,7 +30,8 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT AbstractRequestServer {
   virtual void stop() = 0;
   /// The host and ports at which clients reach this server.
   virtual HostInfo getHostInfo() const = 0;
-  /// Answers one request package (XML text) with a reply package (XML text).
+  /// Answers a request package or script (XML text) with a reply package or script. A server that replies later
+  /// returns an empty text.
   virtual std::string handleRequest(const std::string& requestPackage) = 0;
 
   /// The server of this process, or null when none is installed. The caller does not own it; the

@@ -27,10 +27,10 @@ namespace Drelvan {
 /// start-up.
 ///
 /// Every failed parse throws `DvExceptionNested` with the group "RequestHandling". The instance is usable afterwards,
-/// and nothing of the failed document remains. The failure may outlive the instance and Xerces-C. For an invalid
-/// document it nests `PackageErrors`; for an exception of Xerces-C its text, as a `std::runtime_error`; any other
-/// exception of an input source is nested itself. Exceptions from outside a parse (set-up, locks, exhausted memory)
-/// pass through unchanged.
+/// and later documents are not affected by the failed one. For an invalid document the failure nests `PackageErrors`;
+/// for an `XMLException` or `DOMException` its text, as a `std::runtime_error`; any other exception of an input source
+/// is nested itself. The failure may outlive the instance and Xerces-C, unless it nests an exception of Xerces-C.
+/// Exceptions from outside a parse (set-up, locks, exhausted memory) pass through unchanged.
 class SERVICE_REQUESTHANDLINGBASE_EXPORT RequestXmlHelper {
  public:
   /// Records the errors that the parser reports; each is logged at ERROR with its position.

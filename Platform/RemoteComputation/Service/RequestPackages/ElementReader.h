@@ -22,9 +22,9 @@ namespace Drelvan {
 
 /// Reads typed values out of an element of a parsed document.
 ///
-/// A small value that refers to the element: good as long as the document, and `name` arguments are read during the
-/// call only. Elements are found by their local names, whatever their prefix, among the direct children. Text is UTF-8,
-/// whatever the locale.
+/// An `ElementReader` refers to an element of its document and is valid as long as the document exists. `name`
+/// arguments are read during the call only. Elements are found by their local names, whatever their prefix, among the
+/// direct children. Text is UTF-8, whatever the locale.
 ///
 /// | type | what it reads |
 /// |---|---|
@@ -198,7 +198,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader::Children {
   /// @endcond
 
   /// @{
-  /// For a loop over the elements; both are good as long as this object and the document.
+  /// For a loop over the elements; both are valid as long as this object and the document exist.
   Iterator begin() const;
   Iterator end() const;
   /// @}

@@ -24,11 +24,11 @@ namespace Drelvan {
 /// Threads: made and destroyed by the thread that starts and ends the program; nothing parses meanwhile.
 class SERVICE_REQUESTPACKAGES_EXPORT ParserSession {
  public:
-  /// The base schema alone.
+  /// The base schema alone. Throws `DvException` when another session exists.
   ParserSession();
   /// @{
-  /// Registers `fragments` in their order. Throws `DvException` when another session exists, or when the process has
-  /// parsed before, which fixes the schema.
+  /// Registers `fragments` in their order. Throws `DvException` when another session exists, or when there are
+  /// fragments and the parser has parsed before, which fixes the schema.
   ParserSession(std::initializer_list<AbstractRequestSchema> fragments);
   explicit ParserSession(const std::vector<AbstractRequestSchema>& fragments);
   /// @}

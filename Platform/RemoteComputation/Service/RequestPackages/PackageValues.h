@@ -62,7 +62,8 @@ struct SERVICE_REQUESTPACKAGES_EXPORT XmlDateTime {
   Timestamp toTimestamp() const;
 };
 
-/// An `xs:duration`: months, of which days cannot be made, and the rest. Both have the same sign or are zero.
+/// An `xs:duration`: months, which have no fixed number of days, and the remaining time. Both have the same sign or are
+/// zero.
 struct XmlDuration {
   std::int64_t months = 0;           ///< the years and months
   std::chrono::nanoseconds rest{0};  ///< the days, hours, minutes and seconds

@@ -29,10 +29,10 @@ namespace Drelvan {
 /// texts also as `std::string_view` and `const char*`; an empty `std::optional` writes nothing, and the vector of a
 /// simple type a list (`xs:list`).
 ///
-/// The calls follow the order of the document. One that cannot stand where it is (an attribute behind content, an end
-/// without a start) and a value that has no text (a date that is none, a name that XML does not allow) throw
-/// `DvException`; what was written so far is of no use then. That the package follows the schema, and that no element
-/// has an attribute twice, is for the caller to see to.
+/// The calls follow the order of the document. A call out of order (an attribute after content, an end without a start)
+/// and a value that cannot be written (an invalid date, a name that XML does not allow) throw `DvException`; what was
+/// written so far is then incomplete. That the package follows the schema, and that no element has an attribute twice,
+/// is for the caller to see to.
 ///
 /// Threads: one at a time.
 class SERVICE_REQUESTPACKAGES_EXPORT PackageWriter {
