@@ -236,7 +236,7 @@ TEST(Diagnostics, PlaceWhatTheLibraryRefusesBehindManyErrors) {
     attributes += number < 160 ? " xmlns:a" + std::to_string(number) + "='urn:x'" : "";
   }
   const json ofErrors = fatalErrorBehindOthers(errors);
-  EXPECT_EQ(ofErrors.at("message"), "The document exceeds the limit of 1000 reported problems.");
+  EXPECT_EQ(ofErrors.at("message"), "The document exceeds the limit of 1000 reported errors.");
   EXPECT_EQ(ofErrors.at("line"), 1002);
   const json ofDepth = fatalErrorBehindOthers(levels);
   EXPECT_EQ(ofDepth.at("message"), "The document exceeds the limit of 1000 levels of elements.");

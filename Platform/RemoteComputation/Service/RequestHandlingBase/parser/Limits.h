@@ -26,7 +26,7 @@ inline constexpr Limit namespaceCharacters{1000, "characters of a namespace name
 inline constexpr Limit undeclaredElements{2000, "undeclared elements of different names"};
 inline constexpr Limit undeclaredElementsOfList{150, "undeclared elements whose names have the same hash"};
 inline constexpr Limit idsOfList{150, "values of the type ID or IDREF that have the same hash"};
-inline constexpr Limit errors{1000, "reported problems"};
+inline constexpr Limit errors{1000, "reported errors"};
 inline constexpr Limit doctypeBytes{16384, "bytes of document type declaration"};
 inline constexpr Limit doctypeAttributes{100, "attributes in its document type declaration"};
 inline constexpr Limit doctypeLookups{100000, "lookups of attributes in its document type declaration"};

@@ -184,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(Each, RequestXmlHelperHostileLimit, ::testing::ValuesIn
                          });
 
 TEST_F(RequestXmlHelperHostileLimits, AreAllDocumented) {
-  std::set<std::string> known = {"namespaces named by an element", "reported problems", "entity expansions",
+  std::set<std::string> known = {"namespaces named by an element", "reported errors", "entity expansions",
                                  "bytes of document type declaration"};
   for (const Limit& limit : c_limits) {
     known.insert(limit.what);
@@ -205,23 +205,23 @@ TEST_F(RequestXmlHelperHostileLimits, NamespacesOfOneElementAreCountedBeforeItsA
   }
 }
 
-TEST_F(RequestXmlHelperHostileLimits, ProblemsAreReportedUpToTheLimit) {
-  const std::size_t limit = limitOf("reported problems");
+TEST_F(RequestXmlHelperHostileLimits, ErrorsAreReportedUpToTheLimit) {
+  const std::size_t limit = limitOf("reported errors");
   for (const std::size_t count : {limit, limit + 1}) {
     EXPECT_ANY_THROW(parse(Marked(invalidRequests(count)).text, true));
     const auto messages = reportedMessages(RequestXmlHelperTests::takeEntries());
     ASSERT_EQ(messages.size(), count);
     EXPECT_NE(messages[limit - 1].find("does not match regular expression"), std::string::npos) << messages[limit - 1];
-    EXPECT_EQ(messages.back() == refusal(limit, "reported problems"), count > limit);
+    EXPECT_EQ(messages.back() == refusal(limit, "reported errors"), count > limit);
   }
-  expectRefused(Marked(invalidRequests(limit + 1)), true, refusal(limit, "reported problems"));
+  expectRefused(Marked(invalidRequests(limit + 1)), true, refusal(limit, "reported errors"));
 }
 
-TEST_F(RequestXmlHelperHostileLimits, WarningsAreProblemsToo) {
-  const std::size_t limit = limitOf("reported problems");
+TEST_F(RequestXmlHelperHostileLimits, WarningsCountAsErrors) {
+  const std::size_t limit = limitOf("reported errors");
   const auto hint = [](const auto& number) { return "<a xmlns:p='urn:p' xsi:schemaLocation='urn:" + number + " f'/>"; };
   const std::string text = "<r xmlns:xsi='" + c_instanceNamespace + "'>" + numbered(limit + 1, hint) + "</r>";
-  expectRefused(Marked(text), false, refusal(limit, "reported problems"));
+  expectRefused(Marked(text), false, refusal(limit, "reported errors"));
 }
 
 TEST_F(RequestXmlHelperHostileLimits, EntitiesAreExpandedUpToTheLimit) {
