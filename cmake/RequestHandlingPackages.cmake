@@ -70,10 +70,11 @@ request servers, job logs and the status of remote jobs.
 This package contains the shared libraries: the library itself, the one that
 reads and writes packages as typed values on top of it, and the seven of the
 service layer that it stands on.")
-# A program needs at least the version that it was built with: newer ones of the same name only add to it.
+# For tools that do not read the file symbols, the file shlibs: a program needs at least the version it was built with.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-# The versions in which each symbol came; packaging/build compares it with the libraries.
+# The version in which each symbol was added, from which dpkg-shlibdeps derives the oldest one that a program can use;
+# packaging/build compares it with the libraries.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${packaging}/debian/triggers ${packaging}/debian/symbols)
 set(CPACK_DEBIAN_RUNTIME_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_TOOLS_DEBUGINFO_PACKAGE ON)
