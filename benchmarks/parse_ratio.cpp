@@ -2,7 +2,7 @@
 /// and the ratio of the two's fastest tenths, which the machine's other work disturbs least.
 ///
 /// Usage: parse_ratio [SECONDS [ROW]]      the time for each row, 4 by default, and the start of the rows' names, all
-/// by default Entries of the log go to standard error as always; send it where a service would, or to /dev/null.
+/// by default. Entries of the log go to standard error as always; send it where a service would, or to /dev/null.
 
 #include <algorithm>
 #include <cstdio>

@@ -420,8 +420,8 @@ def main(results, docs):
         f"times; ratios are the medians of {processes} processes, in each that of the fastest rounds of all parsers in random order; in "
         "brackets the least and the greatest of the processes. Freed memory stays with the process.\n\n"
         "## Time of a parse, as a multiple of the bare parser's\n\n"
-        "The bare parser has the library's settings and the same cached grammar, and notes no more than that something was "
-        "reported: it is the limit.\n\n"
+        "The bare parser has the library's settings and the same cached grammar, and only records whether an error was "
+        "reported. It is the baseline, 1.\n\n"
     )
     if os.path.exists(f"{results}/notes.txt"):
         with open(f"{results}/notes.txt", encoding="utf-8") as file:
