@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <zmq.hpp>
 
 namespace {
@@ -39,11 +40,22 @@ class Listener {
       m_socket.set(zmq::sockopt::curve_server, true);
       m_socket.set(zmq::sockopt::curve_secretkey, keys->secretKey);
     }
+    zmq_socket_monitor(m_socket.handle(), "inproc://connections", ZMQ_EVENT_HANDSHAKE_SUCCEEDED);
+    m_monitor.connect("inproc://connections");
     m_socket.bind("tcp://" + address + ":" + port);
   }
 
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+  ~Listener() { zmq_socket_monitor(m_socket.handle(), nullptr, 0); }
+
   std::string endpoint() const { return m_socket.get(zmq::sockopt::last_endpoint); }
   std::string port() const { return endpoint().substr(endpoint().rfind(':') + 1); }
+
+  void awaitConnection() {
+    zmq::message_t event;
+    ASSERT_TRUE(m_monitor.recv(event));
+  }
 
   /// Sends the next message back to where it came from.
   void echo() {
@@ -58,6 +70,7 @@ class Listener {
  private:
   zmq::context_t m_context;
   zmq::socket_t m_socket{m_context, zmq::socket_type::router};
+  zmq::socket_t m_monitor{m_context, zmq::socket_type::pair};
 };
 
 /// What the wait for an answer ends with.
@@ -153,6 +166,45 @@ TEST(SweepConnectionTest, LostConnectionIsAFailureAndTheNextPackageMakesANewOne)
   channel.send("three", in(c_patience));
   server->echo();
   EXPECT_EQ(channel.receive(in(c_patience)), "three");
+}
+
+TEST(SweepConnectionTest, LossThatIsSeenWhenThePackageIsSentIsAFailureToo) {
+  auto server = std::make_unique<Listener>();
+  const std::string port = server->port();
+  Channel channel({"127.0.0.1", port}, {});
+  channel.send("one", in(c_patience));
+  server->echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  server.reset();
+  // What is sent until the loss is seen waits in the socket.
+  bool isRefused = false;
+  for (const auto deadline = in(c_patience); !isRefused && Channel::Clock::now() < deadline;) {
+    try {
+      channel.send("two", in(c_patience));
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    } catch (const ConnectionLost&) {
+      isRefused = true;
+    }
+  }
+  ASSERT_TRUE(isRefused);
+  EXPECT_FALSE(channel.isConnected());
+  server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
+  channel.send("three", in(c_patience));
+  server->echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "three") << "nothing old comes first";
+}
+
+TEST(SweepConnectionTest, ConnectionThatWasLostAndMadeAgainMeanwhileIsALostOne) {
+  auto server = std::make_unique<Listener>();
+  const std::string port = server->port();
+  Channel channel({"127.0.0.1", port}, {});
+  channel.send("one", in(c_patience));
+  server->echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  server.reset();
+  server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
+  server->awaitConnection();
+  EXPECT_THROW(channel.send("two", in(c_patience)), ConnectionLost);
 }
 
 TEST(SweepConnectionTest, HostWithSeveralAddressesIsReachedAtTheOneThatAnswers) {

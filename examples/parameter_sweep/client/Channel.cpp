@@ -1,5 +1,4 @@
 #include <examples/parameter_sweep/client/Channel.h>
-#include <examples/parameter_sweep/common/SweepFailure.h>
 
 #include <algorithm>
 #include <array>
@@ -30,6 +29,7 @@ Channel::~Channel() { close(); }
 void Channel::open() {
   m_isReached = false;
   m_isConnected = false;
+  m_isLost = false;
   m_isNextAddressDue = false;
   m_socket = zmq::socket_t(m_context, zmq::socket_type::dealer);
   m_socket.set(zmq::sockopt::linger, 0);
@@ -69,6 +69,9 @@ void Channel::connect(Clock::time_point deadline) {
     open();
   }
   readEvents();
+  if (m_isLost) {
+    failLost();
+  }
   while (!m_isConnected) {
     if (!wait(0, deadline)) {
       failToConnect();
@@ -79,6 +82,7 @@ void Channel::connect(Clock::time_point deadline) {
       open();
     }
   }
+  m_isLost = false;  // before anything was sent
 }
 
 void Channel::send(const std::string& package, Clock::time_point deadline) {
@@ -95,10 +99,8 @@ std::string Channel::receive(Clock::time_point deadline) {
     if (auto package = receiveIfAny(Clock::now())) {
       return std::move(*package);
     }
-    if (!m_isConnected) {
-      close();  // or what waits in the socket would go to the next server, unasked
-      fail("the server at " + m_address.toText() +
-           " closed the connection: it ended, or the package is too large; or check the port");
+    if (!isConnected()) {
+      failLost();
     }
     if (!wait(ZMQ_POLLIN, deadline)) {
       fail("no answer from " + m_address.toText() +
@@ -165,11 +167,19 @@ void Channel::onEvent(std::uint16_t event) {
       close();
       throw SweepFailure(FailureKind::AccessRefused, server + " does not take this client; check the port and --keys");
     default:
+      m_isLost = m_isLost || m_isConnected;
       m_isConnected = false;
   }
 }
 
 void Channel::fail(const std::string& reason) const { throw SweepFailure(FailureKind::Unreachable, reason); }
+
+void Channel::failLost() {
+  close();  // or what waits in the socket would go to the next server, unasked
+  throw ConnectionLost(FailureKind::Unreachable,
+                       "the server at " + m_address.toText() +
+                           " closed the connection: it ended, or the package is too large; or check the port");
+}
 
 void Channel::failToConnect() const {
   const std::string server = "no answer from " + m_address.toText() + ": ";

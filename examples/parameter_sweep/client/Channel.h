@@ -2,6 +2,7 @@
 
 #include <examples/parameter_sweep/client/ServerAddress.h>
 #include <examples/parameter_sweep/common/Keys.h>
+#include <examples/parameter_sweep/common/SweepFailure.h>
 
 #include <chrono>
 #include <cstddef>
@@ -12,6 +13,11 @@
 #include <zmq.hpp>
 
 namespace ParameterSweep {
+
+/// The server has closed the connection, and with it may be lost what was sent over it.
+class ConnectionLost : public SweepFailure {
+  using SweepFailure::SweepFailure;
+};
 
 /// A connection to one port of a server, over which packages go both ways. It is made again when it is lost.
 ///
@@ -31,17 +37,18 @@ class Channel {
   /// Waits until the server has taken the connection. Returns at once when it has.
   void connect(Clock::time_point deadline);
 
-  /// Sends a package over the connection, which is made first if need be.
+  /// Sends a package over the connection, which is made first if need be. Throws
+  /// `ConnectionLost` once when it has been lost since the last package; the next package makes a new one.
   void send(const std::string& package, Clock::time_point deadline);
 
-  /// The next package. A connection that is lost meanwhile is a failure: what was asked may never have arrived.
+  /// The next package. Throws `ConnectionLost` when the connection is lost meanwhile.
   std::string receive(Clock::time_point deadline);
 
   /// The next package; empty when there is none until the deadline, whatever the connection does.
   std::optional<std::string> receiveIfAny(Clock::time_point deadline);
 
   /// Whether the server has taken the connection and has not left it since.
-  bool isConnected() const { return m_isConnected; }
+  bool isConnected() const { return m_isConnected && !m_isLost; }
 
  private:
   void open();
@@ -51,6 +58,7 @@ class Channel {
   void onEvent(std::uint16_t event);
   [[noreturn]] void fail(const std::string& reason) const;
   [[noreturn]] void failToConnect() const;
+  [[noreturn]] void failLost();
 
   const ServerAddress m_address;
   const std::optional<ClientKeys> m_keys;
@@ -62,6 +70,7 @@ class Channel {
   zmq::socket_t m_monitor;
   bool m_isReached = false;  ///< something takes the connection
   bool m_isConnected = false;
+  bool m_isLost = false;  ///< it was connected, and has not been all the time since
   bool m_isNextAddressDue = false;
 };
 

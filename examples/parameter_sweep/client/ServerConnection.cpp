@@ -31,8 +31,16 @@ class Unanswered {
   explicit Unanswered(Channel& channel) : m_channel(channel) {}
 
   void send(const Request& request, Channel::Clock::time_point deadline) {
+    const bool isFirst = m_packages.empty();
     m_packages.emplace_back(request.id, writeRequestPackage(request));
-    m_channel.send(m_packages.back().second, deadline);
+    try {
+      m_channel.send(m_packages.back().second, deadline);
+    } catch (const ConnectionLost&) {
+      if (!isFirst && !mayRepeat()) {
+        throw;
+      }
+      sendAgain(deadline);
+    }
   }
 
   /// The next answer to one of them; an answer to a request that was given up earlier may still arrive before it.
@@ -55,19 +63,26 @@ class Unanswered {
   std::size_t size() const { return m_packages.size(); }
 
  private:
-  /// Sends everything again over a new connection, if an answer has arrived over the lost one.
   std::string receivePackage(Channel::Clock::time_point deadline) {
     try {
       return m_channel.receive(deadline);
-    } catch (const SweepFailure&) {
-      if (m_channel.isConnected() || !std::exchange(m_hasAnswers, false)) {
+    } catch (const ConnectionLost&) {
+      if (!mayRepeat()) {
         throw;
       }
     }
+    sendAgain(deadline);
+    return m_channel.receive(deadline);
+  }
+
+  /// Whether an answer has arrived over the lost connection, so that none of the packages is to blame.
+  bool mayRepeat() { return std::exchange(m_hasAnswers, false); }
+
+  /// Sends everything over a new connection, in the same order.
+  void sendAgain(Channel::Clock::time_point deadline) {
     for (const auto& [id, package] : m_packages) {
       m_channel.send(package, deadline);
     }
-    return m_channel.receive(deadline);
   }
 
   Channel& m_channel;
