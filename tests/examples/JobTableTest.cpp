@@ -3,10 +3,13 @@
 #include <examples/parameter_sweep/common/PackageFile.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <examples/parameter_sweep/server/JobTable.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <tests/examples/SweepFakes.h>
 #include <tests/support/TemporaryFolder.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -112,6 +115,15 @@ class JobTableTest : public testing::Test {
   void fail(StartedRun run, const RunEnd& end) {
     m_engine->finish(run, end);
     settle();
+  }
+
+  /// A pipe in place of what becomes the input of the job's first part. To write it waits until somebody reads.
+  std::filesystem::path makePipeForInput(const SweepJobId& jobId) const {
+    const PartFiles files(m_settings.spool, jobId, 1, 1);
+    std::filesystem::create_directories(files.folder);
+    std::filesystem::path pipe = siblingOf(files.input);
+    EXPECT_EQ(::mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    return pipe;
   }
 
   void importLogs(const SweepJobId& jobId) {
@@ -413,10 +425,10 @@ TEST_F(JobTableTest, CancelledJobEndsItsRunsAndStaysCancelled) {
 }
 
 TEST_F(JobTableTest, JobsCancelledWhileTheirInputsAreWrittenLeaveNoFiles) {
-  m_engine->m_room = 100;
+  m_engine->m_room = 300;
   std::vector<SweepJobId> jobs;
   for (int count = 0; count < 50; ++count) {
-    jobs.push_back(submit());
+    jobs.push_back(submit(5));
   }
   m_table->poll();
   for (const SweepJobId& job : jobs) {
@@ -432,6 +444,30 @@ TEST_F(JobTableTest, JobsCancelledWhileTheirInputsAreWrittenLeaveNoFiles) {
   for (const SweepJobId& job : jobs) {
     EXPECT_EQ(state(job), JobState::Cancelled);
   }
+}
+
+TEST_F(JobTableTest, InputsThatWaitToBeWrittenAreForgottenWithTheirJob) {
+  m_engine->m_room = 10;
+  const SweepJobId busy = submit();
+  const std::filesystem::path pipeOfBusy = makePipeForInput(busy);
+  const SweepJobId cancelled = submit();
+  const int inputOfCancelled = ::open(makePipeForInput(cancelled).c_str(), O_RDONLY | O_NONBLOCK);
+  m_table->poll();
+  ASSERT_TRUE(m_table->isPreparing());
+  m_table->cancel(cancelled, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
+  awaitStored();
+  EXPECT_EQ(state(cancelled), JobState::Cancelled);
+  const int inputOfBusy = ::open(pipeOfBusy.c_str(), O_RDONLY | O_NONBLOCK);  // lets it be written
+  settle();
+  const SweepJobId last = submit();  // prepared after both
+  settle();
+  EXPECT_EQ(state(busy), JobState::Running);
+  EXPECT_EQ(state(last), JobState::Running);
+  char first = 0;
+  EXPECT_EQ(::read(inputOfBusy, &first, 1), 1);
+  EXPECT_LE(::read(inputOfCancelled, &first, 1), 0);
+  ::close(inputOfBusy);
+  ::close(inputOfCancelled);
 }
 
 TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {

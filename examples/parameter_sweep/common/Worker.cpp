@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <utility>
 
 namespace ParameterSweep {
@@ -30,7 +29,7 @@ Worker::~Worker() {
 std::uint64_t Worker::run(Action work, Action done) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_waiting.push_back({++m_lastNumber, std::move(work), std::move(done)});
+    m_waiting.emplace(++m_lastNumber, Item{std::move(work), std::move(done)});
   }
   m_changed.notify_one();
   return m_lastNumber;
@@ -38,23 +37,17 @@ std::uint64_t Worker::run(Action work, Action done) {
 
 bool Worker::forget(std::uint64_t number) {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  const auto found =
-      std::find_if(m_waiting.begin(), m_waiting.end(), [&](const Item& item) { return item.number == number; });
-  if (found == m_waiting.end()) {
-    return false;
-  }
-  m_waiting.erase(found);
-  return true;
+  return m_waiting.erase(number) != 0;
 }
 
 void Worker::poll() {
-  std::list<Item> finished;
+  Items finished;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_event.clear();
     finished.swap(m_finished);
   }
-  for (const Item& item : finished) {
+  for (const auto& [number, item] : finished) {
     item.done();
   }
 }
@@ -62,27 +55,23 @@ void Worker::poll() {
 void Worker::work() {
   // In Linux the nice value is one of a thread.
   ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), ::getpriority(PRIO_PROCESS, 0) + c_niceness);
-  for (std::list<Item> item = takeNext(); !item.empty(); item = takeNext()) {
-    item.front().work();
+  for (Items::node_type item = takeNext(); !item.empty(); item = takeNext()) {
+    item.mapped().work();
     finish(std::move(item));
   }
 }
 
 /// Waits for work; empty at the end. Items are moved without an allocation, which could fail.
-std::list<Worker::Item> Worker::takeNext() {
-  std::list<Item> item;
+Worker::Items::node_type Worker::takeNext() {
   std::unique_lock<std::mutex> lock(m_mutex);
   m_changed.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
-  if (!m_isEnding) {
-    item.splice(item.end(), m_waiting, m_waiting.begin());
-  }
-  return item;
+  return m_isEnding ? Items::node_type() : m_waiting.extract(m_waiting.begin());
 }
 
-void Worker::finish(std::list<Item> item) {
+void Worker::finish(Items::node_type item) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_finished.splice(m_finished.end(), item);
+    m_finished.insert(std::move(item));
   }
   m_event.raise();
 }

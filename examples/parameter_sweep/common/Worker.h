@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <list>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -28,7 +28,7 @@ class Worker {
 
   /// `work` must not throw. Once it has been done, `poll` calls `done`. Returns a number for `forget`.
   std::uint64_t run(Action work, Action done);
-  /// Forgets work that waits; false when it has begun.
+  /// Forgets work that waits, `done` too; false when it has begun.
   bool forget(std::uint64_t number);
 
   /// Becomes readable when `poll` has something to call.
@@ -37,22 +37,22 @@ class Worker {
 
  private:
   struct Item {
-    std::uint64_t number = 0;
     Action work;
     Action done;
   };
+  using Items = std::map<std::uint64_t, Item>;  ///< by their numbers, in their order
 
   void work();
-  std::list<Item> takeNext();
-  void finish(std::list<Item> item);
+  Items::node_type takeNext();
+  void finish(Items::node_type item);
 
   const EventDescriptor m_event;
   std::uint64_t m_lastNumber = 0;
 
   std::mutex m_mutex;  ///< guards what follows
   std::condition_variable m_changed;
-  std::list<Item> m_waiting;
-  std::list<Item> m_finished;
+  Items m_waiting;
+  Items m_finished;
   bool m_isEnding = false;
 
   std::thread m_thread;  ///< last: it uses all the others

@@ -252,11 +252,11 @@ void JobTable::prepare(ActiveJob& job, std::size_t room) {
     if (part.phase == PartPhase::Queued && m_clocks.now() >= part.notBefore) {
       beginTry(part);
       setPhase(job, part, PartPhase::Preparing);
-      part.preparation = ++m_lastPreparation;
-      const auto done = [this, run = makeRun(job, part), number = part.preparation](const std::string& error) {
-        prepared(run, number, error);
-      };
-      m_preparer.prepare(job.record, part.record, files(job, part), done);
+      part.preparation =
+          m_preparer.prepare(job.record, part.record, files(job, part),
+                             [this, run = makeRun(job, part)](std::uint64_t number, const std::string& error) {
+                               prepared(run, number, error);
+                             });
       --room;
     }
   }

@@ -155,7 +155,6 @@ class JobTable {
   PassingFault m_runFault{"run parts of jobs"};
   PassingFault m_readFault{"read what job programs left"};
   std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
-  std::uint64_t m_lastPreparation = 0;
   PartPreparer m_preparer;
 };
 

@@ -327,6 +327,9 @@ void JobTable::jobEnded(const Key& id, const JobStatus& status) {
   s_logger.logINFO(aboutJob(status.jobId, toText(status.state)), __FILE__, __func__, __LINE__);
   endRuns(job);
   for (ActivePart& part : job.parts) {
+    if (part.phase == PartPhase::Preparing) {
+      m_preparer.forget(part.preparation);
+    }
     if (part.phase != PartPhase::Finished) {
       removeFiles(job, part);
     }

@@ -40,18 +40,24 @@ void writeInput(PackageReader& reader, const Request& sweep, const PartRecord& p
 
 PartPreparer::PartPreparer(const std::filesystem::path& database) : m_database(database) { m_database.refuseChanges(); }
 
-void PartPreparer::prepare(const JobRecord& job, const PartRecord& part, const PartFiles& files, const Done& done) {
-  const auto error = std::make_shared<std::string>();
+std::uint64_t PartPreparer::prepare(const JobRecord& job, const PartRecord& part, const PartFiles& files,
+                                    const Done& done) {
+  struct Outcome {
+    std::uint64_t number = 0;
+    std::string error;  // of the worker, until it is done
+  };
+  const auto outcome = std::make_shared<Outcome>();
   const Request sweep{RequestKind::Compute, job.status.jobId, {job.expression, {}}};
-  m_worker.run(
-      [this, sweep, part, files, error] {
+  outcome->number = m_worker.run(
+      [this, sweep, part, files, outcome] {
         try {
           writeInput(m_packages, sweep, part, files);
         } catch (const std::exception& exception) {
-          *error = exception.what();
+          outcome->error = exception.what();
         }
       },
-      [done, error] { done(*error); });
+      [done, outcome] { done(outcome->number, outcome->error); });
+  return outcome->number;
 }
 
 }  // namespace ParameterSweep
