@@ -157,13 +157,13 @@ std::shared_ptr<spdlog::logger> makeTarget(const std::vector<spdlog::sink_ptr>& 
 
 void installJobLogging(LogDelivery delivery) {
   const std::shared_ptr<spdlog::logger> current = spdlog::default_logger();
+  const std::shared_ptr<spdlog::logger> target = makeTarget(current->sinks(), delivery);
   const char* const format = std::getenv("DV_LOG_FORMAT");  // NOLINT(concurrency-mt-unsafe): there is one thread yet
   if (format != nullptr && std::string_view(format) == "json") {
     for (const spdlog::sink_ptr& sink : current->sinks()) {
       sink->set_formatter(std::make_unique<JobJsonFormatter>());
     }
   }
-  const std::shared_ptr<spdlog::logger> target = makeTarget(current->sinks(), delivery);
   target->set_level(spdlog::level::trace);
   auto front = std::make_shared<spdlog::logger>("", std::make_shared<ShorteningSink>(target));
   front->set_level(current->level());
