@@ -82,7 +82,7 @@ class Cluster {
   std::string configuration() const {
     return "ClusterName=one\nSlurmctldHost=localhost(127.0.0.1)\nSlurmUser=root\nSlurmdUser=root\n"
            // A job that is put back into the queue waits as long as a credential is valid.
-           "AuthType=auth/none\nAuthInfo=cred_expire=5\nCredType=cred/none\n"
+           "AuthType=auth/none\nAuthInfo=cred_expire=15\nCredType=cred/none\n"
            "CommunicationParameters=NoInAddrAny,NoCtldInAddrAny\n"
            "ProctrackType=proctrack/linuxproc\nTaskPlugin=task/none\nJobAcctGatherType=jobacct_gather/none\n"
            "AccountingStorageType=accounting_storage/none\nSelectType=select/cons_tres\n"

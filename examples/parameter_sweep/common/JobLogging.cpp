@@ -158,7 +158,7 @@ std::shared_ptr<spdlog::logger> makeTarget(const std::vector<spdlog::sink_ptr>& 
 void installJobLogging(LogDelivery delivery) {
   const std::shared_ptr<spdlog::logger> current = spdlog::default_logger();
   const std::shared_ptr<spdlog::logger> target = makeTarget(current->sinks(), delivery);
-  const char* const format = std::getenv("DV_LOG_FORMAT");  // NOLINT(concurrency-mt-unsafe): there is one thread yet
+  const char* const format = std::getenv("DV_LOG_FORMAT");  // NOLINT(concurrency-mt-unsafe): nobody sets it
   if (format != nullptr && std::string_view(format) == "json") {
     for (const spdlog::sink_ptr& sink : current->sinks()) {
       sink->set_formatter(std::make_unique<JobJsonFormatter>());
