@@ -470,6 +470,48 @@ TEST_F(JobTableTest, InputsThatWaitToBeWrittenAreForgottenWithTheirJob) {
   ::close(inputOfCancelled);
 }
 
+TEST_F(JobTableTest, FilesThatAKilledProgramHadBegunGoWithTheirJob) {
+  const SweepJobId cancelled = submit();
+  settle();
+  const std::string unfinished = files(lastRun()).result.string() + ".7.new";
+  std::ofstream(unfinished) << "half";
+  m_engine->m_isLeft = true;
+  m_table->cancel(cancelled, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
+  settle();
+  EXPECT_TRUE(std::filesystem::exists(unfinished)) << "the program has not ended";
+  m_engine->m_isLeft = false;
+  settle();
+  EXPECT_TRUE(std::filesystem::is_empty(m_settings.spool / "jobs"));
+
+  const SweepJobId finished = submit();
+  settle();
+  std::ofstream(files(lastRun()).result.string() + ".7.new") << "half";
+  std::ofstream(files(lastRun()).output) << "kept";
+  finish(lastRun());
+  EXPECT_EQ(state(finished), JobState::Finished);
+  EXPECT_FALSE(std::filesystem::exists(files(lastRun()).result.string() + ".7.new"));
+  EXPECT_EQ(TestSupport::TemporaryFolder::read(files(lastRun()).output), "kept");
+}
+
+TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
+  const SweepJobId ended = submit();
+  settle();
+  finish(lastRun());
+  const PartFiles ofEnded(m_settings.spool, ended, 1, 1);
+  const PartFiles ofRemoved(m_settings.spool, SweepJobId(), 1, 1);
+  for (const PartFiles& files : {ofEnded, ofRemoved}) {
+    std::filesystem::create_directories(files.folder);
+    std::ofstream(siblingOf(files.input)) << "half";
+    std::ofstream(files.result) << "late";
+  }
+  std::filesystem::create_directories(m_settings.spool / "jobs" / "something else");
+  begin();
+  settle();
+  EXPECT_FALSE(std::filesystem::exists(ofEnded.folder));
+  EXPECT_FALSE(std::filesystem::exists(ofRemoved.folder));
+  EXPECT_TRUE(std::filesystem::exists(m_settings.spool / "jobs" / "something else"));
+}
+
 TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {
   const SweepJobId jobId = submit();
   settle();

@@ -276,7 +276,7 @@ void JobTable::prepared(const Run& run, std::uint64_t preparation, const std::st
   if (isWanted && !error.empty()) {
     cannotStart(*job, *part, error);
   } else if (findJob(run.jobId.getUniqueId()) == nullptr) {
-    removeRemains(run);  // its job ended meanwhile
+    removeRemains(run.jobId);  // its job ended meanwhile
   } else if (isWanted) {
     setPhase(*job, *part, PartPhase::Starting);
     m_prepared.emplace_back(run.jobId.getUniqueId(), run.part);

@@ -128,7 +128,7 @@ class JobTable {
   std::vector<LogMessage> tryReadLog(const ActiveJob& job, ActivePart& part) const;
   std::vector<LogMessage> tryReadLogs(ActiveJob& job) const;
   void removeFiles(const ActiveJob& job, const ActivePart& part) const;
-  void removeRemains(const Run& run) const;
+  void removeRemains(const SweepJobId& jobId) const;
   void endRuns(const ActiveJob& job);
   void forgetStrays();
   void cleanNext();

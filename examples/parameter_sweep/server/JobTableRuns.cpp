@@ -32,15 +32,44 @@ std::string describe(const ActiveJob& job, const ActivePart& part) {
   return job.parts.size() == 1 ? "" : "part " + std::to_string(part.record.number) + ": ";
 }
 
+void removeIfEmpty(const fs::path& output) {
+  std::error_code error;
+  if (fs::file_size(output, error) == 0) {
+    fs::remove(output, error);
+  }
+}
+
 /// What programs wrote to their standard output and error stays.
 void remove(const PartFiles& files) {
   std::error_code error;
   for (const fs::path& file : {files.input, files.progress, files.log, files.result}) {
     fs::remove(file, error);
   }
-  if (fs::file_size(files.output, error) == 0) {
-    fs::remove(files.output, error);
+  removeIfEmpty(files.output);
+}
+
+/// The files of all parts, those too that a program or a server was killed while it wrote them. The folder goes unless
+/// something is left in it.
+void removeAll(const fs::path& folder) {
+  static const std::regex s_files(R"(\d+\.\d+\.(?:(?:input|progress|log|result)(?:\.\d+\.new)?|(output)))");
+  std::error_code error;
+  std::vector<fs::path> found;
+  for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator(); next.increment(error)) {
+    found.push_back(next->path());
   }
+  for (const fs::path& file : found) {
+    const std::string name = file.filename().string();
+    std::smatch match;
+    if (!std::regex_match(name, match, s_files)) {
+      continue;
+    }
+    if (match[1].matched) {
+      removeIfEmpty(file);
+    } else {
+      fs::remove(file, error);
+    }
+  }
+  fs::remove(folder, error);
 }
 
 }  // namespace
@@ -335,10 +364,9 @@ void JobTable::jobEnded(const Key& id, const JobStatus& status) {
     }
     setPhase(job, part, PartPhase::Finished);  // takes it out of all sets
   }
-  std::error_code ignored;
-  fs::remove(JobFolder(m_settings.spool, status.jobId).path, ignored);  // unless files are left in it
   m_jobs.erase(found);
   m_changed[id] = status;
+  removeRemains(status.jobId);
 }
 
 void JobTable::endRuns(const ActiveJob& job) {
@@ -356,14 +384,19 @@ void JobTable::endRuns(const ActiveJob& job) {
 
 /// What the store knows of runs that were told to end goes once nothing is left of them, and what they still wrote.
 void JobTable::forgetStrays() {
+  std::map<Key, SweepJobId> jobs;
   for (auto next = m_strays.begin(); next != m_strays.end();) {
     if (m_engine.isLeft(*next)) {
       ++next;
       continue;
     }
-    removeRemains(*next);
+    remove({m_settings.spool, next->jobId, next->part, next->attempt});
+    jobs.emplace(next->jobId.getUniqueId(), next->jobId);
     m_writer.write(ForgetRun{next->jobId, next->part, next->attempt}, StoreWriter::Patience::Forever, [](Stored) {});
     next = m_strays.erase(next);
+  }
+  for (const auto& [id, jobId] : jobs) {
+    removeRemains(jobId);
   }
 }
 
@@ -486,29 +519,24 @@ void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& 
 
 void JobTable::removeFiles(const ActiveJob& job, const ActivePart& part) const { remove(files(job, part)); }
 
-/// What a run of a job that has ended left.
-void JobTable::removeRemains(const Run& run) const {
-  const PartFiles files(m_settings.spool, run.jobId, run.part, run.attempt);
-  remove(files);
-  std::error_code ignored;
-  fs::remove(files.folder, ignored);  // unless files are left in it
+/// Removes what is left of a job, once it and all its runs have ended.
+void JobTable::removeRemains(const SweepJobId& jobId) const {
+  const auto stray = m_strays.lower_bound({jobId, 0, 0});
+  const bool isRunLeft = stray != m_strays.end() && stray->jobId.getUniqueId() == jobId.getUniqueId();
+  if (!isRunLeft && find(jobId) == nullptr) {
+    removeAll(JobFolder(m_settings.spool, jobId).path);
+  }
 }
 
-/// Removes what an earlier server or its job programs left of jobs that have ended.
+/// Removes what an earlier server or its job programs left of jobs that have ended, or have been removed since.
 void JobTable::cleanNext() {
-  static const std::regex s_remains(R"(\d+\.\d+\.(input|progress|log|result)(\.\d+\.new)?)");
   for (int count = 0; count < c_cleanedAtOnce && m_cleaning != fs::directory_iterator(); ++count) {
     std::error_code error;
     try {
       const fs::path folder = m_cleaning->path();
       const std::optional<JobRecord> job = m_store.find(SweepJobId::fromText(folder.filename().string()));
-      if (job && isEnd(job->status.state)) {
-        for (const auto& entry : fs::directory_iterator(folder)) {
-          if (std::regex_match(entry.path().filename().string(), s_remains)) {
-            fs::remove(entry.path(), error);
-          }
-        }
-        fs::remove(folder, error);
+      if (!job || isEnd(job->status.state)) {
+        removeAll(folder);
       }
     } catch (const std::exception& exception) {
       s_logger.logDEBUG(std::string("ignoring: ") + exception.what(), __FILE__, __func__, __LINE__);
