@@ -310,6 +310,21 @@ TEST_F(JobTableTest, ShortageCostsNoTryHowLongItMayLast) {
   EXPECT_EQ(m_table->getStartError(), "");
 }
 
+TEST_F(JobTableTest, ShortageThatHitsManyStartsAtOncePausesThemOnce) {
+  m_engine->m_room = 16;
+  m_engine->m_refusal = std::make_unique<RunReport>();
+  m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
+  m_engine->m_refusal->isShortage = true;
+  const SweepJobId jobId = submit(16);
+  settle();
+  EXPECT_EQ(m_engine->m_all.size(), 16U);
+  m_engine->m_refusal.reset();
+  m_clock.pass(milliseconds(1100));
+  settle();
+  EXPECT_EQ(m_engine->m_started.size(), 16U);
+  EXPECT_EQ(state(jobId), JobState::Running);
+}
+
 TEST_F(JobTableTest, LauncherThatCannotStartFailsTheJobAfterItsTries) {
   m_engine->m_refusal = std::make_unique<RunReport>();
   m_engine->m_refusal->kind = RunReport::Kind::NotStarted;

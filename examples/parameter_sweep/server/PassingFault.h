@@ -22,7 +22,10 @@ class PassingFault {
     if (m_failures == 0) {
       logger().logERROR("cannot " + m_what + " now, will retry: " + reason, __FILE__, __func__, __LINE__);
     }
-    m_next = now + pauseAfter(++m_failures);
+    // Calls that were made together count once.
+    if (isOver(now)) {
+      m_next = now + pauseAfter(++m_failures);
+    }
     m_reason = reason;
   }
 
