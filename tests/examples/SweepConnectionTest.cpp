@@ -1,5 +1,9 @@
+#include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/client/Channel.h>
+#include <examples/parameter_sweep/client/ServerConnection.h>
+#include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
+#include <examples/parameter_sweep/common/SweepSchema.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -10,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 #include <zmq.hpp>
 
 namespace {
@@ -55,6 +60,20 @@ class Listener {
   void awaitConnection() {
     zmq::message_t event;
     ASSERT_TRUE(m_monitor.recv(event));
+  }
+
+  /// Answers the next request and returns its id; empty when there is none for a while.
+  std::string answer() {
+    zmq::message_t sender;
+    zmq::message_t text;
+    m_socket.set(zmq::sockopt::rcvtimeo, 10000);
+    if (!m_socket.recv(sender) || !m_socket.recv(text)) {
+      return {};
+    }
+    const std::string id = readRequestPackage(text.to_string()).id;
+    m_socket.send(sender, zmq::send_flags::sndmore);
+    m_socket.send(zmq::buffer(writeReplyPackage({ServerHealth{}, id}, "test")), zmq::send_flags::none);
+    return id;
   }
 
   /// Sends the next message back to where it came from.
@@ -205,6 +224,46 @@ TEST(SweepConnectionTest, ConnectionThatWasLostAndMadeAgainMeanwhileIsALostOne) 
   server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
   server->awaitConnection();
   EXPECT_THROW(channel.send("two", in(c_patience)), ConnectionLost);
+}
+
+TEST(SweepConnectionTest, RequestsWithoutAnAnswerAreSentAgainInTheirOrderWhereverTheLossShows) {
+  constexpr int c_requests = 10;
+  constexpr int c_ahead = 8;
+  const Drelvan::ParserSession parser{SweepSchema()};
+  std::vector<Request> requests;
+  for (int count = 0; count < c_requests; ++count) {
+    requests.push_back({RequestKind::Ping});
+  }
+  auto server = std::make_unique<Listener>();
+  const std::string port = server->port();
+  ServerConnection connection({"127.0.0.1:" + port, 60, {}});
+  std::vector<std::string> received;
+  int given = 0;
+  const auto next = [&]() -> std::optional<Request> {
+    if (given == c_ahead) {
+      server->answer();
+      server->answer();
+    } else if (given == c_requests - 1) {  // one of the answers has been received
+      server.reset();
+      server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
+      server->awaitConnection();
+    } else if (given == c_requests) {
+      while (received.empty() || received.back() != requests.back().id) {
+        received.push_back(server->answer());
+        if (received.back().empty()) {
+          break;
+        }
+      }
+      return std::nullopt;
+    }
+    return requests[static_cast<std::size_t>(given++)];
+  };
+  connection.askInTurn<ServerHealth>(next);
+  // Whether the second answer came in time is not known.
+  ASSERT_TRUE(received.size() == c_requests - 1U || received.size() == c_requests - 2U) << received.size();
+  for (std::size_t index = 0; index < received.size(); ++index) {
+    EXPECT_EQ(received[index], requests[c_requests - received.size() + index].id) << index;
+  }
 }
 
 TEST(SweepConnectionTest, HostWithSeveralAddressesIsReachedAtTheOneThatAnswers) {
