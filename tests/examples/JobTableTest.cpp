@@ -466,12 +466,12 @@ TEST_F(JobTableTest, InputsThatWaitToBeWrittenAreForgottenWithTheirJob) {
   const SweepJobId busy = submit();
   const std::filesystem::path pipeOfBusy = makePipeForInput(busy);
   const SweepJobId cancelled = submit();
-  const int inputOfCancelled = ::open(makePipeForInput(cancelled).c_str(), O_RDONLY | O_NONBLOCK);
   m_table->poll();
   ASSERT_TRUE(m_table->isPreparing());
   m_table->cancel(cancelled, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
   awaitStored();
   EXPECT_EQ(state(cancelled), JobState::Cancelled);
+  const int inputOfCancelled = ::open(makePipeForInput(cancelled).c_str(), O_RDONLY | O_NONBLOCK);
   const int inputOfBusy = ::open(pipeOfBusy.c_str(), O_RDONLY | O_NONBLOCK);  // lets it be written
   settle();
   const SweepJobId last = submit();  // prepared after both
