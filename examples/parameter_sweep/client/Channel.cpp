@@ -29,6 +29,7 @@ Channel::~Channel() { close(); }
 void Channel::open() {
   m_isReached = false;
   m_isConnected = false;
+  m_isUsed = false;
   m_isLost = false;
   m_isNextAddressDue = false;
   m_socket = zmq::socket_t(m_context, zmq::socket_type::dealer);
@@ -82,7 +83,6 @@ void Channel::connect(Clock::time_point deadline) {
       open();
     }
   }
-  m_isLost = false;  // before anything was sent
 }
 
 void Channel::send(const std::string& package, Clock::time_point deadline) {
@@ -92,6 +92,7 @@ void Channel::send(const std::string& package, Clock::time_point deadline) {
       fail("no answer from " + m_address.toText() + ": the server takes nothing more; try again later");
     }
   }
+  m_isUsed = true;
 }
 
 std::string Channel::receive(Clock::time_point deadline) {
@@ -167,7 +168,7 @@ void Channel::onEvent(std::uint16_t event) {
       close();
       throw SweepFailure(FailureKind::AccessRefused, server + " does not take this client; check the port and --keys");
     default:
-      m_isLost = m_isLost || m_isConnected;
+      m_isLost = m_isUsed;
       m_isConnected = false;
   }
 }

@@ -34,7 +34,7 @@ class Channel {
   Channel& operator=(const Channel&) = delete;
   ~Channel();
 
-  /// Waits until the server has taken the connection. Returns at once when it has.
+  /// Waits until the server has taken the connection. Returns at once when it has. Throws as `send`.
   void connect(Clock::time_point deadline);
 
   /// Sends a package over the connection, which is made first if need be. Throws
@@ -70,7 +70,8 @@ class Channel {
   zmq::socket_t m_monitor;
   bool m_isReached = false;  ///< something takes the connection
   bool m_isConnected = false;
-  bool m_isLost = false;  ///< it was connected, and has not been all the time since
+  bool m_isUsed = false;  ///< something was sent
+  bool m_isLost = false;  ///< and the connection did not stay
   bool m_isNextAddressDue = false;
 };
 

@@ -29,12 +29,12 @@ void RemoteJob::followAll(ServerConnection& connection, const std::vector<Remote
     open.erase(std::remove_if(open.begin(), open.end(), [](const auto* job) { return isEnd(job->getState()); }),
                open.end());
   };
-  bool isAsked = false;
+  bool areFollowed = false;
   for (removeEnded(); !open.empty(); removeEnded()) {
-    if (!std::exchange(isAsked, true) || !connection.isFollowing()) {
-      for (const RemoteJob* job : open) {
-        connection.follow(job->m_status.jobId, job->m_status.server);
-      }
+    if (!areFollowed || !connection.isFollowing()) {
+      areFollowed = std::all_of(open.begin(), open.end(), [&](const RemoteJob* job) {
+        return connection.follow(job->m_status.jobId, job->m_status.server);
+      });
     }
     if (const auto progress = connection.receiveProgress(c_silence)) {
       std::for_each(open.begin(), open.end(), [&](RemoteJob* job) { job->updateIfIts(*progress); });

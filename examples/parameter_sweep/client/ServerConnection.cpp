@@ -122,16 +122,22 @@ ReplyContent ServerConnection::exchange(const Requests& next) {
   return last;
 }
 
-void ServerConnection::follow(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
+bool ServerConnection::follow(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
   // A port that could not be reached may never be; do not wait for it again.
   const auto patience = m_progress ? std::chrono::milliseconds(0) : c_patienceForProgress;
   try {
     if (!m_progress) {
       m_progress.emplace(ServerAddress{m_address.host, std::to_string(server.getPublisherPort())}, m_settings.keys);
     }
-    m_progress->send(writeRequestPackage({RequestKind::Follow, jobId}), Channel::Clock::now() + patience);
+    const std::string package = writeRequestPackage({RequestKind::Follow, jobId});
+    try {
+      m_progress->send(package, Channel::Clock::now() + patience);
+    } catch (const ConnectionLost&) {
+      m_progress->send(package, Channel::Clock::now() + c_patienceForProgress);
+    }
+    return true;
   } catch (const SweepFailure&) {
-    // The state can still be asked for.
+    return false;  // the state can still be asked for
   }
 }
 

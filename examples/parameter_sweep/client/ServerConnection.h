@@ -52,8 +52,8 @@ class ServerConnection {
     throw SweepFailure(FailureKind::Internal, "the server answered with something else than was asked for");
   }
 
-  /// Asks for the progress of a job at the port that `server` names. Does nothing when that port cannot be reached.
-  void follow(const SweepJobId& jobId, const Drelvan::HostInfo& server);
+  /// Asks for the progress of a job at the port that `server` names. False when that port cannot be reached now.
+  bool follow(const SweepJobId& jobId, const Drelvan::HostInfo& server);
   /// Whether the progress of the followed jobs still comes.
   bool isFollowing() const { return m_progress && m_progress->isConnected(); }
 
