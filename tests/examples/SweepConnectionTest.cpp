@@ -64,26 +64,23 @@ class Listener {
     ASSERT_TRUE(m_monitor.recv(event));
   }
 
-  /// The next request; one of no kind that is sent when there is none for a while.
-  Request receive() {
-    zmq::message_t sender;
+  /// The next request, which is `Status` when none comes for a while; `sender` gets the connection that it came over.
+  Request receive(zmq::message_t& sender) {
     zmq::message_t text;
     m_socket.set(zmq::sockopt::rcvtimeo, 10000);
     return m_socket.recv(sender) && m_socket.recv(text) ? readRequestPackage(text.to_string()) : Request();
   }
 
-  /// Answers the next request and returns its id; empty when there is none for a while.
+  /// Answers the next request, which must be a `Ping`, and returns its id; empty when there is none for a while.
   std::string answer() {
     zmq::message_t sender;
-    zmq::message_t text;
-    m_socket.set(zmq::sockopt::rcvtimeo, 10000);
-    if (!m_socket.recv(sender) || !m_socket.recv(text)) {
+    const Request request = receive(sender);
+    if (request.kind != RequestKind::Ping) {
       return {};
     }
-    const std::string id = readRequestPackage(text.to_string()).id;
     m_socket.send(sender, zmq::send_flags::sndmore);
-    m_socket.send(zmq::buffer(writeReplyPackage({ServerHealth{}, id}, "test")), zmq::send_flags::none);
-    return id;
+    m_socket.send(zmq::buffer(writeReplyPackage({ServerHealth{}, request.id}, "test")), zmq::send_flags::none);
+    return request.id;
   }
 
   /// Sends the next message back to where it came from.
@@ -101,6 +98,20 @@ class Listener {
   zmq::socket_t m_socket{m_context, zmq::socket_type::router};
   zmq::socket_t m_monitor{m_context, zmq::socket_type::pair};
 };
+
+void expectEcho(Channel& channel, Listener& server, const std::string& package) {
+  channel.send(package, in(c_patience));
+  server.echo();
+  EXPECT_EQ(channel.receive(in(c_patience)), package);
+}
+
+/// Ends the listener and has another one take connections at its port.
+void restart(std::unique_ptr<Listener>& listener) {
+  const std::string port = listener->port();
+  listener.reset();
+  listener = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
+  listener->awaitConnection();
+}
 
 /// What the wait for an answer ends with.
 SweepFailure failureOf(Channel& channel, Channel::Clock::duration patience) {
@@ -174,9 +185,7 @@ TEST(SweepConnectionTest, LostConnectionIsAFailureAndTheNextPackageMakesANewOne)
   auto server = std::make_unique<Listener>();
   const std::string port = server->port();
   Channel channel({"127.0.0.1", port}, {});
-  channel.send("one", in(c_patience));
-  server->echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  expectEcho(channel, *server, "one");
   channel.send("two", in(c_patience));
   server.reset();
   try {
@@ -192,18 +201,14 @@ TEST(SweepConnectionTest, LostConnectionIsAFailureAndTheNextPackageMakesANewOne)
     EXPECT_NE(failure.getMessage().find("nothing was sent"), std::string::npos) << failure.getMessage();
   }
   server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
-  channel.send("three", in(c_patience));
-  server->echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "three");
+  expectEcho(channel, *server, "three");
 }
 
 TEST(SweepConnectionTest, LossThatIsSeenWhenThePackageIsSentIsAFailureToo) {
   auto server = std::make_unique<Listener>();
   const std::string port = server->port();
   Channel channel({"127.0.0.1", port}, {});
-  channel.send("one", in(c_patience));
-  server->echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  expectEcho(channel, *server, "one");
   server.reset();
   // What is sent until the loss is seen waits in the socket.
   bool isRefused = false;
@@ -218,21 +223,15 @@ TEST(SweepConnectionTest, LossThatIsSeenWhenThePackageIsSentIsAFailureToo) {
   ASSERT_TRUE(isRefused);
   EXPECT_FALSE(channel.isConnected());
   server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
-  channel.send("three", in(c_patience));
-  server->echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "three") << "nothing old comes first";
+  expectEcho(channel, *server, "three");  // nothing old comes first
 }
 
 TEST(SweepConnectionTest, ConnectionThatWasLostAndMadeAgainMeanwhileIsALostOne) {
   auto server = std::make_unique<Listener>();
   const std::string port = server->port();
   Channel channel({"127.0.0.1", port}, {});
-  channel.send("one", in(c_patience));
-  server->echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "one");
-  server.reset();
-  server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
-  server->awaitConnection();
+  expectEcho(channel, *server, "one");
+  restart(server);
   EXPECT_THROW(channel.send("two", in(c_patience)), ConnectionLost);
 }
 
@@ -254,9 +253,7 @@ TEST(SweepConnectionTest, RequestsWithoutAnAnswerAreSentAgainInTheirOrder) {
       server->answer();
       server->answer();
     } else if (given == c_requests - 1) {  // one of the answers has been received, the other one has arrived
-      server.reset();
-      server = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
-      server->awaitConnection();
+      restart(server);
     } else if (given == c_requests) {
       while (received.empty() || received.back() != requests.back().id) {
         received.push_back(server->answer());
@@ -289,9 +286,7 @@ TEST(SweepConnectionTest, ProgressOfAllJobsIsAskedForAgainAfterALoss) {
   while (!followAll()) {
   }
   EXPECT_TRUE(connection.isFollowing());
-  publisher.reset();
-  publisher = std::make_unique<Listener>("127.0.0.1", std::nullopt, port);
-  publisher->awaitConnection();
+  restart(publisher);
   connection.receiveProgress(c_short);
   EXPECT_FALSE(connection.isFollowing());
   while (!followAll()) {
@@ -299,7 +294,8 @@ TEST(SweepConnectionTest, ProgressOfAllJobsIsAskedForAgainAfterALoss) {
   EXPECT_TRUE(connection.isFollowing());
   std::set<std::string> missing{jobs[0].getUniqueId(), jobs[1].getUniqueId()};
   while (!missing.empty()) {  // one may be asked for twice
-    const Request request = publisher->receive();
+    zmq::message_t sender;
+    const Request request = publisher->receive(sender);
     ASSERT_EQ(request.kind, RequestKind::Follow);
     missing.erase(request.jobId.getUniqueId());
   }
@@ -308,9 +304,7 @@ TEST(SweepConnectionTest, ProgressOfAllJobsIsAskedForAgainAfterALoss) {
 TEST(SweepConnectionTest, HostWithSeveralAddressesIsReachedAtTheOneThatAnswers) {
   Listener server;
   Channel channel({"localhost", server.port()}, {});
-  channel.send("one", in(c_patience));
-  server.echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  expectEcho(channel, server, "one");
 }
 
 TEST(SweepConnectionTest, AddressesOfIpVersion6AreReached) {
@@ -321,9 +315,7 @@ TEST(SweepConnectionTest, AddressesOfIpVersion6AreReached) {
     GTEST_SKIP() << "this machine has no IPv6: " << error.what();
   }
   Channel channel(ServerAddress::fromText("[::1]:" + server->port()), {});
-  channel.send("one", in(c_patience));
-  server->echo();
-  EXPECT_EQ(channel.receive(in(c_patience)), "one");
+  expectEcho(channel, *server, "one");
 }
 
 TEST(SweepConnectionTest, PackagesThatMayComeAreWaitedForWithoutAFailure) {
