@@ -359,9 +359,6 @@ void JobTable::jobEnded(const Key& id, const JobStatus& status) {
     if (part.phase == PartPhase::Preparing) {
       m_preparer.forget(part.preparation);
     }
-    if (part.phase != PartPhase::Finished) {
-      removeFiles(job, part);
-    }
     setPhase(job, part, PartPhase::Finished);  // takes it out of all sets
   }
   m_jobs.erase(found);
