@@ -117,6 +117,13 @@ class JobTableTest : public testing::Test {
     settle();
   }
 
+  void refuseStarts(const std::string& reason, bool isShortage) {
+    m_engine->m_refusal = std::make_unique<RunReport>();
+    m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
+    m_engine->m_refusal->reason = reason;
+    m_engine->m_refusal->isShortage = isShortage;
+  }
+
   /// A pipe in place of what becomes the input of the job's first part. To write it waits until somebody reads.
   std::filesystem::path makePipeForInput(const SweepJobId& jobId) const {
     const PartFiles files(m_settings.spool, jobId, 1, 1);
@@ -292,10 +299,7 @@ TEST_F(JobTableTest, ClockThatIsSetNeitherEndsAJobNorSparesIt) {
 }
 
 TEST_F(JobTableTest, ShortageCostsNoTryHowLongItMayLast) {
-  m_engine->m_refusal = std::make_unique<RunReport>();
-  m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
-  m_engine->m_refusal->isShortage = true;
-  m_engine->m_refusal->reason = "Resource temporarily unavailable";
+  refuseStarts("Resource temporarily unavailable", true);
   const SweepJobId jobId = submit();
   for (int round = 0; round < 20; ++round) {
     settle();
@@ -312,9 +316,7 @@ TEST_F(JobTableTest, ShortageCostsNoTryHowLongItMayLast) {
 
 TEST_F(JobTableTest, ShortageThatHitsManyStartsAtOncePausesThemOnce) {
   m_engine->m_room = 16;
-  m_engine->m_refusal = std::make_unique<RunReport>();
-  m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
-  m_engine->m_refusal->isShortage = true;
+  refuseStarts("Resource temporarily unavailable", true);
   const SweepJobId jobId = submit(16);
   settle();
   EXPECT_EQ(m_engine->m_all.size(), 16U);
@@ -326,9 +328,7 @@ TEST_F(JobTableTest, ShortageThatHitsManyStartsAtOncePausesThemOnce) {
 }
 
 TEST_F(JobTableTest, LauncherThatCannotStartFailsTheJobAfterItsTries) {
-  m_engine->m_refusal = std::make_unique<RunReport>();
-  m_engine->m_refusal->kind = RunReport::Kind::NotStarted;
-  m_engine->m_refusal->reason = "cannot start '/nowhere'";
+  refuseStarts("cannot start '/nowhere'", false);
   const SweepJobId jobId = submit();
   for (int round = 0; round < 3; ++round) {
     settle();
