@@ -55,9 +55,11 @@ class Workplace {
     std::filesystem::create_directory_symlink(REPOSITORY "/examples", m_folder.file("examples"));
     if (page == "writing-a-program.md") {
       std::filesystem::copy(REPOSITORY "/docs/examples/mean", m_folder.path());
+      std::filesystem::create_directory_symlink(PROGRAMS, m_folder.file("build"));
+    } else {
+      std::filesystem::create_directories(m_folder.file("build/first"));
+      std::filesystem::create_symlink(PROGRAMS "/manual-first", m_folder.file("build/first/first"));
     }
-    std::filesystem::create_directory_symlink(PROGRAMS, m_folder.file("build"));
-    std::filesystem::create_symlink(PROGRAMS "/manual-first", m_folder.file("first"));
     std::filesystem::create_symlink(PROGRAMS "/manual-logging", m_folder.file("logging"));
   }
 
