@@ -49,7 +49,7 @@ def median_of(times, name):
 
 
 def ratio(times, name, base):
-    """Median of the processes' ratios of their fastest rounds, and the least and the greatest of them."""
+    """Median of the processes' ratios of their fastest rounds, and the minimum and maximum of them."""
     ratios = [
         min(own) / min(other)
         for own, other in zip(times.get(name, []), times.get(base, []))
@@ -103,7 +103,7 @@ def machine_section(load):
         ["compiler", version(["c++", "--version"])],
         ["load at the end of the runs", load],
     ] + [[name, package_version(name)] for name in packages]
-    return "## Machine and versions\n\n" + table(["", ""], rows)
+    return "## Machine and versions\n\nOf the sections that do not name a machine themselves.\n\n" + table(["", ""], rows)
 
 
 def parse_section(times, package):
@@ -142,9 +142,9 @@ def turns_section(ratios):
             row.append(f"{statistics.median(values):.3f} ({min(values):.3f} to {max(values):.3f})")
         rows.append(row)
     return (
-        "### The library and the bare parser in turns\n\n"
-        "The same ratio, more exactly: turns of about two milliseconds each (one parse of 10 MB), so that what disturbs the one "
-        "disturbs the other. The median of the turns' ratios.\n\n"
+        "### The library and the bare parser, alternating\n\n"
+        "The same ratio, more exactly: the two alternate after about two milliseconds (one parse of 10 MB), so that what disturbs "
+        "the one disturbs the other. The median of the ratios of all pairs.\n\n"
     ) + table(["package"] + list(SIZES.values()), rows)
 
 
@@ -199,8 +199,8 @@ def names_section(path):
                 rows.append([row[1], f"{float(row[3]):.2f} ms, {row[4]}", f"{float(row[5]):.2f} ms, {row[6]}", row[7]])
     return (
         "## Names of one hash\n\n"
-        "Documents whose names all have the same hash in Xerces-C's tables, beside the same documents with other names of the "
-        "same length; not validated, unless it is said.\n\n"
+        "Documents whose names all have the same hash in Xerces-C's tables, compared with the same documents with other "
+        "names of the same length; not validated, unless it is said.\n\n"
     ) + table(["document", "other names", "names of one hash", "ratio"], rows)
 
 
@@ -214,7 +214,7 @@ def set_up_sentence(times):
 
 def memory_section(entries):
     text = "## Memory and allocations of one parse\n\n"
-    text += "The greatest resident size above that before the parse, each in a fresh process, and the number of allocations."
+    text += "The maximum resident size above that before the parse, each in a fresh process, and the number of allocations."
     text += " That of 1 KB is code which the process executes for the first time: its heap does not grow.\n\n"
     for package in ("valid", "invalid"):
         rows = []
@@ -233,7 +233,7 @@ def fragments_section(times):
     for parser in ("library", "bare", "per_package", "libxml2"):
         names = [f"fragments/{parser}/{count}" for count in (0, 10, 100)]
         rows.append([PARSERS[parser]] + [shown(median_of(times, name)) for name in names])
-    text = "## Number of registered fragments\n\nA valid package of 1 KB, with so many fragments more than it needs.\n\n"
+    text = "## Number of registered fragments\n\nA valid package of 1 KB, with this number of additional fragments.\n\n"
     return text + table(["parser", "0", "10", "100"], rows)
 
 
@@ -242,7 +242,7 @@ def threads_section(times):
     for parser, title in (("library", "the library, one instance"), ("bare", "bare parser, one per thread")):
         rates = [1e9 / median_of(times, f"threads/{parser}/{count}") for count in (1, 2, 4, 8)]
         rows.append([title] + [f"{rate:,.0f}/s" for rate in rates])
-    text = "## Threads\n\nValid packages of 1 KB a second, by the clock. The library's parses are serialised; the bare parser "
+    text = "## Threads\n\nValid packages of 1 KB per second, by the clock. The library's parses are serialised; the bare parser "
     return text + "is not safe for threads, so each thread has one.\n\n" + table(["parser", "1", "2", "4", "8"], rows)
 
 
@@ -259,7 +259,7 @@ def values_section(times):
             [own, shown(median_of(times, name)), other, shown(median_of(times, base)), f"{middle:.2f} ({least:.2f} to {greatest:.2f})"]
         )
     text = "## Ids and addresses\n\nAn id has 192 random bits here and 122 there; `isIp` accepts more forms than `inet_pton` does.\n\n"
-    return text + table(["operation", "time", "beside", "time", "ratio"], rows)
+    return text + table(["operation", "time", "compared with", "time", "ratio"], rows)
 
 
 def packages_section(pattern):
@@ -277,9 +277,9 @@ def packages_section(pattern):
         table_rows.append([name, shown(1e3 * statistics.median(hand)), shown(1e3 * statistics.median(own)),
                            f"{statistics.median(ratios):.3f} ({min(ratios):.3f} to {max(ratios):.3f})"])
     text = (
-        "## Packages as values\n\n`PackageDocument`, `ElementReader` and `PackageWriter` beside the same by hand: every value "
-        "read with `XmlUtils` and Xerces-C, and written to a string stream. In turns, as above; a parse takes most of the time "
-        "of the first row.\n\n"
+        "## Packages as values\n\n`PackageDocument`, `ElementReader` and `PackageWriter` compared with the same by hand: every "
+        "value read with `XmlUtils` and Xerces-C, and written to a string stream. Alternating, as above; a parse takes most of "
+        "the time of the first row.\n\n"
     )
     return text + table(["what", "by hand", "library", "ratio"], table_rows)
 
@@ -300,7 +300,7 @@ def copy_section(entries):
     names = list(dict.fromkeys(entry["file"] for entry in entries))
     rows = [copy_row(name, [entry for entry in entries if entry["file"] == name]) for name in names]
     head = ["file", "`FileUtilities::copyFile`", "`cp` and `sync` of the target", "ratio"]
-    return f"## Copies\n\n{len(entries) // len(names)} rounds, in turns.\n\n" + table(head, rows)
+    return f"## Copies\n\n{len(entries) // len(names)} rounds, alternating.\n\n" + table(head, rows)
 
 
 def soak_section(entries):
@@ -310,21 +310,6 @@ def soak_section(entries):
     ]
     head = ["packages", "number", "growth of memory", "lost log entries", "wrong answers"]
     return "## Long runs\n\nGrowth of the resident size after a fiftieth of the run.\n\n" + table(head, rows)
-
-
-# The figures before jobs were kept in a database and sweeps were cut into parts.
-SWEEP_BEFORE = {
-    "submissions of 64 clients, stored durably": "208/s",
-    "files of an ended job": "6",
-    "space of an ended job": "24 KiB",
-    "memory of an ended job": "0.8 KiB",
-    "start to first answer, with 100 000 ended jobs": "12.2 s with 50 000",
-    "status while 1 000 jobs run and 500 more are submitted and start, median": "2.0 ms",
-    "status while 1 000 jobs run and 500 more are submitted and start, 99th percentile": "50 ms",
-    "100 000 x 10 as one part, most memory of the server": "1,300 MiB",
-    "100 000 x 10 as one part, most memory of a job program": "1,300 MiB",
-    "100 000 x 10 as one part, longest wait of another client for a status": "12,000 ms",
-}
 
 
 def middle(figures):
@@ -358,20 +343,18 @@ def sweep_section(path):
                 figures.setdefault(what, []).append(figure)
     text = (
         "## A whole service\n\nThe programs of `examples/parameter_sweep`, by the clock, all on one machine "
-        f"({processor()}, {os.cpu_count()} cores): one client and one server over loopback, beside the parsing of the same "
-        "packages alone and the bare start of a process."
+        f"({processor()}, {os.cpu_count()} cores): one client and one server over loopback, compared with the parsing of "
+        "the same packages alone and the bare start of a process."
     )
     if load:
         text += f" The load of the machine was {load}."
-    if stolen:
+    if stolen and not stolen.startswith("0 s "):
         text += f" Its host gave {stolen} to other machines, which lengthens every wait."
     text += "\n\n" + table(["what", "times", "rate", "median", "99th percentile"], rows)
     text += (
-        "Many clients, many jobs and one large sweep. Before: when each job was a folder with a file for each fact, and a "
-        "sweep one package and one process. Of what was measured several times, the median.\n\n"
+        "Many clients, many jobs and one large sweep. Of what was measured several times, the median.\n\n"
     )
-    medians = [[what, middle(measured), SWEEP_BEFORE.get(what, "")] for what, measured in figures.items()]
-    return text + table(["what", "now", "before"], medians)
+    return text + table(["what", "measured"], [[what, middle(measured)] for what, measured in figures.items()])
 
 
 def replace_sweep_section(results, docs):
@@ -418,7 +401,7 @@ def main(results, docs):
         "The packages are `DV_RequestScript`s with job ids, hosts and parameter vectors; an invalid one lacks one element, halfway. "
         "The library is called with a string, its log at the default level, standard error redirected to /dev/null. Times are processor "
         f"times; ratios are the medians of {processes} processes, in each that of the fastest rounds of all parsers in random order; in "
-        "brackets the least and the greatest of the processes. Freed memory stays with the process.\n\n"
+        "brackets the minimum and maximum of the processes. Freed memory stays with the process.\n\n"
         "## Time of a parse, as a multiple of the bare parser's\n\n"
         "The bare parser has the library's settings and the same cached grammar, and only records whether an error was "
         "reported. It is the baseline, 1.\n\n"
