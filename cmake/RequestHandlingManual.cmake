@@ -48,25 +48,14 @@ foreach(diagram IN LISTS diagrams)
 endforeach()
 add_custom_target(update_manual_diagrams ${update_commands} VERBATIM)
 
-# The page of the parameter sweep shows the help of its programs.
-set(helpful_programs)
-set(help_files)
-if(REQUESTHANDLING_BUILD_EXAMPLES)
-  set(helpful_programs sweep-server sweep-client)
-  set(help_files $<TARGET_FILE:sweep-server> $<TARGET_FILE:sweep-client>)
-endif()
-
 add_custom_target(manual
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual_build}/html ${manual_build}/pages
   COMMAND ${CMAKE_COMMAND} -E make_directory ${manual_build}/diagrams
   COMMAND ${PYTHON3_PROGRAM} ${manual_site}/draw.py --check ${diagrams}
   ${draw_commands}
-  COMMAND ${PYTHON3_PROGRAM} -B ${manual_site}/pages.py prepare ${PROJECT_SOURCE_DIR} ${manual_build} ${MANDOC_PROGRAM} ${help_files}
+  COMMAND ${PYTHON3_PROGRAM} -B ${manual_site}/pages.py prepare ${PROJECT_SOURCE_DIR} ${manual_build} ${MANDOC_PROGRAM}
   COMMAND ${DOXYGEN_PROGRAM} ${manual_build}/Doxyfile
   COMMAND ${PYTHON3_PROGRAM} -B ${manual_site}/pages.py finish ${PROJECT_SOURCE_DIR} ${manual_build}
   COMMAND ${manual_site}/check-links ${LINKCHECKER_PROGRAM} ${manual_build}/html
   COMMAND ${CMAKE_COMMAND} -E echo "The manual: ${manual_build}/html/index.html"
   VERBATIM)
-if(helpful_programs)
-  add_dependencies(manual ${helpful_programs})
-endif()

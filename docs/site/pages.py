@@ -1,13 +1,12 @@
 #!/usr/bin/env python3
 """Makes the pages of the manual ready for Doxygen, and finishes what Doxygen makes of them.
 
-    pages.py prepare ROOT BUILD MANDOC PROGRAM...    ROOT/docs/*.md and some others -> BUILD/pages/*.md
-    pages.py finish ROOT BUILD                       BUILD/html/*.html: navigation, search, files that the pages link to
+    pages.py prepare ROOT BUILD MANDOC    ROOT/docs/*.md and some others -> BUILD/pages/*.md
+    pages.py finish ROOT BUILD            BUILD/html/*.html: navigation, search, files that the pages link to
 
 The pages are plain Markdown with relative links, as a repository browser shows them. Here links to pages become
 references that Doxygen checks, names of classes and operations become links to the reference, and links to other files
-of the repository lead to copies within the site. The page of dvrequest is its man page, made by mandoc; that of the
-parameter sweep ends with the help of its programs, where they are given.
+of the repository lead to copies within the site. The pages of programs are their man pages, made by mandoc.
 """
 
 import html
@@ -15,7 +14,7 @@ import os
 import re
 import sys
 
-import programs
+import man_pages
 import search_index
 
 # Path of a page, its name in the site, its name in the navigation. The order is that of reading.
@@ -26,6 +25,9 @@ PAGES = [
     ("docs/writing-a-program.md", "writing-a-program", "Writing a program"),
     ("docs/packages-and-values.md", "packages-and-values", "Packages and values"),
     ("examples/parameter_sweep/README.md", "parameter-sweep", "Parameter sweep"),
+    ("examples/parameter_sweep/man/sweep-client.1", "sweep-client", "sweep-client"),
+    ("examples/parameter_sweep/man/sweep-server.1", "sweep-server", "sweep-server"),
+    ("examples/parameter_sweep/man/sweep-job.1", "sweep-job", "sweep-job"),
     ("tools/dvrequest/dvrequest.1", "dvrequest", "dvrequest"),
     ("docs/service-layer.md", "service-layer", "Service layer"),
     ("docs/operating.md", "operating", "Operating"),
@@ -34,6 +36,10 @@ PAGES = [
     ("SECURITY.md", "security", "Security"),
     ("docs/api-reference.md", "api-reference", "Reference"),
 ]
+# What the site adds to a man page, which has no drawings.
+ADDITIONS = {
+    "tools/dvrequest/dvrequest.1": "\n## How a file is checked\n\n![From a file to a report](docs/diagrams/check.svg)\n",
+}
 IDS = {path: identifier for path, identifier, _ in PAGES}
 HEADERS = ["Platform/RemoteComputation/Service/RequestHandlingBase",
            "Platform/RemoteComputation/Service/RequestPackages", "service"]
@@ -194,21 +200,20 @@ def refuse_unlisted(root):
             sys.exit(f"docs/{name} has no place in the manual: list it in docs/site/pages.py")
 
 
-def text_of(root, path, mandoc, helpful):
+def text_of(root, path, mandoc):
     """The Markdown of a page, whatever it is made from."""
     full = os.path.join(root, path)
-    if path.endswith(".1"):
-        return programs.man_page(mandoc, full)
-    return read(full) + (programs.help_sections(helpful) if path.startswith("examples/") else "")
+    text = man_pages.man_page(mandoc, full) if path.endswith(".1") else read(full)
+    return text + ADDITIONS.get(path, "")
 
 
-def prepare(root, build, mandoc, *helpful):
+def prepare(root, build, mandoc):
     refuse_unlisted(root)
     names = symbols(root)
     files = set()
     for path, _, _ in PAGES:
         page = Page(root, path, names)
-        write(os.path.join(build, "pages", f"{page.identifier}.md"), page.prepared(text_of(root, path, mandoc, helpful)))
+        write(os.path.join(build, "pages", f"{page.identifier}.md"), page.prepared(text_of(root, path, mandoc)))
         files |= page.files
     write(os.path.join(build, "files.txt"), "".join(f"{path}\n" for path in sorted(files)))
 

@@ -1,4 +1,4 @@
-"""What programs say of themselves, as Markdown with parts in HTML: their man pages and their help."""
+"""Man pages as Markdown with parts in HTML."""
 
 import os
 import re
@@ -38,22 +38,3 @@ def man_page(mandoc, path):
         if body:
             lines += ["@htmlonly[block]", body, "@endhtmlonly", ""]
     return "\n".join(lines) + "\n"
-
-
-def help_block(command):
-    return ["```text", output_of(command + ["--help"]).strip(), "```", ""]
-
-
-def subcommands(program):
-    _, _, listed = output_of([program, "--help"]).partition("Subcommands:\n")
-    return re.findall(r"^  ([\w-]+)", listed, re.M)
-
-
-def help_sections(programs):
-    """A section for each program that holds its help, and that of each of its commands."""
-    lines = []
-    for program in programs:
-        lines += ["", f"## Help of {os.path.basename(program)}", ""] + help_block([program])
-        for name in subcommands(program):
-            lines += help_block([program, name])
-    return "\n".join(lines)
