@@ -68,6 +68,8 @@ const std::map<std::string, std::vector<Treatment>> c_readmes{
        "'amplitude*exp(-damping*time)*cos(frequency*time)' --output result.csv --plot result.svg",
        nullptr, "result.svg"},
       {"sweep-client list"},
+      {"export PATH=$PWD/build/release/bin:$PATH"},
+      {"kill $! && wait $!"},
       {"sweep-server --spool /shared/spool --engine slurm --slurm-options '--partition=long'",
        "needs a cluster; SweepSlurmTest makes one"},
       {"sweep-server keygen --keys keys --client alice", nullptr, "keys/alice.key"},
