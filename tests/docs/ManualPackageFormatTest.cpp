@@ -192,9 +192,9 @@ std::string documentWith(const std::string& place, const std::string& value) {
 std::string verdictOf(const std::string& document) {
   try {
     Document(parser().parse(document));
-    return "good";
+    return "valid";
   } catch (const Drelvan::DvExceptionNested&) {
-    return "refused";
+    return "invalid";
   }
 }
 
