@@ -63,13 +63,13 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "base for the request handling of a remote 
 Request servers, their clients and the job programs that a server starts share
 this library. It turns request and reply packages, XML that is validated
 against one schema to which every program adds fragments of its own, into
-documents and values, and holds up against hostile packages. It also has job
+documents and values, and bounds the cost of hostile packages. It also has job
 ids, host descriptions, file operations with retries, and abstract bases of
 request servers, job logs and the status of remote jobs.
 
 This package contains the shared libraries: the library itself, the one that
 reads and writes packages as typed values on top of it, and the seven of the
-service layer that it stands on.")
+service layer that it uses.")
 # For tools that do not read the file symbols, the file shlibs: a program needs at least the version it was built with.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -111,12 +111,11 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${runtime_package} (>= ${changelog_Version})")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "work with the request and reply packages of a remote computation service
-dvrequest shows what a service would see in a request or reply package and
-says what is wrong with a bad one, with file, line and column and what would
-have been allowed there, for people and as JSON. It writes the schema of the
-packages for other validators, finds mistakes in schema fragments, makes and
-checks job ids, tests host names and addresses, and copies, renames and
-removes files that may be busy.")
+dvrequest validates request and reply packages, shows their content, and
+reports each error with file, line, column and the allowed values, as text or
+JSON. It writes the schema of the packages for other validators, reports errors
+in schema fragments, makes and checks job ids, checks host names and addresses,
+and copies, renames and removes files that may be busy.")
 
 # requesthandling_package_documents(COMPONENT PACKAGE FILE...): the documents that Debian requires of every package, and these.
 function(requesthandling_package_documents component package)
