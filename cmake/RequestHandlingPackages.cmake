@@ -6,6 +6,9 @@
 if(NOT REQUESTHANDLING_INSTALL OR NOT REQUESTHANDLING_SERVICE_LAYER STREQUAL embedded)
   message(FATAL_ERROR "The packages hold what is installed, with the embedded service layer.")
 endif()
+if(NOT BUILD_SHARED_LIBS)
+  message(FATAL_ERROR "The packages hold shared libraries; configure without -DBUILD_SHARED_LIBS=OFF.")
+endif()
 
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(source_name service-requesthandlingbase)

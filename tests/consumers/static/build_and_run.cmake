@@ -35,5 +35,9 @@ endif()
 
 configure_and_build(consumer ${SOURCE}/tests/consumers/find_package -DCMAKE_PREFIX_PATH=${WORK}/prefix)
 execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND ${WORK}/consumer/consumer)
-execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND ${SOURCE}/tests/consumers/pkg_config/build_and_run
-  ${CXX} ${WORK}/prefix ${SOURCE}/tests/consumers/programs/consumer.cpp ${WORK}/pkg_config_consumer Service_RequestHandlingBase)
+set(pkg_config ${SOURCE}/tests/consumers/pkg_config/build_and_run ${CXX} ${WORK}/prefix)
+set(programs ${SOURCE}/tests/consumers/programs)
+execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND ${pkg_config}
+  ${programs}/consumer.cpp ${WORK}/pkg_config_consumer Service_RequestHandlingBase)
+execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND ${pkg_config}
+  ${programs}/packages_consumer.cpp ${WORK}/pkg_config_packages Service_RequestPackages)
