@@ -149,14 +149,9 @@ TEST_F(ElementReaderTest, DoublesBeyondTheRangeAreRefused) {
 }
 
 TEST_F(ElementReaderTest, DoublesWithoutDigitsAreRefusedAlthoughTheSchemaLetsThemPass) {
-  for (const std::string text : {"+.", "-.", "."}) {
-    std::optional<ElementReader> passed;
-    try {
-      passed = request("<double>" + text + "</double>");
-    } catch (const Drelvan::DvExceptionNested&) {
-      continue;
-    }
-    EXPECT_EQ(failureOf([&] { passed->get<double>("double"); }),
+  for (const std::string text : {"+.", "-."}) {
+    const auto passed = request("<double>" + text + "</double>");
+    EXPECT_EQ(failureOf([&] { passed.get<double>("double"); }),
               c_path + "double: '" + text + "' is not a value of xs:double");
   }
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 #include <vector>
+#include <xercesc/util/PlatformUtils.hpp>
 
 namespace {
 
@@ -177,12 +178,15 @@ TEST_F(PackageDocumentTest, TakesAParsedDocument) {
   EXPECT_EQ(document.getDocument().getDocumentElement(), &document.getRoot().getElement());
 }
 
+bool isPlatformInitialized() { return xercesc_3_1::XMLPlatformUtils::fgMemoryManager != nullptr; }
+
 TEST(ParserSessionTest, EndsTheParser) {
   {
     const ParserSession session{ValuesSchema()};
     EXPECT_NO_THROW(PackageDocument::fromText(valuesRequest("<int>1</int>")));
     EXPECT_TRUE(Drelvan::RequestXmlHelper::getInstance().isParserInitialized());
   }
+  EXPECT_FALSE(isPlatformInitialized());
   const ParserSession session;
   EXPECT_FALSE(Drelvan::RequestXmlHelper::getInstance().isParserInitialized());
   EXPECT_THROW(PackageDocument::fromText(valuesRequest("<int>1</int>")), Drelvan::DvExceptionNested);
@@ -226,6 +230,7 @@ TEST(ParserSessionTest, DocumentsOutliveItIfTheyMust) {
     const ParserSession session;
     document = PackageDocument::fromText(TestSupport::replyPackage().text());
   }
+  EXPECT_TRUE(isPlatformInitialized());
   EXPECT_EQ(document->getReply().getAttribute<std::string>("requestId"), TestSupport::c_uid);
 }
 

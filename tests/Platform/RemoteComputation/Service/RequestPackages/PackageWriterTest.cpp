@@ -202,7 +202,7 @@ TEST_F(PackageWriterTest, WhatXmlCannotCarryIsReplaced) {
   EXPECT_EQ(elementWith("\xF4\x90\x80\x80"), "<v>" + replacement + replacement + replacement + replacement + "</v>\n");
 }
 
-TEST_F(PackageWriterTest, AttributesOfAllSimpleTypes) {
+TEST_F(PackageWriterTest, AttributesAreWrittenAsTextsListsAndNothing) {
   PackageWriter writer;
   writer.startElement("attributes");
   writer.attribute("text", " a ");

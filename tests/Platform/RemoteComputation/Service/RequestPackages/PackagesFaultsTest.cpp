@@ -78,14 +78,14 @@ std::string writeAll(PackageWriter& writer) {
   return writer.finish();
 }
 
-TEST_F(PackagesFaultsTest, WritingToAString) {
+TEST_F(PackagesFaultsTest, WritingToAStringSurvivesEachFailedAllocation) {
   expectToSurvive([] {
     PackageWriter writer;
     return writeAll(writer);
   });
 }
 
-TEST_F(PackagesFaultsTest, WritingToAStream) {
+TEST_F(PackagesFaultsTest, WritingToAStreamSurvivesEachFailedAllocation) {
   /// Takes everything and keeps nothing: a stream of the standard library swallows exceptions of its own.
   struct NowhereBuffer : std::streambuf {
     int_type overflow(int_type character) override { return character; }
@@ -99,7 +99,7 @@ TEST_F(PackagesFaultsTest, WritingToAStream) {
   });
 }
 
-TEST_F(PackagesFaultsTest, ReadingValues) {
+TEST_F(PackagesFaultsTest, ReadingValuesSurvivesEachFailedAllocation) {
   PackageWriter writer;
   const PackageDocument document = PackageDocument::fromText(writeAll(writer));
   expectToSurvive([&] {
@@ -112,7 +112,7 @@ TEST_F(PackagesFaultsTest, ReadingValues) {
   });
 }
 
-TEST_F(PackagesFaultsTest, FailingToRead) {
+TEST_F(PackagesFaultsTest, FailuresToReadSurviveEachFailedAllocation) {
   const PackageDocument document = PackageDocument::fromText(valuesRequest("<string>" + c_long + "</string>"));
   expectToSurvive([&] {
     std::string messages;
