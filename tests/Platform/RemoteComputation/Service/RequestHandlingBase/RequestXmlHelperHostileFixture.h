@@ -91,6 +91,14 @@ class HostileTest : public HelperTest {
     <xs:anyAttribute processContents="skip"/>
   </xs:complexType>
 </xs:element>
+<xs:element name="Lax">
+  <xs:complexType>
+    <xs:sequence><xs:any processContents="lax" minOccurs="0" maxOccurs="unbounded"/></xs:sequence>
+  </xs:complexType>
+</xs:element>
+<xs:complexType name="Number">
+  <xs:sequence><xs:element name="number" type="xs:int"/></xs:sequence>
+</xs:complexType>
 <xs:element name="Id" type="xs:ID"/>
 <xs:element name="IdRef" type="xs:IDREF"/>
 <xs:element name="WithId"><xs:complexType><xs:attribute name="id" type="xs:ID"/></xs:complexType></xs:element>

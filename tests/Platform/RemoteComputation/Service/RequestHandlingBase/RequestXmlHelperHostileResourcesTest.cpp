@@ -348,6 +348,50 @@ TEST_F(RequestXmlHelperHostileGrammar, RootMayNotNameTheTypeThatItsOwnIsDerivedF
             "'DV_RequestPackage'");
 }
 
+/// The element, as root of a document that may use the prefixes t and xsi.
+std::string openRoot(const std::string& name, const std::string& content) {
+  return TestSupport::XmlElement(name)
+      .with("xmlns", TestSupport::c_targetNamespace)
+      .with("xmlns:t", TestSupport::c_targetNamespace)
+      .with("xmlns:xsi", c_instanceNamespace)
+      .withContent(content)
+      .text();
+}
+
+TEST_F(RequestXmlHelperHostileGrammar, ElementThatIsNotValidatedNamesNoType) {
+  const std::string element = "<u:x xmlns:u='urn:x' xsi:type='t:Number'>";
+  const std::string message = "The element 'u:x' names a type where none is expected.";
+  expectRefused(Marked(openRoot("Open", element + "</u:x>")), true, message);
+  expectRefused(Marked(openRoot("Open", element + "<number>1</number></u:x>")), true, message);
+}
+
+TEST_F(RequestXmlHelperHostileGrammar, TypeHoldsInWhateverFormItsNamespaceIsWritten) {
+  const auto package = [](const std::string& type) {
+    std::string text = TestSupport::requestPackage(
+                           TestSupport::request().with("xmlns:xsi", c_instanceNamespace).with("xsi:type", type).text())
+                           .text();
+    return text.replace(text.find("http://www.w3.org"), 5, "http&#58;");
+  };
+  expectRefused(Marked(package("Nonsense")), true, "type 'Nonsense' specified in 'xsi:type' cannot be resolved",
+                "error");
+  expectRefused(Marked(package("Number")), true,
+                "type 'Number' specified in 'xsi:type' does not derive from type of element 'request'", "error");
+}
+
+TEST_F(RequestXmlHelperHostileGrammar, ElementThatEarlierDocumentsHadIsJudgedTheSame) {
+  const std::string text = openRoot("Lax", "<u:x xmlns:u='urn:x' xsi:type='t:Number'><bad/></u:x>");
+  const auto reports = [&] {
+    EXPECT_ANY_THROW(parse(text, true));
+    return RequestXmlHelperTests::reportedMessages(RequestXmlHelperTests::takeEntries());
+  };
+  const auto ofTheFirst = reports();
+  ASSERT_FALSE(ofTheFirst.empty());
+  for (const bool validate : {false, true}) {
+    expectAccepted(openRoot("Lax", "<u:x xmlns:u='urn:x'/>"), validate);
+    EXPECT_EQ(reports(), ofTheFirst);
+  }
+}
+
 TEST_F(RequestXmlHelperHostileGrammar, LocalElementsAreNoRoots) {
   const std::string text = TestSupport::request().with("xmlns", TestSupport::c_targetNamespace).text();
   expectRefused(Marked(text), true, "attribute 'id' is not declared for element 'request'");
