@@ -2,10 +2,13 @@
 // or refused when they are many.
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/KeyedHash.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tests/Platform/RemoteComputation/Service/RequestHandlingBase/RequestXmlHelperHostileFixture.h>
 
+#include <cstdlib>
 #include <functional>
+#include <iostream>
 #include <set>
 #include <string>
 #include <xercesc/util/XMLString.hpp>
@@ -42,6 +45,18 @@ TEST(KeyedHash, IsThatOfTheContent) {
     EXPECT_EQ(Drelvan::Parsing::KeyedHash()(name), Drelvan::Parsing::KeyedHash()(std::u16string(name)));
     EXPECT_NE(Drelvan::Parsing::KeyedHash()(name), Drelvan::Parsing::KeyedHash()(name + u'\0'));
   }
+}
+
+TEST(KeyedHash, HasAKeyOfTheProcess) {
+  const std::string hash = "hash " + std::to_string(Drelvan::Parsing::KeyedHash()(u"name"));
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, not a copy of this one
+  EXPECT_EXIT(
+      {
+        std::cerr << hash;
+        std::_Exit(0);
+      },
+      ::testing::ExitedWithCode(0),
+      ::testing::AllOf(::testing::HasSubstr("hash "), ::testing::Not(::testing::HasSubstr(hash))));
 }
 
 class PackageParserNames : public HostileTest {};

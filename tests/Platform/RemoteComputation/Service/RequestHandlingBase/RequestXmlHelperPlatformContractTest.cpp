@@ -138,11 +138,14 @@ TEST_F(RequestXmlHelperPlatformContractTest, CreationStartsThePlatformOnceUnderT
 }
 
 TEST_F(RequestXmlHelperPlatformContractTest, PlatformIsStartedBeforeTheInstanceIsMade) {
-  TestSupport::RecordingLog::onEntry([](const auto&) {
+  int entries = 0;
+  TestSupport::RecordingLog::onEntry([&](const auto&) {
+    ++entries;
     EXPECT_EQ(s_replacement.initializations, 1);
     EXPECT_TRUE(platformMutexIsFree()) << "held for the start alone";
   });
-  RequestXmlHelper::getInstance();
+  const std::vector<Entry> expected = creationOf(RequestXmlHelper::getInstance());
+  EXPECT_THAT(expected, ::testing::SizeIs(entries));
 }
 
 TEST_F(RequestXmlHelperPlatformContractTest, FailedStartIsLoggedAndTheInstanceMadeAnyway) {

@@ -10,7 +10,10 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+#include <xercesc/dom/DOMException.hpp>
 #include <xercesc/parsers/AbstractDOMParser.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/RuntimeException.hpp>
 
 namespace {
 
@@ -71,6 +74,34 @@ TEST_F(RequestXmlHelperSchemeContractTest, IsChosenForAParseAndRestored) {
 }
 
 TEST_F(RequestXmlHelperSchemeContractTest, IsRestoredAfterAReportedError) {
+  expectFailure(TestSupport::ScriptedSource("<r>"), false);
+  EXPECT_THAT(s_schemes, ElementsAre(AbstractDOMParser::Val_Never, AbstractDOMParser::Val_Always));
+}
+
+TEST_F(RequestXmlHelperSchemeContractTest, IsSetTwiceWhenTheParserIsSetUp) {
+  Drelvan::RequestXmlHelper::reset(false);
+  s_schemes.clear();
+  const TestSupport::ScriptedSource source("<r/>");
+  TestSupport::Document(helper().parse(source, false));
+  ASSERT_GE(s_schemes.size(), 3U);
+  s_schemes.resize(3);
+  EXPECT_THAT(s_schemes,
+              ElementsAre(AbstractDOMParser::Val_Always, AbstractDOMParser::Val_Always, AbstractDOMParser::Val_Never));
+}
+
+TEST_F(RequestXmlHelperSchemeContractTest, IsRestoredAfterAnExceptionOfXerces) {
+  expectFailure(TestSupport::ScriptedSource("<r>",
+                                            [] {
+                                              throw xercesc_3_1::DOMException(
+                                                  xercesc_3_1::DOMException::HIERARCHY_REQUEST_ERR, 0,
+                                                  xercesc_3_1::XMLPlatformUtils::fgMemoryManager);
+                                            }),
+                false);
+  EXPECT_THAT(s_schemes, ElementsAre(AbstractDOMParser::Val_Never, AbstractDOMParser::Val_Always));
+  s_schemes.clear();
+  throwAtEntry("XML fatal error",
+               xercesc_3_1::RuntimeException(__FILE__, __LINE__, xercesc_3_1::XMLExcepts::Gen_ParseInProgress,
+                                             xercesc_3_1::XMLPlatformUtils::fgMemoryManager));
   expectFailure(TestSupport::ScriptedSource("<r>"), false);
   EXPECT_THAT(s_schemes, ElementsAre(AbstractDOMParser::Val_Never, AbstractDOMParser::Val_Always));
 }

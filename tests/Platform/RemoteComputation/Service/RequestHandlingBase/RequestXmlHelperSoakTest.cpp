@@ -49,20 +49,20 @@ class RequestXmlHelperSoak : public HelperTest {
   }
 };
 
-TEST_F(RequestXmlHelperSoak, GoodPackages) {
+TEST_F(RequestXmlHelperSoak, MemoryStaysFlatOverGoodPackages) {
   expectFlat([](int index) {
     const Document document(helper().parse(requestPackage().with("serial", std::to_string(index)).text()));
   });
 }
 
-TEST_F(RequestXmlHelperSoak, PackagesAgainstTheGrammar) {
+TEST_F(RequestXmlHelperSoak, MemoryStaysFlatOverInvalidPackages) {
   expectFlat([](int index) {
     const std::string text = requestPackage().with("serial", "x" + std::to_string(index)).text();
     EXPECT_THROW(helper().parse(text), DvExceptionNested);
   });
 }
 
-TEST_F(RequestXmlHelperSoak, UndeclaredNamesOfEveryKind) {
+TEST_F(RequestXmlHelperSoak, MemoryStaysFlatOverUndeclaredNames) {
   expectFlat([](int index) {
     const std::string name = "n" + std::to_string(index);
     const std::string text =
@@ -71,7 +71,7 @@ TEST_F(RequestXmlHelperSoak, UndeclaredNamesOfEveryKind) {
   });
 }
 
-TEST_F(RequestXmlHelperSoak, BrokenText) {
+TEST_F(RequestXmlHelperSoak, MemoryStaysFlatOverTextThatIsNotWellFormed) {
   expectFlat([](int index) {
     const std::string text = requestPackage().with("serial", std::to_string(index)).text();
     EXPECT_THROW(helper().parse(text.substr(0, text.size() - 5)), DvExceptionNested);
@@ -79,14 +79,14 @@ TEST_F(RequestXmlHelperSoak, BrokenText) {
   });
 }
 
-TEST_F(RequestXmlHelperSoak, UnvalidatedDocuments) {
+TEST_F(RequestXmlHelperSoak, MemoryStaysFlatOverUnvalidatedDocuments) {
   expectFlat([](int index) {
     const ScriptedSource source(requestPackage().with("serial", "x" + std::to_string(index)).text());
     const Document document(helper().parse(source, false));
   });
 }
 
-TEST_F(RequestXmlHelperSoak, SourcesThatThrow) {
+TEST_F(RequestXmlHelperSoak, MemoryStaysFlatOverSourcesThatThrow) {
   // The parser starts over after an exception, which takes its time.
   expectFlat(
       [](int index) {

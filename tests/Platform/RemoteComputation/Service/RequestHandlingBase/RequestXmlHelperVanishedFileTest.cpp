@@ -41,7 +41,9 @@ class RequestXmlHelperVanishedFile : public HelperTest {
   }
 };
 
-TEST_F(RequestXmlHelperVanishedFile, ExistenceIsAskedOnceWithoutTheFlag) {
+class RequestXmlHelperVanishedFileContractTest : public RequestXmlHelperVanishedFile {};
+
+TEST_F(RequestXmlHelperVanishedFileContractTest, ExistenceIsAskedOnceWithoutTheFlag) {
   ScriptedFiles::setExists(false);
   expectParseFailure([] { return helper().parseFile(c_name, true); }, "File doesn't exist.", c_parseFileFunction);
   EXPECT_THAT(ScriptedFiles::calls(), ElementsAre("exists " + c_name + " false"));
