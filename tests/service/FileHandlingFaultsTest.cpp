@@ -193,6 +193,18 @@ TEST_F(FileHandlingFaults, OfInterruptedCallsAreOvercome) {
   }
 }
 
+TEST_F(FileHandlingFaults, OfLocksThatTheFileSystemDoesNotHaveAreNoFailure) {
+  writeSource("content");
+  for (const int error : {ENOLCK, EOPNOTSUPP, ENOSYS}) {
+    m_folder.write("target", "old");
+    FailingSystemCalls calls;
+    calls.fail("flock", error, 1, c_always);
+    FileUtilities::copyFile(source(), target());
+    EXPECT_GT(calls.count("flock"), 0);
+    EXPECT_EQ(TemporaryFolder::read(target()), "content") << error;
+  }
+}
+
 // ---- Ways of copying ----
 
 TEST_F(FileHandlingFaults, OfCopiesWithinTheKernelLeadToCopiesThroughMemory) {

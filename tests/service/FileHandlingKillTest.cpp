@@ -243,4 +243,48 @@ TEST(KilledCopy, IsNotFollowedThroughALinkInPlaceOfWhatItLeft) {
   EXPECT_FALSE(fs::exists(target));
 }
 
+TEST(KilledCopy, DoesNotWaitForAPipeInPlaceOfWhatItLeft) {
+  const Files files(fs::temp_directory_path().string());
+  const std::string source = files.writeLarge("source", 'a');
+  const std::string target = files.file("target");
+  const std::string left = files.leaveTemporaryFile(source, target);
+  fs::remove(left);
+  ASSERT_EQ(::mkfifo(left.c_str(), 0600), 0);
+  try {
+    FileUtilities::copyFile(source, target);
+    FAIL() << "nothing was thrown";
+  } catch (const FileNameException& exception) {
+    EXPECT_EQ(exception.getErrorCode(), std::errc::no_such_device_or_address);
+  }
+  EXPECT_FALSE(fs::exists(target));
+}
+
+TEST(KilledCopy, LeavesNothingThatOtherUsersMayRead) {
+  const Files files(fs::temp_directory_path().string());
+  const std::string source = files.writeLarge("source", 'a');
+  ASSERT_EQ(::chmod(source.c_str(), 0600), 0);
+  const mode_t usual = ::umask(0);
+  const std::string left = files.leaveTemporaryFile(source, files.file("target"));
+  ::umask(usual);
+  struct stat status {};
+  ASSERT_EQ(::stat(left.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST(KilledCopy, DoesNotHinderTheCopyOfAnotherUser) {
+  const Files files(fs::temp_directory_path().string());
+  const std::string source = files.writeLarge("source", 'a');
+  const std::string target = files.file("target");
+  const std::string left = files.leaveTemporaryFile(source, target);
+  const Unprivileged scope(files.path());
+  if (!scope.inForce() || ::getuid() != 0) {
+    GTEST_SKIP() << "there is no other user";
+  }
+  const uid_t other = ::geteuid();
+  ASSERT_TRUE(::seteuid(0) == 0 && ::lchown(left.c_str(), 0, 0) == 0 && ::seteuid(other) == 0);
+  FileUtilities::copyFile(source, target);
+  EXPECT_TRUE(sameContent(source, target));
+  EXPECT_TRUE(fs::exists(left));
+}
+
 }  // namespace

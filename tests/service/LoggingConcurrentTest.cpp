@@ -122,6 +122,11 @@ TEST_F(LoggingConcurrent, GoesOnWhileTheOutputIsReconfigured) {
     }
   });
   EXPECT_LE(entries, 4 * 500 * 5);
+  entries = 0;
+  replaceLogger(loggerWith(std::make_shared<CountingSink>(entries)));
+  spdlog::set_level(spdlog::level::trace);
+  Logging("afterwards").logINFO("one", "file", "function", 1);
+  EXPECT_EQ(entries, 1);
 }
 
 TEST_F(LoggingConcurrent, MakesAndDestroysLoggersMeanwhile) {

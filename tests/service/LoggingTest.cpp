@@ -6,7 +6,10 @@
 #include <tests/support/Pattern.h>
 #include <tests/support/Program.h>
 
+#include <chrono>
 #include <cstddef>
+#include <ctime>
+#include <iomanip>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -184,6 +187,24 @@ TEST(LoggingJson, WritesOneObjectALine) {
     EXPECT_TRUE(Pattern(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)").matches(object.at("time").get<std::string>()))
         << object.at("time");
   }
+}
+
+std::string utcSeconds(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+  std::tm parts{};
+  gmtime_r(&seconds, &parts);
+  std::ostringstream text;
+  text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%S");
+  return text.str();
+}
+
+TEST(LoggingJson, TellsTheTimeInUtc) {
+  const std::string before = utcSeconds(std::chrono::system_clock::now());
+  const json object = onlyObject(probe("nowhere", {{"DV_LOG_FORMAT", "json"}, {"TZ", "XYZ-5:30"}}).errors);
+  const std::string after = utcSeconds(std::chrono::system_clock::now());
+  const std::string time = object.at("time").get<std::string>().substr(0, before.size());
+  EXPECT_LE(before, time);
+  EXPECT_LE(time, after);
 }
 
 TEST(LoggingJson, KeepsAnyTextInOneLine) {
