@@ -3,6 +3,7 @@
 #include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -22,12 +23,15 @@ void forEachLink(const std::string& page, Action action) {
 }
 
 TEST(ManualLinks, LeadToFilesOfTheRepository) {
+  std::size_t links = 0;
   for (const std::string& page : ManualTests::pages()) {
     forEachLink(page, [&](const std::string& target) {
+      ++links;
       EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(ManualTests::pagePath(page)).parent_path() / target))
           << page << ": " << target;
     });
   }
+  EXPECT_GT(links, ManualTests::pages().size()) << "the links were not found";
 }
 
 TEST(ManualLinks, OfTheFirstPageReachEveryPage) {
