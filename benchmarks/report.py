@@ -115,8 +115,8 @@ def parse_section(times, package):
             if parser == "bare":
                 row.append(f"1 ({shown(median_of(times, name))})")
             else:
-                middle, least, greatest = ratio(times, name, f"{package}/bare/{size}")
-                row.append(f"{middle:.3f} ({least:.3f} to {greatest:.3f})")
+                middle, low, high = ratio(times, name, f"{package}/bare/{size}")
+                row.append(f"{middle:.3f} ({low:.3f} to {high:.3f})")
         rows.append(row)
     return f"### {package.capitalize()} packages\n\n" + table(["parser"] + list(SIZES.values()), rows)
 
@@ -205,9 +205,9 @@ def names_section(path):
 
 
 def set_up_sentence(times):
-    middle, least, greatest = ratio(times, "valid/per_package/1024", "valid/library/1024")
+    middle, low, high = ratio(times, "valid/per_package/1024", "valid/library/1024")
     return (
-        f"At 1 KB the library is {middle:.1f} times ({least:.1f} to {greatest:.1f}) as fast as the bare parser that is set up "
+        f"At 1 KB the library is {middle:.1f} times ({low:.1f} to {high:.1f}) as fast as the bare parser that is set up "
         "for each package.\n\n"
     )
 
@@ -254,9 +254,9 @@ def values_section(times):
     ]
     rows = []
     for own, name, other, base in pairs:
-        middle, least, greatest = ratio(times, name, base)
+        middle, low, high = ratio(times, name, base)
         rows.append(
-            [own, shown(median_of(times, name)), other, shown(median_of(times, base)), f"{middle:.2f} ({least:.2f} to {greatest:.2f})"]
+            [own, shown(median_of(times, name)), other, shown(median_of(times, base)), f"{middle:.2f} ({low:.2f} to {high:.2f})"]
         )
     text = "## Ids and addresses\n\nAn id has 192 random bits here and 122 there; `isIp` accepts more forms than `inet_pton` does.\n\n"
     return text + table(["operation", "time", "compared with", "time", "ratio"], rows)
