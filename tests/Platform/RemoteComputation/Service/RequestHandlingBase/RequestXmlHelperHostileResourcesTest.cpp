@@ -363,6 +363,9 @@ TEST_F(RequestXmlHelperHostileGrammar, ElementThatIsNotValidatedNamesNoType) {
   const std::string message = "The element 'u:x' names a type where none is expected.";
   expectRefused(Marked(openRoot("Open", element + "</u:x>")), true, message);
   expectRefused(Marked(openRoot("Open", element + "<number>1</number></u:x>")), true, message);
+  expectRefused(Marked(openRoot("Open", "<o xmlns='urn:x'>" + element + "</u:x></o>")), true, message);
+  expectRefused(Marked(openRoot("Lax", element + "</u:x>")), true, message);
+  expectRefused(Marked(openRoot("Lax", element + "<number>1</number></u:x>")), true, message);
 }
 
 TEST_F(RequestXmlHelperHostileGrammar, TypeHoldsInWhateverFormItsNamespaceIsWritten) {

@@ -109,6 +109,15 @@ TEST_F(RequestXmlHelperKeptMemory, HoldsNoDocumentAfterAnExceptionOfXerces) {
   expectNothingKept([] { expectFailure(std::string("<r><e a='value'>text</r>"), false); });
 }
 
+TEST_F(RequestXmlHelperKeptMemory, HoldsNoNamesOfUndeclaredElements) {
+  int number = 100;
+  expectNothingKept([&] {
+    const std::string name = "n" + std::to_string(++number);
+    expectAccepted("<Open xmlns='" + TestSupport::c_targetNamespace + "'><" + name + " xmlns=''/></Open>", true);
+    expectAccepted("<r><" + name + "/></r>", false);
+  });
+}
+
 TEST_F(RequestXmlHelperKeptMemory, HoldsNoDocumentThatTheCallerHasReleased) { expectNothingKept(parseValid); }
 
 TEST_F(RequestXmlHelperKeptMemory, IsFreedByOneRenewalAfterALargeFailure) {

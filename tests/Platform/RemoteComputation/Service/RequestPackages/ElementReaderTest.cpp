@@ -248,6 +248,16 @@ TEST_F(ElementReaderTest, AttributesAreReadLikeElements) {
   EXPECT_EQ(element.getAttribute<std::vector<int>>("numbers"), (std::vector<int>{1, 2}));
 }
 
+TEST_F(ElementReaderTest, AttributeNamesMayBeLong) {
+  for (const std::size_t length : {63U, 64U, 65U, 1000U}) {
+    const std::string name(length, 'a');
+    const PackageDocument document = looseDocument("<r " + name + "='value' " + name + "a='other'/>");
+    EXPECT_EQ(document.getRoot().findAttribute<std::string>(name), "value") << length;
+    EXPECT_EQ(document.getRoot().findAttribute<std::string>(name + "a"), "other") << length;
+    EXPECT_EQ(document.getRoot().findAttribute<std::string>(name + "b"), std::nullopt) << length;
+  }
+}
+
 TEST_F(ElementReaderTest, TheSchemaSuppliesAttributes) {
   EXPECT_EQ(request("<attributes/>").getChild("attributes").getAttribute<int>("given"), 17);
 }

@@ -198,6 +198,13 @@ TEST_F(PackageWriterTest, WhatXmlCannotCarryIsReplaced) {
     EXPECT_EQ(attributeWith("a" + text + "b"), "<v a=\"a" + expected + "b\"/>\n");
   }
   EXPECT_EQ(elementWith("\xC0\xAF"), "<v>" + replacement + replacement + "</v>\n") << "an overlong slash";
+  for (const std::string overlong : {"\xE0\x80\xAF", "\xE0\x9F\xBF", "\xF0\x80\x80\xAF", "\xF0\x8F\xBF\xBF"}) {
+    std::string replacements;
+    for (std::size_t byte = 0; byte < overlong.size(); ++byte) {
+      replacements += replacement;
+    }
+    EXPECT_EQ(elementWith(overlong), "<v>" + replacements + "</v>\n");
+  }
   EXPECT_EQ(elementWith("\xED\xA0\x80"), "<v>" + replacement + replacement + replacement + "</v>\n") << "a surrogate";
   EXPECT_EQ(elementWith("\xF4\x90\x80\x80"), "<v>" + replacement + replacement + replacement + replacement + "</v>\n");
 }
