@@ -508,6 +508,24 @@ TEST_F(JobTableTest, FilesThatAKilledProgramHadBegunGoWithTheirJob) {
   EXPECT_EQ(TestSupport::TemporaryFolder::read(files(lastRun()).output), "kept");
 }
 
+TEST_F(JobTableTest, FilesOfAJobWhoseFolderCannotBeListedNowAreRemovedLater) {
+  const SweepJobId jobId = submit();
+  settle();
+  const std::filesystem::path folder = JobFolder(m_settings.spool, jobId).path;
+  const std::filesystem::path moved = m_folder.file("moved");
+  // A link to itself gives ELOOP where the folder is.
+  std::filesystem::rename(folder, moved);
+  std::filesystem::create_symlink(folder, folder);
+  m_table->cancel(jobId, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
+  settle();
+  EXPECT_EQ(state(jobId), JobState::Cancelled);
+  std::filesystem::remove(folder);
+  std::filesystem::rename(moved, folder);
+  m_clock.pass(seconds(2));
+  settle();
+  EXPECT_FALSE(std::filesystem::exists(folder));
+}
+
 TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
   const SweepJobId ended = submit();
   settle();

@@ -220,6 +220,7 @@ void JobTable::poll() {
   collect();
   lookAtRunning();
   forgetStrays();
+  retryRemains();
   cleanNext();
   publish();
 }

@@ -128,7 +128,8 @@ class JobTable {
   std::vector<LogMessage> tryReadLog(const ActiveJob& job, ActivePart& part) const;
   std::vector<LogMessage> tryReadLogs(ActiveJob& job) const;
   void removeFiles(const ActiveJob& job, const ActivePart& part) const;
-  void removeRemains(const SweepJobId& jobId) const;
+  void removeRemains(const SweepJobId& jobId);
+  void retryRemains();
   void endRuns(const ActiveJob& job);
   void forgetStrays();
   void cleanNext();
@@ -154,6 +155,8 @@ class JobTable {
   PassingFault m_startFault{"start parts of jobs"};
   PassingFault m_runFault{"run parts of jobs"};
   PassingFault m_readFault{"read what job programs left"};
+  PassingFault m_removeFault{"remove files of jobs that have ended"};
+  std::map<Key, SweepJobId> m_unremoved;           ///< jobs that have ended and whose files could not be removed
   std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
   PartPreparer m_preparer;
 };

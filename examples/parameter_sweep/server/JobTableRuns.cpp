@@ -48,14 +48,17 @@ void remove(const PartFiles& files) {
   removeIfEmpty(files.output);
 }
 
-/// The files of all parts, those too that a program or a server was killed while it wrote them. The folder goes unless
-/// something is left in it.
-void removeAll(const fs::path& folder) {
+/// Removes the files of all parts, including those that a program or a server was killed while it wrote them, and the
+/// folder unless something is left in it. Returns why the folder cannot be listed now.
+std::error_code removeAll(const fs::path& folder) {
   static const std::regex s_files(R"(\d+\.\d+\.(?:(?:input|progress|log|result)(?:\.\d+\.new)?|(output)))");
   std::error_code error;
   std::vector<fs::path> found;
   for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator(); next.increment(error)) {
     found.push_back(next->path());
+  }
+  if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory) {
+    return error;
   }
   for (const fs::path& file : found) {
     const std::string name = file.filename().string();
@@ -70,6 +73,7 @@ void removeAll(const fs::path& folder) {
     }
   }
   fs::remove(folder, error);
+  return {};
 }
 
 }  // namespace
@@ -516,12 +520,31 @@ void JobTable::importLogs(const SweepJobId& jobId, const std::function<void()>& 
 
 void JobTable::removeFiles(const ActiveJob& job, const ActivePart& part) const { remove(files(job, part)); }
 
-/// Removes what is left of a job, once it and all its runs have ended.
-void JobTable::removeRemains(const SweepJobId& jobId) const {
+/// Removes what is left of a job, once it and all its runs have ended. Where that is not possible now, `retryRemains`
+/// does it.
+void JobTable::removeRemains(const SweepJobId& jobId) {
   const auto stray = m_strays.lower_bound({jobId, 0, 0});
   const bool isRunLeft = stray != m_strays.end() && stray->jobId.getUniqueId() == jobId.getUniqueId();
-  if (!isRunLeft && find(jobId) == nullptr) {
-    removeAll(JobFolder(m_settings.spool, jobId).path);
+  if (isRunLeft || find(jobId) != nullptr) {
+    return;
+  }
+  if (const std::error_code error = removeAll(JobFolder(m_settings.spool, jobId).path)) {
+    m_unremoved.emplace(jobId.getUniqueId(), jobId);
+    m_removeFault.failed(m_clocks.now(), error.message());
+  } else {
+    m_unremoved.erase(jobId.getUniqueId());
+  }
+}
+
+void JobTable::retryRemains() {
+  if (m_unremoved.empty() || !m_removeFault.isOver(m_clocks.now())) {
+    return;
+  }
+  for (const auto& [id, jobId] : std::map<Key, SweepJobId>(m_unremoved)) {
+    removeRemains(jobId);
+  }
+  if (m_unremoved.empty()) {
+    m_removeFault.succeeded();
   }
 }
 
