@@ -545,6 +545,23 @@ TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
   EXPECT_TRUE(std::filesystem::exists(m_settings.spool / "jobs" / "something else"));
 }
 
+TEST_F(JobTableTest, NextServerLeavesTheFilesOfARunThatHasNotEndedYet) {
+  const SweepJobId jobId = submit();
+  settle();
+  const PartFiles files = this->files(lastRun());
+  std::ofstream(files.output).close();  // empty until the program writes something
+  m_engine->m_isLeft = true;
+  m_table->cancel(jobId, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
+  settle();
+  begin();
+  m_engine->m_isLeft = true;
+  settle();
+  EXPECT_TRUE(std::filesystem::exists(files.output));
+  m_engine->m_isLeft = false;
+  settle();
+  EXPECT_FALSE(std::filesystem::exists(files.folder));
+}
+
 TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {
   const SweepJobId jobId = submit();
   settle();

@@ -553,10 +553,10 @@ void JobTable::cleanNext() {
   for (int count = 0; count < c_cleanedAtOnce && m_cleaning != fs::directory_iterator(); ++count) {
     std::error_code error;
     try {
-      const fs::path folder = m_cleaning->path();
-      const std::optional<JobRecord> job = m_store.find(SweepJobId::fromText(folder.filename().string()));
+      const SweepJobId jobId = SweepJobId::fromText(m_cleaning->path().filename().string());
+      const std::optional<JobRecord> job = m_store.find(jobId);
       if (!job || isEnd(job->status.state)) {
-        removeAll(folder);
+        removeRemains(jobId);
       }
     } catch (const std::exception& exception) {
       s_logger.logDEBUG(std::string("ignoring: ") + exception.what(), __FILE__, __func__, __LINE__);
