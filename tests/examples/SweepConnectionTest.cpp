@@ -1,16 +1,18 @@
 #include <Platform/RemoteComputation/Service/RequestPackages/PackageDocument.h>
 #include <examples/parameter_sweep/client/Channel.h>
+#include <examples/parameter_sweep/client/RemoteJob.h>
 #include <examples/parameter_sweep/client/ServerConnection.h>
 #include <examples/parameter_sweep/common/Packages.h>
 #include <examples/parameter_sweep/common/SweepFailure.h>
 #include <examples/parameter_sweep/common/SweepSchema.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <optional>
 #include <set>
@@ -25,6 +27,7 @@ using namespace ParameterSweep;
 
 constexpr std::chrono::milliseconds c_short{300};
 constexpr std::chrono::seconds c_enoughToConnect{3};
+constexpr std::chrono::seconds c_enoughToAsk{10};
 constexpr std::chrono::minutes c_patience{1};
 
 Channel::Clock::time_point in(Channel::Clock::duration time) { return Channel::Clock::now() + time; }
@@ -61,14 +64,20 @@ class Listener {
 
   void awaitConnection() {
     zmq::message_t event;
+    m_monitor.set(zmq::sockopt::rcvtimeo, static_cast<int>(std::chrono::milliseconds(c_patience).count()));
     ASSERT_TRUE(m_monitor.recv(event));
   }
 
-  /// The next request, which is `Status` when none comes for a while; `sender` gets the connection that it came over.
-  Request receive(zmq::message_t& sender) {
+  /// The next request; `sender` gets the connection that it came over, or stays empty when none comes for so long.
+  Request receive(zmq::message_t& sender, std::chrono::milliseconds wait = c_enoughToAsk) {
     zmq::message_t text;
-    m_socket.set(zmq::sockopt::rcvtimeo, 10000);
+    m_socket.set(zmq::sockopt::rcvtimeo, static_cast<int>(wait.count()));
     return m_socket.recv(sender) && m_socket.recv(text) ? readRequestPackage(text.to_string()) : Request();
+  }
+
+  void send(zmq::message_t& receiver, const Reply& reply) {
+    m_socket.send(receiver, zmq::send_flags::sndmore);
+    m_socket.send(zmq::buffer(writeReplyPackage(reply, "test")), zmq::send_flags::none);
   }
 
   /// Answers the next request, which must be a `Ping`, and returns its id; empty when there is none for a while.
@@ -78,8 +87,7 @@ class Listener {
     if (request.kind != RequestKind::Ping) {
       return {};
     }
-    m_socket.send(sender, zmq::send_flags::sndmore);
-    m_socket.send(zmq::buffer(writeReplyPackage({ServerHealth{}, request.id}, "test")), zmq::send_flags::none);
+    send(sender, {ServerHealth{}, request.id});
     return request.id;
   }
 
@@ -235,70 +243,164 @@ TEST(SweepConnectionTest, ConnectionThatWasLostAndMadeAgainMeanwhileIsALostOne) 
   EXPECT_THROW(channel.send("two", in(c_patience)), ConnectionLost);
 }
 
-TEST(SweepConnectionTest, RequestsWithoutAnAnswerAreSentAgainInTheirOrder) {
-  constexpr int c_requests = 10;
-  constexpr int c_ahead = 8;
-  const Drelvan::ParserSession parser{SweepSchema()};
-  std::vector<Request> requests;
-  for (int count = 0; count < c_requests; ++count) {
-    requests.push_back({RequestKind::Ping});
+/// Ten requests to a server that answers two and is then restarted, before the last one is sent.
+class InterruptedRequests {
+ public:
+  InterruptedRequests() {
+    while (m_requests.size() < c_requests) {
+      m_requests.push_back({RequestKind::Ping});
+    }
   }
-  auto server = std::make_unique<Listener>();
-  const std::string port = server->port();
-  ServerConnection connection({"127.0.0.1:" + port, 60, {}});
-  std::vector<std::string> received;
-  int given = 0;
-  const auto next = [&]() -> std::optional<Request> {
-    if (given == c_ahead) {
-      server->answer();
-      server->answer();
-    } else if (given == c_requests - 1) {  // one of the answers has been received, the other one has arrived
-      restart(server);
-    } else if (given == c_requests) {
-      while (received.empty() || received.back() != requests.back().id) {
-        received.push_back(server->answer());
-        if (received.back().empty()) {
-          break;
-        }
-      }
+
+  /// The next request; what happens to the connection meanwhile depends on how many were taken.
+  std::optional<Request> next() {
+    if (m_given == c_ahead) {
+      m_server->answer();
+      m_server->answer();
+    } else if (m_given == c_requests - 1) {  // one of the answers has been received, the other one has arrived
+      restart(m_server);
+    } else if (m_given == c_requests) {
+      answerRest();
       return std::nullopt;
     }
-    return requests[static_cast<std::size_t>(given++)];
-  };
-  connection.askInTurn<ServerHealth>(next);
-  ASSERT_EQ(received.size(), c_requests - 2U);
-  for (std::size_t index = 0; index < received.size(); ++index) {
-    EXPECT_EQ(received[index], requests[index + 2].id) << index;
+    return m_requests[m_given++];
   }
+
+  std::string address() const { return "127.0.0.1:" + m_server->port(); }
+  /// The ids of the requests that the second server must get, and of those that it got.
+  std::vector<std::string> expected() const {
+    std::vector<std::string> ids;
+    for (std::size_t index = 2; index < m_requests.size(); ++index) {
+      ids.push_back(m_requests[index].id);
+    }
+    return ids;
+  }
+  const std::vector<std::string>& received() const { return m_received; }
+
+ private:
+  static constexpr std::size_t c_requests = 10;
+  static constexpr std::size_t c_ahead = 8;
+
+  void answerRest() {
+    do {
+      m_received.push_back(m_server->answer());
+    } while (!m_received.back().empty() && m_received.back() != m_requests.back().id);
+  }
+
+  const Drelvan::ParserSession m_parser{SweepSchema()};
+  std::vector<Request> m_requests;
+  std::size_t m_given = 0;
+  std::unique_ptr<Listener> m_server = std::make_unique<Listener>();
+  std::vector<std::string> m_received;
+};
+
+TEST(SweepConnectionTest, RequestsWithoutAnAnswerAreSentAgainInTheirOrder) {
+  InterruptedRequests requests;
+  ServerConnection connection({requests.address(), 60, {}});
+  connection.askInTurn<ServerHealth>([&] { return requests.next(); });
+  EXPECT_EQ(requests.received(), requests.expected());
 }
 
-TEST(SweepConnectionTest, ProgressOfAllJobsIsAskedForAgainAfterALoss) {
-  const Drelvan::ParserSession parser{SweepSchema()};
-  const std::vector<SweepJobId> jobs{SweepJobId(), SweepJobId()};
-  auto publisher = std::make_unique<Listener>();
-  const std::string port = publisher->port();
-  Drelvan::HostInfo host;
-  host.setPublisherPort(std::stoi(port));
-  ServerConnection connection({"127.0.0.1:1", 60, {}});
-  const auto followAll = [&] {
-    return std::all_of(jobs.begin(), jobs.end(), [&](const SweepJobId& job) { return connection.follow(job, host); });
-  };
-  while (!followAll()) {
+/// Two jobs of a server whose publisher is restarted at the same port.
+class FollowedJobsTest : public testing::Test {
+ protected:
+  FollowedJobsTest() { m_host.setPublisherPort(std::stoi(m_publisher->port())); }
+
+  /// Follows the jobs until both are followed over one connection.
+  void follow(ServerConnection& connection, const std::vector<SweepJobId>& jobs) const {
+    bool areFollowed = false;
+    for (const auto deadline = in(c_patience); !areFollowed && Channel::Clock::now() < deadline;) {
+      areFollowed = connection.follow(jobs, m_host);
+      connection.receiveProgress(c_short);
+      areFollowed = areFollowed && connection.isFollowing();
+    }
+    EXPECT_TRUE(areFollowed);
   }
-  EXPECT_TRUE(connection.isFollowing());
-  restart(publisher);
-  connection.receiveProgress(c_short);
-  EXPECT_FALSE(connection.isFollowing());
-  while (!followAll()) {
-  }
-  EXPECT_TRUE(connection.isFollowing());
-  std::set<std::string> missing{jobs[0].getUniqueId(), jobs[1].getUniqueId()};
-  while (!missing.empty()) {  // one may be asked for twice
+
+  /// Receives requests until both jobs were asked for, and returns the connection that they came over.
+  zmq::message_t expectBoth() {
     zmq::message_t sender;
-    const Request request = publisher->receive(sender);
-    ASSERT_EQ(request.kind, RequestKind::Follow);
-    missing.erase(request.jobId.getUniqueId());
+    std::set<std::string> missing{m_first.getUniqueId(), m_second.getUniqueId()};
+    while (!missing.empty()) {  // one may be asked for several times
+      const Request request = m_publisher->receive(sender);
+      if (request.kind != RequestKind::Follow) {
+        ADD_FAILURE() << missing.size() << " jobs are not followed";
+        break;
+      }
+      missing.erase(request.jobId.getUniqueId());
+    }
+    return sender;
   }
+
+  JobStatus status(const SweepJobId& jobId, JobState state) const {
+    JobStatus status{jobId, state};
+    status.server = m_host;
+    return status;
+  }
+
+  const Drelvan::ParserSession m_parser{SweepSchema()};
+  std::unique_ptr<Listener> m_publisher = std::make_unique<Listener>();
+  Listener m_server;
+  Drelvan::HostInfo m_host;
+  SweepJobId m_first;
+  SweepJobId m_second;
+  ServerConnection m_connection{{"127.0.0.1:" + m_server.port(), 60, {}}};
+};
+
+TEST_F(FollowedJobsTest, AllAreAskedForAgainAfterALoss) {
+  follow(m_connection, {m_first, m_second});
+  restart(m_publisher);
+  m_connection.receiveProgress(c_short);
+  EXPECT_FALSE(m_connection.isFollowing());
+  follow(m_connection, {m_first, m_second});
+  expectBoth();
+}
+
+TEST_F(FollowedJobsTest, AllAreAskedForAgainAfterALossWhileTheyAreAskedFor) {
+  constexpr std::size_t c_enoughForARestart = 2000;
+  std::vector<SweepJobId> jobs(c_enoughForARestart, m_second);
+  jobs.insert(jobs.begin(), m_first);
+  const auto restarting = std::async(std::launch::async, [&] {
+    zmq::message_t sender;
+    EXPECT_EQ(m_publisher->receive(sender).jobId.getUniqueId(), m_first.getUniqueId());
+    restart(m_publisher);
+  });
+  follow(m_connection, jobs);
+  restarting.wait();
+  m_connection.receiveProgress(c_short);
+  if (!m_connection.isFollowing()) {  // all had been asked for before the restart
+    follow(m_connection, jobs);
+  }
+  expectBoth();
+}
+
+TEST_F(FollowedJobsTest, JobsAreFollowedToTheirEndsAfterALoss) {
+  std::atomic<bool> isOver{false};
+  const auto answering = std::async(std::launch::async, [&] {
+    while (!isOver) {
+      zmq::message_t sender;
+      const Request request = m_server.receive(sender, c_short);
+      if (!sender.empty()) {
+        m_server.send(sender, {status(request.jobId, JobState::Running), request.id});
+      }
+    }
+  });
+  const auto publishing = std::async(std::launch::async, [&] {
+    expectBoth();
+    restart(m_publisher);
+    zmq::message_t client = expectBoth();
+    for (const SweepJobId& jobId : {m_first, m_second}) {
+      zmq::message_t receiver;
+      receiver.copy(client);
+      m_publisher->send(receiver, {status(jobId, JobState::Finished)});
+    }
+    isOver = true;
+  });
+  RemoteJob first(m_connection, status(m_first, JobState::Queued));
+  RemoteJob second(m_connection, status(m_second, JobState::Queued));
+  RemoteJob::followAll(m_connection, {&first, &second});
+  EXPECT_EQ(first.getState(), JobState::Finished);
+  EXPECT_EQ(second.getState(), JobState::Finished);
 }
 
 TEST(SweepConnectionTest, HostWithSeveralAddressesIsReachedAtTheOneThatAnswers) {

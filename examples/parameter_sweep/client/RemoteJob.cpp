@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <utility>
 
 namespace ParameterSweep {
@@ -32,9 +33,10 @@ void RemoteJob::followAll(ServerConnection& connection, const std::vector<Remote
   bool areFollowed = false;
   for (removeEnded(); !open.empty(); removeEnded()) {
     if (!areFollowed || !connection.isFollowing()) {
-      areFollowed = std::all_of(open.begin(), open.end(), [&](const RemoteJob* job) {
-        return connection.follow(job->m_status.jobId, job->m_status.server);
-      });
+      std::vector<SweepJobId> ids;
+      std::transform(open.begin(), open.end(), std::back_inserter(ids),
+                     [](const RemoteJob* job) { return job->m_status.jobId; });
+      areFollowed = connection.follow(ids, open.front()->m_status.server);
     }
     if (const auto progress = connection.receiveProgress(c_silence)) {
       std::for_each(open.begin(), open.end(), [&](RemoteJob* job) { job->updateIfIts(*progress); });

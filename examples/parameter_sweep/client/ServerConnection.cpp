@@ -122,22 +122,28 @@ ReplyContent ServerConnection::exchange(const Requests& next) {
   return last;
 }
 
-bool ServerConnection::follow(const SweepJobId& jobId, const Drelvan::HostInfo& server) {
+bool ServerConnection::follow(const std::vector<SweepJobId>& jobs, const Drelvan::HostInfo& server) {
   // A port that could not be reached may never be; do not wait for it again.
   const auto patience = m_progress ? std::chrono::milliseconds(0) : c_patienceForProgress;
   try {
     if (!m_progress) {
       m_progress.emplace(ServerAddress{m_address.host, std::to_string(server.getPublisherPort())}, m_settings.keys);
     }
-    const std::string package = writeRequestPackage({RequestKind::Follow, jobId});
     try {
-      m_progress->send(package, Channel::Clock::now() + patience);
+      sendFollows(jobs, patience);
     } catch (const ConnectionLost&) {
-      m_progress->send(package, Channel::Clock::now() + c_patienceForProgress);
+      sendFollows(jobs, c_patienceForProgress);
     }
     return true;
   } catch (const SweepFailure&) {
     return false;  // the state can still be asked for
+  }
+}
+
+void ServerConnection::sendFollows(const std::vector<SweepJobId>& jobs, std::chrono::milliseconds patience) {
+  m_progress->connect(Channel::Clock::now() + patience);
+  for (const SweepJobId& jobId : jobs) {
+    m_progress->send(writeRequestPackage({RequestKind::Follow, jobId}), Channel::Clock::now() + c_patienceForProgress);
   }
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ParameterSweep {
 
@@ -52,8 +53,9 @@ class ServerConnection {
     throw SweepFailure(FailureKind::Internal, "the server answered with something else than was asked for");
   }
 
-  /// Asks for the progress of a job at the port that `server` names. False when that port cannot be reached now.
-  bool follow(const SweepJobId& jobId, const Drelvan::HostInfo& server);
+  /// Asks for the progress of all the jobs over one connection to the port that `server` names. False when that port
+  /// cannot be reached now.
+  bool follow(const std::vector<SweepJobId>& jobs, const Drelvan::HostInfo& server);
   /// Whether the progress of the followed jobs still comes.
   bool isFollowing() const { return m_progress && m_progress->isConnected(); }
 
@@ -63,6 +65,7 @@ class ServerConnection {
  private:
   Channel::Clock::time_point deadline() const;
   ReplyContent exchange(const Requests& next);
+  void sendFollows(const std::vector<SweepJobId>& jobs, std::chrono::milliseconds patience);
 
   const ConnectionSettings m_settings;
   const ServerAddress m_address;
