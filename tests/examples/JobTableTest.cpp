@@ -467,7 +467,7 @@ TEST_F(JobTableTest, InputsThatWaitToBeWrittenAreForgottenWithTheirJob) {
   const std::filesystem::path pipeOfBusy = makePipeForInput(busy);
   const SweepJobId cancelled = submit();
   m_table->poll();
-  ASSERT_TRUE(m_table->isPreparing());
+  EXPECT_TRUE(m_table->isPreparing());
   m_table->cancel(cancelled, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
   awaitStored();
   EXPECT_EQ(state(cancelled), JobState::Cancelled);
