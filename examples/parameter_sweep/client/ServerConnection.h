@@ -43,7 +43,9 @@ class ServerConnection {
   }
 
   /// Sends several requests, a few ahead of their answers, and returns the answer to the last one, which must be of the
-  /// given kind. When the connection is lost, those without an answer are sent again. Throws as `ask`.
+  /// given kind. When the connection is lost, those without an answer are sent again if an answer had been read over
+  /// that connection, or none was waited for; otherwise `ConnectionLost` ends the call, since one of the requests may
+  /// be the cause. Throws as `ask`.
   template <typename Content>
   Content askInTurn(const Requests& next) {
     ReplyContent content = exchange(next);

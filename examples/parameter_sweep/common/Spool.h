@@ -45,7 +45,8 @@ std::string readStoredFile(const std::filesystem::path& file, std::uint64_t offs
 
 /// Gives a file its whole content at once: writes a sibling, flushes it to the disk and moves it into place, waiting
 /// while the file is busy. An old file's permissions are kept. Who reads the file sees the old content or the new one,
-/// also after a kill or a loss of power. Throws `DvException` with nothing changed.
+/// also after a kill or a loss of power. Throws `DvException`: with the old content in place, or, when only the flush of
+/// the folder failed, with the new one.
 void writeStoredFile(const std::filesystem::path& file, const std::string& content);
 /// The same without the flush: after a loss of power the file may be missing.
 void replaceFile(const std::filesystem::path& file, const std::string& content);
@@ -53,7 +54,8 @@ void replaceFile(const std::filesystem::path& file, const std::string& content);
 /// The name of a file until it is whole. The process number keeps two runs of one part, as a restart can leave them,
 /// from writing into one sibling.
 std::filesystem::path siblingOf(const std::filesystem::path& file);
-/// Flushes a file that has been written to `sibling` and moves it into place, or removes it and throws.
+/// Flushes a file that has been written to `sibling` and moves it into place. Throws with the sibling removed, or, when
+/// only the flush of the folder failed, with the file in place.
 void moveIntoPlace(const std::filesystem::path& sibling, const std::filesystem::path& file);
 /// The same without the flush and without waiting.
 void renameIntoPlace(const std::filesystem::path& sibling, const std::filesystem::path& file);

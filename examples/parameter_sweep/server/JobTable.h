@@ -161,7 +161,7 @@ class JobTable {
   PartPreparer m_preparer;
 };
 
-/// A message of the server with the present time.
+/// The group of the server's own messages in the log of a job.
 inline constexpr const char* c_serverGroup = "sweep-server";
 
 }  // namespace ParameterSweep

@@ -49,7 +49,7 @@ class StoreWriter {
 
   /// Why nothing can be stored now; empty when it can, as far as is known.
   std::string getError() const;
-  /// The number of changes that wait, and of their bytes.
+  /// The number of changes that wait to be stored.
   std::size_t countWaiting() const { return m_waiting; }
 
  private:
