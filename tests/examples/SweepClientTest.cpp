@@ -103,8 +103,8 @@ TEST_F(SweepClientTest, ServerIsGivenByHostAndPort) {
   for (const char* server : {"", "host", "host:", ":5701", "host:0", "host:65536", "host:x", "::1:5701", "[]:1"}) {
     const Outcome outcome = SweepTest::run(SweepTest::clientProgram(), {"--server", server, "status", "x"});
     EXPECT_EQ(outcome.exitCode, 14) << server;
-    EXPECT_EQ(outcome.errors,
-              "sweep-client: '" + std::string(server) + "' is no server; give HOST:PORT, for IPv6 [ADDRESS]:PORT\n");
+    EXPECT_EQ(outcome.errors, "sweep-client: '" + std::string(server) +
+                                  "' is not a server address; use HOST:PORT, or [ADDRESS]:PORT for IPv6\n");
   }
 }
 

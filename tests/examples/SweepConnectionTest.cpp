@@ -159,8 +159,8 @@ TEST(SweepConnectionTest, ProgramThatTakesConnectionsAndSaysNothingIsNotTakenFor
   EXPECT_EQ(
       failureAt({"127.0.0.1", port}, c_enoughToConnect).getMessage(),
       "no answer from 127.0.0.1:" + port +
-          ": something listens there but does not speak to this client; check the port and the keys, or try again "
-          "later, as the server may be too busy to let anybody in");
+          ": connected, but the handshake did not complete; check the port and --keys. The server may also be busy: "
+          "try again later");
 }
 
 TEST(SweepConnectionTest, ServerThatIsThereAndDoesNotAnswerIsBusy) {

@@ -89,7 +89,7 @@ void Channel::send(const std::string& package, Clock::time_point deadline) {
   connect(deadline);
   while (!m_socket.send(zmq::buffer(package), zmq::send_flags::dontwait)) {
     if (!wait(ZMQ_POLLOUT, deadline)) {
-      fail("no answer from " + m_address.toText() + ": the server takes nothing more; try again later");
+      fail("no answer from " + m_address.toText() + ": the server does not read; try again later");
     }
   }
   m_isUsed = true;
@@ -166,7 +166,7 @@ void Channel::onEvent(std::uint16_t event) {
     case ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL:
     case ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL:
       close();
-      throw SweepFailure(FailureKind::AccessRefused, server + " does not take this client; check the port and --keys");
+      throw SweepFailure(FailureKind::AccessRefused, server + " rejected the connection; check the port and --keys");
     default:
       m_isLost = m_isUsed;
       m_isConnected = false;
@@ -177,15 +177,16 @@ void Channel::fail(const std::string& reason) const { throw SweepFailure(Failure
 
 void Channel::failLost() {
   close();  // or what waits in the socket would go to the next server, unasked
-  throw ConnectionLost(FailureKind::Unreachable,
-                       "the server at " + m_address.toText() +
-                           " closed the connection: it ended, or the package is too large; or check the port");
+  throw ConnectionLost(
+      FailureKind::Unreachable,
+      "the server at " + m_address.toText() +
+          " closed the connection: the server stopped, the package is too large, or this is not the request port");
 }
 
 void Channel::failToConnect() const {
   const std::string server = "no answer from " + m_address.toText() + ": ";
-  fail(server + (m_isReached ? "something listens there but does not speak to this client; check the port and the "
-                               "keys, or try again later, as the server may be too busy to let anybody in"
+  fail(server + (m_isReached ? "connected, but the handshake did not complete; check the port and --keys. The server "
+                               "may also be busy: try again later"
                              : "no connection; check that sweep-server runs there, and the port"));
 }
 

@@ -32,7 +32,7 @@ std::string toTime(std::int64_t milliseconds) {
   return boost::posix_time::to_iso_extended_string(boost::posix_time::from_time_t(milliseconds / 1000)) + "Z";
 }
 
-/// What others wrote must not look like further lines, nor direct the terminal.
+/// What others wrote must not look like continuation lines, nor direct the terminal.
 std::string toOneLine(std::string text) {
   const auto isControl = [](char character) { return std::iscntrl(static_cast<unsigned char>(character)) != 0; };
   std::replace_if(text.begin(), text.end(), isControl, ' ');

@@ -39,7 +39,7 @@ void writeOutput(const std::string& file, const std::string& text);
 /// The exception as a failure to report. An error of the system is `LocalFailure`.
 SweepFailure toFailure(const std::exception& exception);
 
-/// The client's exit code for a failure; README.md lists them.
+/// The client's exit code for a failure; sweep-client.1 lists them.
 int exitCode(FailureKind kind);
 inline constexpr int c_usageExitCode = 2;
 

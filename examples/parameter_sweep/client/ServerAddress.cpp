@@ -34,7 +34,7 @@ ServerAddress ServerAddress::fromText(const std::string& text) {
   }
   if (host.empty() || !isPort(address.port) || (!isBracketed && host.find_first_of("[]:") != std::string::npos)) {
     throw SweepFailure(FailureKind::LocalFailure,
-                       "'" + text + "' is no server; give HOST:PORT, for IPv6 [ADDRESS]:PORT");
+                       "'" + text + "' is not a server address; use HOST:PORT, or [ADDRESS]:PORT for IPv6");
   }
   return address;
 }

@@ -52,7 +52,7 @@ class ServerConnection {
     if (auto* answer = std::get_if<Content>(&content)) {
       return std::move(*answer);
     }
-    throw SweepFailure(FailureKind::Internal, "the server answered with something else than was asked for");
+    throw SweepFailure(FailureKind::Internal, "the server sent an unexpected reply");
   }
 
   /// Asks for the progress of all the jobs over one connection to the port that `server` names. False when that port

@@ -50,7 +50,8 @@ std::vector<std::string> readKeys(const fs::path& file, std::size_t count) {
 void checkSecret(const fs::path& file) {
   struct stat status {};
   if (::stat(file.c_str(), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-    fail("others can read '" + file.string() + "'; chmod 600 it, and make new keys if they may have");
+    fail("'" + file.string() +
+         "' is readable by other users; run chmod 600, and create new keys if somebody may have read it");
   }
 }
 
