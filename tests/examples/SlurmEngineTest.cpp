@@ -171,7 +171,7 @@ TEST_F(SlurmEngineTest, ExitCodeThatIsNoNumberIsAnErrorAndNoEnd) {
   SlurmEngine engine = make();
   engine.start(makeRuns(1));
   waitForReport(engine, RunReport::Kind::Started);
-  EXPECT_TRUE(pollUntil(engine, [&] { return engine.getError().find("another form") != std::string::npos; }))
+  EXPECT_TRUE(pollUntil(engine, [&] { return engine.getError().find("unexpected output") != std::string::npos; }))
       << engine.getError();
   EXPECT_TRUE(engine.isLeft(makeRuns(1)[0]));
 }

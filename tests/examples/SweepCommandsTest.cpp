@@ -328,7 +328,7 @@ TEST_F(SweepCommandsTest, JobProgramSaysWhatIsWrongWithItsJob) {
     const Outcome outcome = SweepTest::run(
         SweepTest::jobProgram(), {m_folder.file("spool"), part, "1", "-jobId", "Sweep_0123456789#" + uniqueId});
     EXPECT_EQ(outcome.errors, std::string("sweep-job: '") + part +
-                                  "' is no number of a part; give one from 1, or slurm in a task of a job array\n");
+                                  "' is not a part number; use 1 or more, or 'slurm' in a task of a job array\n");
   }
 }
 

@@ -171,7 +171,7 @@ TEST_F(SweepEndToEndTest, FolderWithOtherThingsInItIsNoSpool) {
   const std::string file = m_folder.write("documents/a.txt", "");
   const Outcome outcome = start();
   EXPECT_EQ(outcome.exitCode, 1);
-  EXPECT_NE(outcome.errors.find("holds other things"), std::string::npos) << outcome.errors;
+  EXPECT_NE(outcome.errors.find("contains other files"), std::string::npos) << outcome.errors;
   EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all | fs::perms::group_read);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
   fs::remove(file);

@@ -220,7 +220,7 @@ void SlurmEngine::failed(const std::string& error) {
 void SlurmEngine::submitted(const SlurmCall::Answer& answer) {
   const auto array = answer.error.empty() ? readArrayId(answer.text) : std::nullopt;
   if (!array) {
-    notSubmitted(answer.error.empty() ? "sbatch gave no number of a job: " + answer.text.substr(0, 500) : answer.error);
+    notSubmitted(answer.error.empty() ? "sbatch printed no job id: " + answer.text.substr(0, 500) : answer.error);
     return;
   }
   failed("");
@@ -256,7 +256,7 @@ void SlurmEngine::queued(const SlurmCall::Answer& answer) {
   const std::string error = answer.error.empty() ? readComplaints(answer.text) : answer.error;
   const auto tasks = error.empty() ? readQueue(answer.text) : std::nullopt;
   if (!tasks) {
-    failed(error.empty() ? "squeue answered in another form: " + answer.text.substr(0, 500) : error);
+    failed(error.empty() ? "squeue printed unexpected output: " + answer.text.substr(0, 500) : error);
     return;
   }
   failed("");
@@ -282,7 +282,7 @@ void SlurmEngine::accounted(const SlurmCall::Answer& answer) {
                        boost::algorithm::contains(answer.error, "No such file");
   const auto tasks = answer.error.empty() ? readAccounts(answer.text) : std::nullopt;
   if (!hasNone && !tasks) {
-    failed(answer.error.empty() ? "sacct answered in another form: " + answer.text.substr(0, 500) : answer.error);
+    failed(answer.error.empty() ? "sacct printed unexpected output: " + answer.text.substr(0, 500) : answer.error);
     return;
   }
   failed("");

@@ -65,10 +65,9 @@ std::uint32_t findPart(const std::string& text) {
   const char* const end = number.data() + number.size();
   const auto [stopped, error] = std::from_chars(number.data(), end, part);
   if (error != std::errc() || stopped != end || part == 0) {
-    throw SweepFailure(FailureKind::LocalFailure,
-                       "'" + number +
-                           "' is no number of a part; give one from 1, or slurm in a task of "
-                           "a job array");
+    throw SweepFailure(FailureKind::LocalFailure, "'" + number +
+                                                      "' is not a part number; use 1 or more, or 'slurm' in a task of "
+                                                      "a job array");
   }
   return part;
 }

@@ -15,7 +15,7 @@ namespace {
 void refuseOtherFolder(const fs::path& spool) {
   const bool isSpool = fs::exists(spool / "lock") || fs::exists(spool / "jobs") || fs::exists(spool / "sweep.db");
   if (fs::exists(spool) && !isSpool && !fs::is_empty(spool)) {
-    throw std::runtime_error("it holds other things; name a new folder, an empty one, or the spool of another server");
+    throw std::runtime_error("the folder contains other files; use a new folder, an empty folder or an existing spool");
   }
 }
 

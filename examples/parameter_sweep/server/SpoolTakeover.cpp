@@ -78,9 +78,11 @@ void readEnd(const fs::path& folder, TakeOverJob& job) {
     if (failure.getKind() == FailureKind::LocalFailure) {
       throw;
     }
-    s_logger.logWARN(folder.string() + ": computed again: " + failure.what(), __FILE__, __func__, __LINE__);
+    s_logger.logWARN(folder.string() + ": stored outcome is unreadable, job will run again: " + failure.what(),
+                     __FILE__, __func__, __LINE__);
   } catch (const std::bad_variant_access&) {
-    s_logger.logWARN(folder.string() + ": computed again", __FILE__, __func__, __LINE__);
+    s_logger.logWARN(folder.string() + ": stored outcome is unreadable, job will run again", __FILE__, __func__,
+                     __LINE__);
   }
 }
 
@@ -173,7 +175,7 @@ std::size_t takeOverSpool(const fs::path& spool, JobStore& store) {
   }
   storeJobs(store, changes, stored);
   if (count > 0) {
-    s_logger.logINFO("took over " + std::to_string(count) + " jobs of an earlier sweep-server", __FILE__, __func__,
+    s_logger.logINFO("imported " + std::to_string(count) + " jobs from an earlier version's spool", __FILE__, __func__,
                      __LINE__);
   }
   return count;

@@ -6,8 +6,8 @@
 
 namespace ParameterSweep {
 
-/// Brings the jobs of a spool that has a folder with several files for each into the store, in the order in which they
-/// were accepted. Jobs that have not ended start again; what still runs of them is ended.
+/// Imports the jobs of a spool in the old format (one folder per job), in the order in which they were accepted. Jobs
+/// that have not ended start again; what still runs of them is ended.
 ///
 /// A takeover that was interrupted goes on with the next call. Throws `SweepFailure` or `DatabaseError` for what cannot
 /// be read or stored now, with nothing lost. Returns the number of jobs.

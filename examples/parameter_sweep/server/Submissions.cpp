@@ -21,7 +21,7 @@ SweepFailure otherJob() { return {FailureKind::JobExists, "another job has this 
 
 SweepFailure notStored() {
   return {FailureKind::NotStored,
-          "the server cannot store anything now; nothing has changed, send the same again later"};
+          "the server cannot store anything now; nothing has changed, send the request again later"};
 }
 
 SweepFailure unknownJob(const SweepJobId& jobId) {
@@ -29,8 +29,8 @@ SweepFailure unknownJob(const SweepJobId& jobId) {
 }
 
 SweepFailure missing(std::uint32_t expected, std::uint32_t number) {
-  return {FailureKind::MissingPackage, "package " + std::to_string(number) + " came where package " +
-                                           std::to_string(expected) + " is missing; send the packages in their order"};
+  return {FailureKind::MissingPackage, "received package " + std::to_string(number) + ", but package " +
+                                           std::to_string(expected) + " is missing; send the packages in order"};
 }
 
 std::string joinNames(const ParameterVector& vector) {
@@ -67,7 +67,8 @@ void Submissions::receive(const Request& request, const std::string& package, co
     throw;
   }
   if (m_pendingBytes + package.size() > c_mostPendingBytes) {
-    throw SweepFailure(FailureKind::NotStored, "the server has much to store now; send the same again later");
+    throw SweepFailure(FailureKind::NotStored,
+                       "the server has too many changes waiting to be stored; send the request again later");
   }
   forgetOld();
   if (request.kind == RequestKind::Submit) {
@@ -85,7 +86,7 @@ void Submissions::giveUp(const SweepJobId& jobId, const Client& client) {
   if (!job || job->isComplete || job->status.owner != client.name) {
     return;
   }
-  s_logger.logINFO(aboutJob(jobId, "given up, as its owner may not store more"), __FILE__, __func__, __LINE__);
+  s_logger.logINFO(aboutJob(jobId, "submission removed: its owner is over a limit"), __FILE__, __func__, __LINE__);
   m_writer.write(RemoveJob{jobId}, StoreWriter::Patience::Once, [](Stored) {});
   if (isKnown) {
     known->second.isGivenUp = true;

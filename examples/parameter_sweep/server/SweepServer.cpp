@@ -26,7 +26,7 @@ constexpr std::int64_t c_dayMilliseconds = std::int64_t{24} * 3600 * 1000;
 
 SweepFailure notStored() {
   return {FailureKind::NotStored,
-          "the server cannot store anything now; nothing has changed, send the same again later"};
+          "the server cannot store anything now; nothing has changed, send the request again later"};
 }
 
 SweepFailure unknownJob(const SweepJobId& jobId) {
@@ -142,7 +142,7 @@ void SweepServer::dispatch(const Request& request, const std::string& package, c
     case RequestKind::Compute:
       break;
   }
-  throw SweepFailure(FailureKind::UnknownRequest, "not a request of this service at this port");
+  throw SweepFailure(FailureKind::UnknownRequest, "unknown request for this port");
 }
 
 JobStatus SweepServer::getStatus(const SweepJobId& jobId, const Client& client) const {
@@ -235,8 +235,9 @@ void SweepServer::remove(const Request& request, const Client& client, const Rep
     throw SweepFailure(FailureKind::NotFinished, "the job has not ended; cancel it first, or wait for it");
   }
   removeJob(request.jobId, [jobId = request.jobId, reply](Stored stored) {
-    const SweepFailure failure(FailureKind::NotStored,
-                               "the server cannot remove the job now; its output is gone, send the same again later");
+    const SweepFailure failure(
+        FailureKind::NotStored,
+        "the server cannot remove the job now; its output has been removed; send the request again later");
     reply(stored == Stored::Failed ? ReplyContent(failure) : ReplyContent(JobRemoved{jobId}));
   });
 }
@@ -247,7 +248,7 @@ void SweepServer::removeJob(const SweepJobId& jobId, const StoreWriter::Done& do
   std::filesystem::remove_all(JobFolder(m_settings.spool, jobId).path, error);
   if (error) {
     throw SweepFailure(FailureKind::NotStored, "the files of the job cannot be removed now: " + error.message() +
-                                                   "; send the same again later");
+                                                   "; send the request again later");
   }
   s_logger.logINFO(aboutJob(jobId, "removed"), __FILE__, __func__, __LINE__);
   m_writer.write(RemoveJob{jobId}, StoreWriter::Patience::Once, done);
