@@ -335,6 +335,7 @@ TEST_F(SweepCommandsTest, JobProgramSaysWhatIsWrongWithItsJob) {
 TEST_F(SweepCommandsTest, OptionsOfAnotherEngineAreWrongUse) {
   for (const SweepTest::Arguments& options : {SweepTest::Arguments{"--slurm-options", "--partition=long"},
                                               {"--engine", "slurm", "--jobs", "2"},
+                                              {"--engine", "slurm", "--stop-jobs"},
                                               {"--engine", "slurm", "--launch-with", "ssh node1"}}) {
     SweepTest::Arguments arguments{"--request-port", "0", "--publisher-port", "0", "--spool", m_folder.file("none")};
     arguments.insert(arguments.end(), options.begin(), options.end());

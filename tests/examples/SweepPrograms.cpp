@@ -26,7 +26,8 @@ Arguments serverCommand(const std::string& spool, const Arguments& arguments, At
       all.insert(all.end(), {port, "0"});
     }
   }
-  if (atStop == AtStop::EndJobs) {
+  const bool isLocal = std::count(arguments.begin(), arguments.end(), "slurm") == 0;
+  if (isLocal && atStop == AtStop::EndJobs) {
     all.emplace_back("--stop-jobs");
   }
   all.insert(all.end(), arguments.begin(), arguments.end());

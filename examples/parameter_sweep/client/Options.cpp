@@ -58,12 +58,12 @@ void addSubmit(CLI::App& app, Options& options) {
   auto* const expression =
       submit->add_option("--expression", options.expression, "what to compute, such as 'a*sin(b)'");
   auto* const parameters = submit->add_option("--parameters", options.parameters,
-                                              "CSV file: names, then one realization a line; - for standard input");
+                                              "CSV file: names, then one realization per line; - for standard input");
   auto* const again = submit->add_option("--again", options.again, "submit the sweep of this job again");
   again->excludes(expression)->excludes(parameters);
   expression->needs(parameters);
   parameters->needs(expression);
-  submit->add_option("--name", options.title, "what people call the job")->check([](const std::string& text) {
+  submit->add_option("--name", options.title, "title of the job")->check([](const std::string& text) {
     return countCharacters(text) <= c_maxTitle ? "" : "use at most " + std::to_string(c_maxTitle) + " characters";
   });
   submit->add_option("--priority", options.priority, "jobs with a higher one start earlier")
@@ -103,7 +103,7 @@ void addCommands(CLI::App& app, Options& options) {
     subcommand->add_flag("--follow", options.follow, "go on until the job has ended");
   }
   addList(app, options);
-  addCommand(app, options, Command::Ping, "ping", "print how the server is; exit code 0 when it is healthy");
+  addCommand(app, options, Command::Ping, "ping", "print the server's health; exit code 0 when it is healthy");
 }
 
 void addOptions(CLI::App& app, Options& options) {
@@ -116,7 +116,7 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--timeout", options.connection.timeOutSeconds, "seconds to wait for an answer")
       ->check(refuseNoTime)
       ->capture_default_str();
-  app.add_flag("--json", options.json, "answers and failures as JSON, one object a line");
+  app.add_flag("--json", options.json, "answers and failures as JSON, one object per line");
   app.add_flag("--quiet", options.quiet, "no progress");
   app.add_option("--output", options.output, "file for the answer (default: standard output)")->check(refuseEmpty);
   app.add_option("--plot", options.plot, "with results: SVG file to draw value against realization in")

@@ -98,11 +98,11 @@ void addTransportOptions(CLI::App& app, Options& options) {
   app.add_option("--publisher-port", options.transport.publisherPort, "port for progress, 0 for a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
-  app.add_option("--bind", options.transport.bind, "address to listen at; any that others reach needs --keys")
+  app.add_option("--bind", options.transport.bind, "address to listen at; other than loopback requires --keys")
       ->capture_default_str();
   app.add_option("--keys", options.transport.keys, "folder of keys; without it there is no encryption")
       ->check(refuseEmpty);
-  app.add_option("--admin", options.admins, "client that sees the jobs of all; may be given several times");
+  app.add_option("--admin", options.admins, "client that may access all jobs; repeatable");
   app.add_option("--max-package", options.transport.maxPackage, "bytes of the largest package taken")
       ->check(CLI::Range(std::size_t{1024}, std::size_t{1} << 31U))
       ->capture_default_str();
@@ -123,17 +123,20 @@ void addJobOptions(CLI::App& app, Options& options) {
   app.add_option("--part-size", options.server.submissions.partSize,
                  "realizations in a part, 0 to let the server choose")
       ->capture_default_str();
-  app.add_option("--tries", options.jobs.tries, "how often a part is tried that ends without a result")
+  app.add_option("--tries", options.jobs.tries,
+                 "maximum number of tries of a part whose job program ends without a result, including the first")
       ->check(CLI::Range(1, 100))
       ->capture_default_str();
-  app.add_flag("--stop-jobs", options.stopJobs, "end the processes of jobs with the server; their jobs start again");
+  app.add_flag("--stop-jobs", options.stopJobs,
+               "with --engine local: end the job programs with the server; their parts are computed again");
 }
 
 void addLimitOptions(CLI::App& app, Options& options) {
   constexpr double c_mostDays = 100000;
   constexpr std::uint64_t c_most = 1000000000;
   constexpr std::uint64_t c_leastMemory = 100;  // the job program takes 60 to 70 by itself
-  app.add_option("--job-timeout", options.jobs.timeOutSeconds, "seconds that a job may run, 0 for any time")
+  app.add_option("--job-timeout", options.jobs.timeOutSeconds,
+                 "seconds in which parts of a job run; parts that run at the same time count once. 0 for no limit")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   app.add_option("--part-timeout", options.program.processorSeconds,
@@ -159,7 +162,7 @@ void addLimitOptions(CLI::App& app, Options& options) {
 /// Throws `CLI::ValidationError` for options of another engine, which would have no effect.
 void checkEngine(const CLI::App& app, const Options& options) {
   const bool isLocal = options.engine == "local";
-  for (const char* option : {"--jobs", "--launch-with", "--slurm-options"}) {
+  for (const char* option : {"--jobs", "--launch-with", "--stop-jobs", "--slurm-options"}) {
     const bool isOfLocal = std::string(option) != "--slurm-options";
     if (app.count(option) != 0 && isLocal != isOfLocal) {
       throw CLI::ValidationError(option, std::string("is for --engine ") + (isOfLocal ? "local" : "slurm") +
