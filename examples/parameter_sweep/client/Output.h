@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-/// What the client shows of the server's answers: lines for people and scripts, and JSON objects, one a line.
+/// What the client shows of the server's answers: lines for people and scripts, and JSON objects, one per line.
 namespace ParameterSweep {
 
 enum class Form { Text, Json };

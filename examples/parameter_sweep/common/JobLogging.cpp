@@ -37,7 +37,7 @@ std::string_view findJob(std::string_view entry) {
   return isAboutJob ? entry.substr(0, c_jobLength) : std::string_view{s_job};
 }
 
-/// The entry as JSON, one object a line.
+/// The entry as JSON, one object per line.
 class JobJsonFormatter final : public spdlog::formatter {
  public:
   void format(const spdlog::details::log_msg& entry, spdlog::memory_buf_t& destination) override {

@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-/// The CURVE keys of server and clients. Every key is 40 characters of text, one a line in its file; the files with a
+/// The CURVE keys of server and clients. Every key is 40 characters of text, one per line in its file; the files with a
 /// secret key are readable by their owner only.
 ///
 /// | file                  | holds                                          | belongs to  |

@@ -28,7 +28,7 @@ struct PartFiles {
   std::filesystem::path input = folder / (name + "input");  ///< packages of the sweep, with the part's place in it
   // Written by the job program.
   std::filesystem::path progress = folder / (name + "progress");  ///< a status, replaced as a whole
-  std::filesystem::path log = folder / (name + "log");            ///< log messages, one a line
+  std::filesystem::path log = folder / (name + "log");            ///< log messages, one per line
   std::filesystem::path result =
       folder / (name + "result");  ///< packages of results, or a refusal; put there as a whole
   std::filesystem::path output = folder / (name + "output");  ///< standard output and error, also of a launcher

@@ -18,8 +18,10 @@ namespace ParameterSweep {
 
 struct JobSettings {
   std::filesystem::path spool = "spool";
-  std::uint32_t tries = 3;       ///< of a part whose end was not its own doing
-  double timeOutSeconds = 3600;  ///< that the parts of a job may run, all together; 0 for any time
+  /// Maximum number of tries of a part whose job program ends without a result.
+  std::uint32_t tries = 3;
+  /// Seconds in which parts of a job run; parts that run at the same time count once. 0 for no limit.
+  double timeOutSeconds = 3600;
 };
 
 /// The states of all jobs that have not ended, and what takes them from one to the next.
