@@ -219,6 +219,8 @@ class SweepFaultsTest : public SweepTest::RawTest {
       tryFault(scenario, thread, fault);
     }
     report(all.size(), chosen.size());
+    // How often a call comes depends on the time that others take, so that a late one may not come in each run.
+    EXPECT_GE(2 * m_reached, chosen.size()) << "most faults did not take place";
   }
 
  private:
