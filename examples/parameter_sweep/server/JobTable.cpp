@@ -233,7 +233,7 @@ milliseconds JobTable::getPause() const {
 }
 
 void JobTable::startQueued() {
-  if (m_queue.empty() || !m_startFault.isOver(m_clocks.now()) || !m_runFault.isOver(m_clocks.now())) {
+  if (m_queue.empty() || !m_startRetry.isDue(m_clocks.now()) || !m_runRetry.isDue(m_clocks.now())) {
     return;
   }
   const std::size_t room = m_engine.getRoom() + c_preparedAhead;
@@ -286,7 +286,7 @@ void JobTable::prepared(const Run& run, std::uint64_t preparation, const std::st
 
 /// The machine is short of something: this costs the part no try, and all starts wait.
 void JobTable::cannotStart(ActiveJob& job, ActivePart& part, const std::string& reason) {
-  m_startFault.failed(m_clocks.now(), reason);
+  m_startRetry.failed(m_clocks.now(), reason);
   removeFiles(job, part);
   --part.record.tries;
   setPhase(job, part, PartPhase::Queued);
@@ -345,13 +345,13 @@ void JobTable::cancel(const SweepJobId& jobId, const StoreWriter::Done& done) {
       part.logOffset = part.tries == logs[index].first ? logs[index].second : part.logOffset;
     }
   };
-  storeEnd(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), tryReadLogs(*job),
-           StoreWriter::Patience::Once, [restore, done](Stored stored) {
-             if (stored != Stored::Done) {
-               restore();
-             }
-             done(stored);
-           });
+  storeOutcome(*job, SweepFailure(FailureKind::JobCancelled, "the job was cancelled"), tryReadLogs(*job),
+               StoreWriter::Patience::Once, [restore, done](Stored stored) {
+                 if (stored != Stored::Done) {
+                   restore();
+                 }
+                 done(stored);
+               });
 }
 
 void JobTable::note(const ActiveJob& job, LogMessage::Type type, const std::string& text) {

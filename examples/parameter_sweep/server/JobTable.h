@@ -2,7 +2,7 @@
 
 #include <examples/parameter_sweep/server/ActiveJob.h>
 #include <examples/parameter_sweep/server/PartPreparer.h>
-#include <examples/parameter_sweep/server/PassingFault.h>
+#include <examples/parameter_sweep/server/RetryState.h>
 #include <examples/parameter_sweep/store/StoreWriter.h>
 #include <service/Signals.h>
 
@@ -68,7 +68,7 @@ class JobTable {
   std::size_t countOf(const std::string& owner) const;
   /// Why nothing can be started now; empty when it can.
   std::string getStartError() const {
-    return m_startFault.getReason().empty() ? m_runFault.getReason() : m_startFault.getReason();
+    return m_startRetry.getReason().empty() ? m_runRetry.getReason() : m_startRetry.getReason();
   }
 
   Signals::Signal<void(const JobStatus&)> m_statusChanged;  ///< emitted by `poll`
@@ -101,23 +101,23 @@ class JobTable {
   void startPrepared();
 
   void handle(const RunReport& report);
-  void found(const RunReport& report);
-  void started(ActiveJob& job, ActivePart& part, const RunReport& report);
-  void notStarted(ActiveJob& job, ActivePart& part, const RunReport& report);
-  void runs(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);
-  void ended(ActiveJob& job, ActivePart& part, const RunEnd& end);
+  void onFound(const RunReport& report);
+  void onStarted(ActiveJob& job, ActivePart& part, const RunReport& report);
+  void onNotStarted(ActiveJob& job, ActivePart& part, const RunReport& report);
+  void onRunning(ActiveJob& job, ActivePart& part, std::chrono::milliseconds age);
+  void onExit(ActiveJob& job, ActivePart& part, const RunEnd& end);
 
   bool isDue(const PartKey& key) const;
   void collect();
   bool collectStep(ActiveJob& job, ActivePart& part);
   void readLater(ActivePart& part, const std::string& reason);
-  void leftNothing(ActiveJob& job, ActivePart& part);
+  void onExitWithoutResult(ActiveJob& job, ActivePart& part);
   void finishPart(ActiveJob& job, ActivePart& part);
   void partStored(const PartKey& key, std::int64_t time);
   void tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& failure);
   void fail(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages = {});
-  void storeEnd(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages,
-                StoreWriter::Patience patience, const StoreWriter::Done& done);
+  void storeOutcome(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages,
+                    StoreWriter::Patience patience, const StoreWriter::Done& done);
   void jobEnded(const Key& id, const JobStatus& status);
 
   void lookAtRunning();
@@ -154,10 +154,10 @@ class JobTable {
   std::map<Key, JobStatus> m_changed;  ///< to be published
   std::set<Run> m_strays;              ///< runs that were told to end
   std::string m_engineError;           ///< as last shown
-  PassingFault m_startFault{"start parts of jobs"};
-  PassingFault m_runFault{"run parts of jobs"};
-  PassingFault m_readFault{"read what job programs left"};
-  PassingFault m_removeFault{"remove files of jobs that have ended"};
+  RetryState m_startRetry{"start parts of jobs"};
+  RetryState m_runRetry{"run parts of jobs"};
+  RetryState m_readRetry{"read what job programs left"};
+  RetryState m_removeRetry{"remove files of jobs that have ended"};
   std::map<Key, SweepJobId> m_unremoved;           ///< jobs that have ended and whose files could not be removed
   std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
   PartPreparer m_preparer;

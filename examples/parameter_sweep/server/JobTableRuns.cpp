@@ -85,13 +85,13 @@ void JobTable::handle(const RunReport& report) {
   }
   switch (report.kind) {
     case RunReport::Kind::Found:
-      found(report);
+      onFound(report);
       break;
     case RunReport::Kind::Started:
-      started(*job, *part, report);
+      onStarted(*job, *part, report);
       break;
     case RunReport::Kind::NotStarted:
-      notStarted(*job, *part, report);
+      onNotStarted(*job, *part, report);
       break;
     case RunReport::Kind::Waiting:
       // One that ran was put back into the queue of the cluster.
@@ -100,16 +100,16 @@ void JobTable::handle(const RunReport& report) {
       }
       break;
     case RunReport::Kind::Running:
-      runs(*job, *part, report.age);
+      onRunning(*job, *part, report.age);
       break;
     case RunReport::Kind::Ended:
-      ended(*job, *part, report.end);
+      onExit(*job, *part, report.end);
       break;
   }
 }
 
 /// An earlier server started the run, but ended before it could store that.
-void JobTable::found(const RunReport& report) {
+void JobTable::onFound(const RunReport& report) {
   const auto [job, part] = findPart({report.run.jobId.getUniqueId(), report.run.part});
   const bool isQueued = part != nullptr && part->phase == PartPhase::Queued;
   const bool isPrepared =
@@ -119,15 +119,15 @@ void JobTable::found(const RunReport& report) {
     if (isQueued) {
       beginTry(*part);
     }
-    started(*job, *part, report);
+    onStarted(*job, *part, report);
   } else {
     m_engine.end(report.run);
     m_strays.insert(report.run);
   }
 }
 
-void JobTable::started(ActiveJob& job, ActivePart& part, const RunReport& report) {
-  m_startFault.succeeded();
+void JobTable::onStarted(ActiveJob& job, ActivePart& part, const RunReport& report) {
+  m_startRetry.succeeded();
   part.record.run = report.record;
   setPhase(job, part, PartPhase::Waiting);
   const std::int64_t time = m_clocks.millisecondsSince1970();
@@ -144,23 +144,23 @@ void JobTable::started(ActiveJob& job, ActivePart& part, const RunReport& report
                  });
 }
 
-void JobTable::notStarted(ActiveJob& job, ActivePart& part, const RunReport& report) {
+void JobTable::onNotStarted(ActiveJob& job, ActivePart& part, const RunReport& report) {
   if (report.isShortage || job.isEnding) {
     cannotStart(job, part, report.reason);
     return;
   }
-  m_runFault.failed(m_clocks.now(), report.reason);
+  m_runRetry.failed(m_clocks.now(), report.reason);
   tryAgain(job, part, SweepFailure(FailureKind::LaunchFailed, report.reason));
 }
 
-void JobTable::runs(ActiveJob& job, ActivePart& part, milliseconds age) {
+void JobTable::onRunning(ActiveJob& job, ActivePart& part, milliseconds age) {
   if (part.phase == PartPhase::Waiting || part.phase == PartPhase::Resumed) {
     setPhase(job, part, PartPhase::Running);
     job.runningSince = std::min(job.runningSince, m_clocks.now() - age);
   }
 }
 
-void JobTable::ended(ActiveJob& job, ActivePart& part, const RunEnd& end) {
+void JobTable::onExit(ActiveJob& job, ActivePart& part, const RunEnd& end) {
   if (isGiven(part.phase)) {
     part.end = end;
     part.endedAt = m_clocks.now();
@@ -197,7 +197,7 @@ bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
   try {
     if (part.results == nullptr) {
       if (!isStored(partFiles.result)) {
-        leftNothing(job, part);
+        onExitWithoutResult(job, part);
         return false;
       }
       part.results = std::make_unique<PartResults>(partFiles, job.record.status.jobId, part.record.count);
@@ -206,8 +206,8 @@ bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
       return true;
     }
     finishPart(job, part);
-    m_readFault.succeeded();
-    m_runFault.succeeded();
+    m_readRetry.succeeded();
+    m_runRetry.succeeded();
   } catch (const SweepFailure& failure) {
     part.results.reset();
     if (failure.getKind() == FailureKind::LocalFailure) {
@@ -224,12 +224,12 @@ bool JobTable::collectStep(ActiveJob& job, ActivePart& part) {
 
 /// What a part left cannot be read now.
 void JobTable::readLater(ActivePart& part, const std::string& reason) {
-  m_readFault.failed(m_clocks.now(), reason);
+  m_readRetry.failed(m_clocks.now(), reason);
   part.notBefore = m_clocks.now() + pauseAfter(++part.failedReads);
 }
 
 /// The process is gone and has put no result into place.
-void JobTable::leftNothing(ActiveJob& job, ActivePart& part) {
+void JobTable::onExitWithoutResult(ActiveJob& job, ActivePart& part) {
   const bool isPerhapsOnItsWay =
       part.end.exitCode.value_or(0) == 0 && m_clocks.now() < part.endedAt + m_engine.getFileDelay();
   if (isPerhapsOnItsWay) {
@@ -242,7 +242,7 @@ void JobTable::leftNothing(ActiveJob& job, ActivePart& part) {
     return;
   }
   if (part.end.exitCode == c_shortageExitCode || failure.getKind() == FailureKind::LaunchFailed) {
-    m_runFault.failed(m_clocks.now(), failure.getMessage());
+    m_runRetry.failed(m_clocks.now(), failure.getMessage());
   }
   tryAgain(job, part, failure);
 }
@@ -326,12 +326,12 @@ void JobTable::tryAgain(ActiveJob& job, ActivePart& part, const SweepFailure& fa
 void JobTable::fail(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages) {
   const std::vector<LogMessage> more = tryReadLogs(job);
   messages.insert(messages.end(), more.begin(), more.end());
-  storeEnd(job, failure, std::move(messages), StoreWriter::Patience::Forever, [](Stored) {});
+  storeOutcome(job, failure, std::move(messages), StoreWriter::Patience::Forever, [](Stored) {});
 }
 
 /// Stores that the job failed or was cancelled, and shows it then.
-void JobTable::storeEnd(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages,
-                        StoreWriter::Patience patience, const StoreWriter::Done& done) {
+void JobTable::storeOutcome(ActiveJob& job, const SweepFailure& failure, std::vector<LogMessage> messages,
+                            StoreWriter::Patience patience, const StoreWriter::Done& done) {
   JobStatus status = makeStatus(job);
   status.state = failure.getKind() == FailureKind::JobCancelled ? JobState::Cancelled : JobState::Failed;
   status.failure = failure;
@@ -530,21 +530,21 @@ void JobTable::removeRemains(const SweepJobId& jobId) {
   }
   if (const std::error_code error = removeAll(JobFolder(m_settings.spool, jobId).path)) {
     m_unremoved.emplace(jobId.getUniqueId(), jobId);
-    m_removeFault.failed(m_clocks.now(), error.message());
+    m_removeRetry.failed(m_clocks.now(), error.message());
   } else {
     m_unremoved.erase(jobId.getUniqueId());
   }
 }
 
 void JobTable::retryRemains() {
-  if (m_unremoved.empty() || !m_removeFault.isOver(m_clocks.now())) {
+  if (m_unremoved.empty() || !m_removeRetry.isDue(m_clocks.now())) {
     return;
   }
   for (const auto& [id, jobId] : std::map<Key, SweepJobId>(m_unremoved)) {
     removeRemains(jobId);
   }
   if (m_unremoved.empty()) {
-    m_removeFault.succeeded();
+    m_removeRetry.succeeded();
   }
 }
 

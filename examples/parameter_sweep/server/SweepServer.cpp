@@ -302,7 +302,7 @@ void SweepServer::poll() {
 
 void SweepServer::removeExpired() {
   constexpr std::int64_t c_incompleteDays = 1;
-  if (m_expiring > 0 || m_clocks.now() < m_nextExpiry || !m_expiryFault.isOver(m_clocks.now())) {
+  if (m_expiring > 0 || m_clocks.now() < m_nextExpiry || !m_expiryRetry.isDue(m_clocks.now())) {
     return;
   }
   m_nextExpiry = m_clocks.now() + c_expiryInterval;
@@ -320,9 +320,9 @@ void SweepServer::removeExpired() {
     error = exception.what();
   }
   if (error.empty()) {
-    m_expiryFault.succeeded();
+    m_expiryRetry.succeeded();
   } else {
-    m_expiryFault.failed(m_clocks.now(), error);
+    m_expiryRetry.failed(m_clocks.now(), error);
   }
 }
 

@@ -3,7 +3,7 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractRequestServer.h>
 #include <examples/parameter_sweep/server/Client.h>
 #include <examples/parameter_sweep/server/JobTable.h>
-#include <examples/parameter_sweep/server/PassingFault.h>
+#include <examples/parameter_sweep/server/RetryState.h>
 #include <examples/parameter_sweep/server/Submissions.h>
 
 #include <cstddef>
@@ -87,7 +87,7 @@ class SweepServer final : public Drelvan::AbstractRequestServer {
   const TimePoint m_started;
   Asker m_asker;
   TimePoint m_nextExpiry{};
-  PassingFault m_expiryFault{"remove jobs that were kept long enough"};
+  RetryState m_expiryRetry{"remove jobs that were kept long enough"};
   std::size_t m_expiring = 0;  ///< removals that are being stored
 };
 

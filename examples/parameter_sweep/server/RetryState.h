@@ -8,22 +8,24 @@
 
 namespace ParameterSweep {
 
-/// A kind of call that fails for a while: when it is tried again, and one entry in the log when that begins and ends.
+/// An operation that fails temporarily: when to retry it, with one log entry when the failure starts and one when it
+/// ends.
 ///
 /// Threads: one.
-class PassingFault {
+class RetryState {
  public:
   /// `what` goes on as in "cannot read results".
-  explicit PassingFault(std::string what) : m_what(std::move(what)) {}
+  explicit RetryState(std::string what) : m_what(std::move(what)) {}
 
-  bool isOver(TimePoint now) const { return now >= m_next; }
+  /// Whether the operation may be tried now.
+  bool isDue(TimePoint now) const { return now >= m_next; }
 
   void failed(TimePoint now, const std::string& reason) {
     if (m_failures == 0) {
       logger().logERROR("cannot " + m_what + " now, will retry: " + reason, __FILE__, __func__, __LINE__);
     }
     // Calls that were made together count once.
-    if (isOver(now)) {
+    if (isDue(now)) {
       m_next = now + pauseAfter(++m_failures);
     }
     m_reason = reason;
