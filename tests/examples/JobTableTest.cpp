@@ -59,7 +59,7 @@ class JobTableTest : public testing::Test {
   }
 
   /// Until the table has nothing more to do at this time.
-  void settle() {
+  void pollUntilIdle() {
     // A report of the engine leads to a change, and a change that is stored to a status, each in the next turn.
     constexpr int c_quietTurns = 3;
     constexpr int c_mostTurns = 1000;
@@ -110,11 +110,11 @@ class JobTableTest : public testing::Test {
   void finish(StartedRun run) {
     leaveResult(run);
     m_engine->finish(run, {0, std::nullopt, ""});
-    settle();
+    pollUntilIdle();
   }
   void fail(StartedRun run, const RunEnd& end) {
     m_engine->finish(run, end);
-    settle();
+    pollUntilIdle();
   }
 
   void refuseStarts(const std::string& reason, bool isShortage) {
@@ -136,7 +136,7 @@ class JobTableTest : public testing::Test {
   void importLogs(const SweepJobId& jobId) {
     bool isDone = false;
     m_table->importLogs(jobId, [&] { isDone = true; });
-    settle();
+    pollUntilIdle();
     EXPECT_TRUE(isDone);
   }
   std::ptrdiff_t countMessages(const SweepJobId& jobId, const std::string& text) const {
@@ -157,7 +157,7 @@ class JobTableTest : public testing::Test {
 TEST_F(JobTableTest, JobRunsAndIsFinishedWithItsResult) {
   const SweepJobId jobId = submit();
   EXPECT_EQ(state(jobId), JobState::Queued);
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Running);
   EXPECT_EQ(m_store->getParts(jobId)[0].run, "run 1");
   finish(lastRun());
@@ -171,7 +171,7 @@ TEST_F(JobTableTest, JobRunsAndIsFinishedWithItsResult) {
 TEST_F(JobTableTest, PartsRunSideBySideAndTheResultIsInOrderWhateverEndsFirst) {
   m_engine->m_room = 2;
   const SweepJobId jobId = submit(7, 3);
-  settle();
+  pollUntilIdle();
   ASSERT_EQ(m_engine->m_started.size(), 2U);
   EXPECT_EQ(status(jobId).partsRunning, 2U);
   finish(m_engine->m_started[1]);
@@ -197,7 +197,7 @@ TEST_F(JobTableTest, UrgentJobsStartFirstThenThoseThatCameFirst) {
   const SweepJobId urgent = submit(1, 1, 7);
   m_engine->m_room = 1;
   for (const SweepJobId& next : {urgent, first, second}) {
-    settle();
+    pollUntilIdle();
     EXPECT_EQ(lastRun().jobId.toString(), next.toString());
     finish(lastRun());
   }
@@ -205,7 +205,7 @@ TEST_F(JobTableTest, UrgentJobsStartFirstThenThoseThatCameFirst) {
 
 TEST_F(JobTableTest, NextPartsArePreparedWhileThereIsNoRoomForThem) {
   const SweepJobId jobId = submit(4, 1);
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(m_engine->m_all.size(), 1U);
   for (const std::uint32_t part : {1U, 2U, 3U}) {
     EXPECT_TRUE(std::filesystem::exists(files({jobId, part, 1}).input)) << part;
@@ -220,22 +220,22 @@ TEST_F(JobTableTest, NextPartsArePreparedWhileThereIsNoRoomForThem) {
 
 TEST_F(JobTableTest, LostTryIsRepeatedAfterAGrowingPauseAndThenFailsTheJob) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   fail(lastRun(), {std::nullopt, SIGKILL, ""});
   EXPECT_EQ(state(jobId), JobState::Queued);
   m_clock.pass(milliseconds(900));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(m_engine->m_all.size(), 1U);
   m_clock.pass(milliseconds(200));
-  settle();
+  pollUntilIdle();
   ASSERT_EQ(m_engine->m_all.size(), 2U);
   EXPECT_EQ(lastRun().attempt, 2U);
   fail(lastRun(), {std::nullopt, SIGKILL, ""});
   m_clock.pass(milliseconds(1900));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(m_engine->m_all.size(), 2U) << "the second pause is longer";
   m_clock.pass(milliseconds(200));
-  settle();
+  pollUntilIdle();
   ASSERT_EQ(m_engine->m_all.size(), 3U);
   fail(lastRun(), {std::nullopt, SIGKILL, ""});
   ASSERT_EQ(state(jobId), JobState::Failed);
@@ -246,14 +246,14 @@ TEST_F(JobTableTest, LostTryIsRepeatedAfterAGrowingPauseAndThenFailsTheJob) {
 TEST_F(JobTableTest, OnlyTheLostPartIsTriedAgain) {
   m_engine->m_room = 2;
   const SweepJobId jobId = submit(2, 1);
-  settle();
+  pollUntilIdle();
   const StartedRun first = m_engine->m_started[0];
   const StartedRun second = m_engine->m_started[1];
   fail(first, {7, std::nullopt, "NODE_FAIL"});
   finish(second);
   EXPECT_EQ(state(jobId), JobState::Queued) << "nothing of it runs between the tries";
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   ASSERT_EQ(m_engine->m_all.size(), 3U);
   EXPECT_EQ(lastRun().part, first.part);
   finish(lastRun());
@@ -263,22 +263,22 @@ TEST_F(JobTableTest, OnlyTheLostPartIsTriedAgain) {
 TEST_F(JobTableTest, FailureOfTheSweepItselfEndsTheJobAtOnceAndItsOtherParts) {
   m_engine->m_room = 2;
   const SweepJobId jobId = submit(2, 1);
-  settle();
+  pollUntilIdle();
   const StartedRun first = m_engine->m_started[0];
   write(first, SweepFailure(FailureKind::BadExpression, "bad expression at position 3"));
   m_engine->finish(first, {0, std::nullopt, ""});
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Failed);
   EXPECT_EQ(status(jobId).failure->getKind(), FailureKind::BadExpression);
   EXPECT_EQ(m_engine->m_ended.size(), 1U);
   m_clock.pass(seconds(100));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(m_engine->m_all.size(), 2U);
 }
 
 TEST_F(JobTableTest, ProcessorTimeIsAnOutcomeOfItsOwn) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   fail(lastRun(), {std::nullopt, SIGXCPU, ""});
   EXPECT_EQ(status(jobId).failure.value().getKind(), FailureKind::ProcessorTimeExceeded);
 }
@@ -286,14 +286,14 @@ TEST_F(JobTableTest, ProcessorTimeIsAnOutcomeOfItsOwn) {
 TEST_F(JobTableTest, ClockThatIsSetNeitherEndsAJobNorSparesIt) {
   for (const auto step : {std::chrono::hours(1000), std::chrono::hours(-500)}) {
     const SweepJobId jobId = submit();
-    settle();
+    pollUntilIdle();
     ASSERT_EQ(state(jobId), JobState::Running);
     m_clock.step(step);
     m_clock.pass(seconds(99));
-    settle();
+    pollUntilIdle();
     EXPECT_EQ(state(jobId), JobState::Running);
     m_clock.pass(seconds(2));
-    settle();
+    pollUntilIdle();
     EXPECT_EQ(status(jobId).failure.value().getKind(), FailureKind::JobTimedOut);
   }
 }
@@ -302,13 +302,13 @@ TEST_F(JobTableTest, ShortageCostsNoTryHowLongItMayLast) {
   refuseStarts("Resource temporarily unavailable", true);
   const SweepJobId jobId = submit();
   for (int round = 0; round < 20; ++round) {
-    settle();
+    pollUntilIdle();
     EXPECT_EQ(state(jobId), JobState::Queued);
     m_clock.pass(seconds(61));
   }
   EXPECT_EQ(m_table->getStartError(), "Resource temporarily unavailable");
   m_engine->m_refusal.reset();
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Running);
   EXPECT_EQ(lastRun().attempt, 1U);
   EXPECT_EQ(m_table->getStartError(), "");
@@ -318,11 +318,11 @@ TEST_F(JobTableTest, ShortageThatHitsManyStartsAtOncePausesThemOnce) {
   m_engine->m_room = 16;
   refuseStarts("Resource temporarily unavailable", true);
   const SweepJobId jobId = submit(16);
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(m_engine->m_all.size(), 16U);
   m_engine->m_refusal.reset();
   m_clock.pass(milliseconds(1100));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(m_engine->m_started.size(), 16U);
   EXPECT_EQ(state(jobId), JobState::Running);
 }
@@ -331,7 +331,7 @@ TEST_F(JobTableTest, LauncherThatCannotStartFailsTheJobAfterItsTries) {
   refuseStarts("cannot start '/nowhere'", false);
   const SweepJobId jobId = submit();
   for (int round = 0; round < 3; ++round) {
-    settle();
+    pollUntilIdle();
     m_clock.pass(seconds(61));
   }
   ASSERT_EQ(state(jobId), JobState::Failed);
@@ -341,7 +341,7 @@ TEST_F(JobTableTest, LauncherThatCannotStartFailsTheJobAfterItsTries) {
 
 TEST_F(JobTableTest, ResultThatCannotBeReadNowIsReadLater) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const StartedRun run = lastRun();
   leaveResult(run);
   // A link to itself gives ELOOP where the result is.
@@ -351,35 +351,35 @@ TEST_F(JobTableTest, ResultThatCannotBeReadNowIsReadLater) {
   std::filesystem::create_symlink(result, result);
   m_engine->finish(run, {0, std::nullopt, ""});
   for (int round = 0; round < 5; ++round) {
-    settle();
+    pollUntilIdle();
     EXPECT_FALSE(isEnd(state(jobId)));
     m_clock.pass(seconds(61));
   }
-  settle();
+  pollUntilIdle();
   std::filesystem::remove(result);
   std::filesystem::rename(kept, result);
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   EXPECT_FALSE(isEnd(state(jobId))) << "the pauses grow";
   m_clock.pass(seconds(61));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Finished);
 }
 
 TEST_F(JobTableTest, MessagesThatCannotBeReadNowAreReadBeforeTheJobIsFinished) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const StartedRun run = lastRun();
   leaveResult(run);
   const std::filesystem::path log = files(run).log;
   std::filesystem::create_symlink(log, log);
   m_engine->finish(run, {0, std::nullopt, ""});
-  settle();
+  pollUntilIdle();
   EXPECT_FALSE(isEnd(state(jobId)));
   std::filesystem::remove(log);
   FileJobLog(log, jobId).write(LogMessage::Type::Info, "sweep-job", "done");
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Finished);
   EXPECT_EQ(countMessages(jobId, "done"), 1);
 }
@@ -387,7 +387,7 @@ TEST_F(JobTableTest, MessagesThatCannotBeReadNowAreReadBeforeTheJobIsFinished) {
 TEST_F(JobTableTest, DamagedResultIsComputedAgainAndNeverReported) {
   const SweepJobId jobId = submit();
   for (int attempt = 1; attempt <= 3; ++attempt) {
-    settle();
+    pollUntilIdle();
     const StartedRun run = lastRun();
     EXPECT_EQ(run.attempt, static_cast<std::uint32_t>(attempt));
     leaveResult(run);
@@ -403,7 +403,7 @@ TEST_F(JobTableTest, ResultOfAnotherJobIsNotTaken) {
   m_settings.tries = 1;
   begin();
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   write(lastRun(), SweepResult{SweepJobId(), {{1, 2}}});
   fail(lastRun(), {0, std::nullopt, ""});
   EXPECT_EQ(state(jobId), JobState::Failed);
@@ -412,26 +412,26 @@ TEST_F(JobTableTest, ResultOfAnotherJobIsNotTaken) {
 TEST_F(JobTableTest, ResultThatIsStillOnItsWayIsWaitedFor) {
   m_engine->m_fileDelay = seconds(30);
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const StartedRun run = lastRun();
   fail(run, {0, std::nullopt, ""});
   m_clock.pass(seconds(20));
-  settle();
+  pollUntilIdle();
   EXPECT_FALSE(isEnd(state(jobId)));
   leaveResult(run);
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Finished);
 }
 
 TEST_F(JobTableTest, CancelledJobEndsItsRunsAndStaysCancelled) {
   m_engine->m_room = 2;
   const SweepJobId jobId = submit(3, 1);
-  settle();
+  pollUntilIdle();
   Stored result = Stored::Failed;
   m_table->cancel(jobId, [&](Stored stored) { result = stored; });
   EXPECT_FALSE(isEnd(state(jobId))) << "nothing is shown before it is stored";
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(result, Stored::Done);
   EXPECT_EQ(state(jobId), JobState::Cancelled);
   EXPECT_EQ(m_engine->m_ended.size(), 2U);
@@ -449,9 +449,9 @@ TEST_F(JobTableTest, JobsCancelledWhileTheirInputsAreWrittenLeaveNoFiles) {
   for (const SweepJobId& job : jobs) {
     m_table->cancel(job, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
   }
-  settle();
+  pollUntilIdle();
   const SweepJobId last = submit();  // prepared after all the others
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(last), JobState::Running);
   for (const auto& entry : std::filesystem::directory_iterator(m_settings.spool / "jobs")) {
     EXPECT_EQ(entry.path().filename(), last.getUniqueId());
@@ -473,9 +473,9 @@ TEST_F(JobTableTest, InputsThatWaitToBeWrittenAreForgottenWithTheirJob) {
   EXPECT_EQ(state(cancelled), JobState::Cancelled);
   const int inputOfCancelled = ::open(makePipeForInput(cancelled).c_str(), O_RDONLY | O_NONBLOCK);
   const int inputOfBusy = ::open(pipeOfBusy.c_str(), O_RDONLY | O_NONBLOCK);  // lets it be written
-  settle();
+  pollUntilIdle();
   const SweepJobId last = submit();  // prepared after both
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(busy), JobState::Running);
   EXPECT_EQ(state(last), JobState::Running);
   char first = 0;
@@ -487,19 +487,19 @@ TEST_F(JobTableTest, InputsThatWaitToBeWrittenAreForgottenWithTheirJob) {
 
 TEST_F(JobTableTest, FilesThatAKilledProgramHadBegunGoWithTheirJob) {
   const SweepJobId cancelled = submit();
-  settle();
+  pollUntilIdle();
   const std::string unfinished = files(lastRun()).result.string() + ".7.new";
   std::ofstream(unfinished) << "half";
   m_engine->m_isLeft = true;
   m_table->cancel(cancelled, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
-  settle();
+  pollUntilIdle();
   EXPECT_TRUE(std::filesystem::exists(unfinished)) << "the program has not ended";
   m_engine->m_isLeft = false;
-  settle();
+  pollUntilIdle();
   EXPECT_TRUE(std::filesystem::is_empty(m_settings.spool / "jobs"));
 
   const SweepJobId finished = submit();
-  settle();
+  pollUntilIdle();
   std::ofstream(files(lastRun()).result.string() + ".7.new") << "half";
   std::ofstream(files(lastRun()).output) << "kept";
   finish(lastRun());
@@ -510,25 +510,25 @@ TEST_F(JobTableTest, FilesThatAKilledProgramHadBegunGoWithTheirJob) {
 
 TEST_F(JobTableTest, FilesOfAJobWhoseFolderCannotBeListedNowAreRemovedLater) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const std::filesystem::path folder = JobFolder(m_settings.spool, jobId).path;
   const std::filesystem::path moved = m_folder.file("moved");
   // A link to itself gives ELOOP where the folder is.
   std::filesystem::rename(folder, moved);
   std::filesystem::create_symlink(folder, folder);
   m_table->cancel(jobId, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Cancelled);
   std::filesystem::remove(folder);
   std::filesystem::rename(moved, folder);
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
   const SweepJobId ended = submit();
-  settle();
+  pollUntilIdle();
   finish(lastRun());
   const PartFiles ofEnded(m_settings.spool, ended, 1, 1);
   const PartFiles ofRemoved(m_settings.spool, SweepJobId(), 1, 1);
@@ -539,7 +539,7 @@ TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
   }
   std::filesystem::create_directories(m_settings.spool / "jobs" / "something else");
   begin();
-  settle();
+  pollUntilIdle();
   EXPECT_FALSE(std::filesystem::exists(ofEnded.folder));
   EXPECT_FALSE(std::filesystem::exists(ofRemoved.folder));
   EXPECT_TRUE(std::filesystem::exists(m_settings.spool / "jobs" / "something else"));
@@ -547,24 +547,24 @@ TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
 
 TEST_F(JobTableTest, NextServerLeavesTheFilesOfARunThatHasNotEndedYet) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const PartFiles files = this->files(lastRun());
   std::ofstream(files.output).close();  // empty until the program writes something
   m_engine->m_isLeft = true;
   m_table->cancel(jobId, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
-  settle();
+  pollUntilIdle();
   begin();
   m_engine->m_isLeft = true;
-  settle();
+  pollUntilIdle();
   EXPECT_TRUE(std::filesystem::exists(files.output));
   m_engine->m_isLeft = false;
-  settle();
+  pollUntilIdle();
   EXPECT_FALSE(std::filesystem::exists(files.folder));
 }
 
 TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   finish(lastRun());
   Stored result = Stored::Done;
   m_table->cancel(jobId, [&](Stored stored) { result = stored; });
@@ -574,7 +574,7 @@ TEST_F(JobTableTest, CancelOfAJobThatHasEndedIsRefused) {
 
 TEST_F(JobTableTest, CancelThatCannotBeStoredChangesNothing) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   Database other(m_folder.file("sweep.db"));
   other.execute("BEGIN IMMEDIATE");
   Stored result = Stored::Done;
@@ -596,13 +596,13 @@ TEST_F(JobTableTest, CancelThatCannotBeStoredChangesNothing) {
 
 TEST_F(JobTableTest, NextServerGoesOnWithTheRunsOfTheOneBefore) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const StartedRun run = lastRun();
   begin();
   ASSERT_EQ(m_engine->m_resumed, std::vector<std::string>{"run 1"});
   EXPECT_TRUE(m_engine->m_all.empty());
   m_engine->report({run, RunReport::Kind::Running});
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Running);
   finish(run);
   EXPECT_EQ(state(jobId), JobState::Finished);
@@ -614,7 +614,7 @@ TEST_F(JobTableTest, RunWhoseStartTheServerBeforeCouldNotStoreIsGoneOnWith) {
   std::filesystem::create_directories(files(run).folder);
   m_engine->report({run, RunReport::Kind::Found, "run of the one before"});
   m_engine->report({run, RunReport::Kind::Running});
-  settle();
+  pollUntilIdle();
   EXPECT_TRUE(m_engine->m_all.empty()) << "started again beside it";
   EXPECT_EQ(state(jobId), JobState::Running);
   begin();
@@ -623,7 +623,7 @@ TEST_F(JobTableTest, RunWhoseStartTheServerBeforeCouldNotStoreIsGoneOnWith) {
   result.realizations.push_back({1, 2.0});
   write(run, {result});
   m_engine->finish(run, {});
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Finished);
 }
 
@@ -633,7 +633,7 @@ TEST_F(JobTableTest, FoundRunThatIsNotTheNextTryIsEnded) {
   for (const StartedRun& run : {StartedRun{SweepJobId(), 1, 1}, StartedRun{jobId, 1, 2}, StartedRun{jobId, 2, 1}}) {
     m_engine->report({run, RunReport::Kind::Found, "run"});
     m_engine->report({run, RunReport::Kind::Running});
-    settle();
+    pollUntilIdle();
     EXPECT_FALSE(m_engine->m_ended.back() < run || run < m_engine->m_ended.back());
   }
   EXPECT_EQ(m_engine->m_ended.size(), 3U);
@@ -644,16 +644,16 @@ TEST_F(JobTableTest, RunOfTheServerBeforeIsUnknownUntilTheEngineTells) {
   m_engine->m_room = 2;
   const SweepJobId runs = submit();
   const SweepJobId waits = submit();
-  settle();
+  pollUntilIdle();
   const StartedRun running = runOf(runs);
   const StartedRun waiting = runOf(waits);
   begin();
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(runs), JobState::Unknown);
   EXPECT_EQ(state(waits), JobState::Unknown);
   m_engine->report({running, RunReport::Kind::Running});
   m_engine->report({waiting, RunReport::Kind::Waiting});
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(runs), JobState::Running);
   EXPECT_EQ(state(waits), JobState::Queued);
 }
@@ -661,7 +661,7 @@ TEST_F(JobTableTest, RunOfTheServerBeforeIsUnknownUntilTheEngineTells) {
 TEST_F(JobTableTest, RunThatEndedUnseenIsFinishedByWhatItLeftOrStartsAgain) {
   m_engine->m_room = 2;
   const SweepJobId jobId = submit(2, 1);
-  settle();
+  pollUntilIdle();
   const StartedRun first = m_engine->m_started[0];
   const StartedRun second = m_engine->m_started[1];
   leaveResult(first);
@@ -669,10 +669,10 @@ TEST_F(JobTableTest, RunThatEndedUnseenIsFinishedByWhatItLeftOrStartsAgain) {
   m_engine->m_room = 2;
   m_engine->finish(first, {});
   m_engine->finish(second, {});
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(status(jobId).partsDone, 1U);
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   ASSERT_EQ(m_engine->m_all.size(), 1U);
   EXPECT_EQ(lastRun().part, second.part);
   finish(lastRun());
@@ -682,7 +682,7 @@ TEST_F(JobTableTest, RunThatEndedUnseenIsFinishedByWhatItLeftOrStartsAgain) {
 TEST_F(JobTableTest, EndThatNobodySawNeverFailsAJobHoweverOften) {
   const SweepJobId jobId = submit();
   for (int round = 0; round < 6; ++round) {
-    settle();
+    pollUntilIdle();
     fail(lastRun(), {});
     m_clock.pass(seconds(61));
   }
@@ -691,14 +691,14 @@ TEST_F(JobTableTest, EndThatNobodySawNeverFailsAJobHoweverOften) {
 
 TEST_F(JobTableTest, RunOfAJobCancelledJustBeforeAKillIsEndedByTheNextServer) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   m_engine->m_isLeft = true;
   m_table->cancel(jobId, [](Stored) {});
-  settle();
+  pollUntilIdle();
   begin();
   ASSERT_EQ(m_engine->m_resumed, std::vector<std::string>{"run 1"});
   EXPECT_EQ(m_engine->m_ended.size(), 1U);
-  settle();
+  pollUntilIdle();
   begin();
   EXPECT_TRUE(m_engine->m_resumed.empty()) << "nothing was left of it";
 }
@@ -706,19 +706,19 @@ TEST_F(JobTableTest, RunOfAJobCancelledJustBeforeAKillIsEndedByTheNextServer) {
 TEST_F(JobTableTest, WaitingInAClustersQueueIsQueuedAndCostsNoTime) {
   m_engine->m_runsAtOnce = false;
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   m_engine->report({lastRun(), RunReport::Kind::Waiting});
   m_clock.pass(seconds(1000));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Queued);
   m_engine->report({lastRun(), RunReport::Kind::Running});
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Running);
   m_clock.pass(seconds(99));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Running);
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   ASSERT_EQ(state(jobId), JobState::Failed);
   EXPECT_EQ(status(jobId).failure->getKind(), FailureKind::JobTimedOut);
   EXPECT_EQ(m_engine->m_ended.size(), 1U);
@@ -726,38 +726,38 @@ TEST_F(JobTableTest, WaitingInAClustersQueueIsQueuedAndCostsNoTime) {
 
 TEST_F(JobTableTest, ClusterThatCannotBeAskedMakesTheStateUnknown) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   m_engine->m_error = "the controller does not answer";
   m_published.clear();
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Unknown);
   ASSERT_FALSE(m_published.empty());
   EXPECT_EQ(m_published.back().state, JobState::Unknown);
   m_engine->m_error.clear();
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Running);
 }
 
 TEST_F(JobTableTest, ProgressAndHostThatTheJobProgramStoresAreShown) {
   const SweepJobId jobId = submit(4, 2);
-  settle();
+  pollUntilIdle();
   JobStatus reported{jobId, JobState::Running};
   reported.progress = 0.5;
   reported.host.setName("node7");
   replaceFile(files(lastRun()).progress, writeReplyPackage({reported}, "test"));
   m_clock.pass(seconds(1));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(status(jobId).progress, 0.25);
   EXPECT_EQ(status(jobId).host.getName(), "node7");
   std::ofstream(files(lastRun()).progress) << "nonsense";
   m_clock.pass(seconds(1));
-  settle();
+  pollUntilIdle();
   EXPECT_EQ(status(jobId).progress, 0.25) << "progress is no outcome";
 }
 
 TEST_F(JobTableTest, MessagesOfTheJobProgramAreReadWhileItRunsAndNoneTwice) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"});
   importLogs(jobId);
   EXPECT_EQ(countMessages(jobId, "begun"), 1);
@@ -768,12 +768,12 @@ TEST_F(JobTableTest, MessagesOfTheJobProgramAreReadWhileItRunsAndNoneTwice) {
 
 TEST_F(JobTableTest, MessagesOfALostTryAreKept) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "first try"});
   fail(lastRun(), {std::nullopt, SIGKILL, ""});
   EXPECT_EQ(countMessages(jobId, "first try"), 1);
   m_clock.pass(seconds(2));
-  settle();
+  pollUntilIdle();
   std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "second"});
   finish(lastRun());
   EXPECT_EQ(countMessages(jobId, "first try"), 1);
@@ -782,7 +782,7 @@ TEST_F(JobTableTest, MessagesOfALostTryAreKept) {
 
 TEST_F(JobTableTest, MessagesOfCancelledRunsAreKeptAlsoAfterACancelThatWasNotStored) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   std::ofstream(files(lastRun()).log) << writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"});
   Stored result = Stored::Done;
   const auto cancel = [&] {
@@ -810,7 +810,7 @@ TEST_F(JobTableTest, MessagesOfCancelledRunsAreKeptAlsoAfterACancelThatWasNotSto
 
 TEST_F(JobTableTest, MessageThatIsStillBeingWrittenIsReadOnceItIsWhole) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   const std::string line = writeLogLine({LogMessage::Type::Info, "sweep-job", 1, "begun"});
   std::ofstream log(files(lastRun()).log);
   log << line.substr(0, line.size() / 2) << std::flush;
@@ -823,7 +823,7 @@ TEST_F(JobTableTest, MessageThatIsStillBeingWrittenIsReadOnceItIsWhole) {
 
 TEST_F(JobTableTest, MessagesAroundALineThatWasNeverFinishedAreRead) {
   const SweepJobId jobId = submit();
-  settle();
+  pollUntilIdle();
   FileJobLog log(files(lastRun()).log, jobId);
   log.write(LogMessage::Type::Info, "sweep-job", "before");
   std::ofstream(files(lastRun()).log, std::ios::app) << "<logMessage unfini";  // by a writer that was ended

@@ -57,7 +57,7 @@ std::string describeEnd(const TestSupport::ProgramRun& run) {
 }
 
 /// Ends the server under the fault, and has another one, to which nothing happens, finish the jobs of its spool.
-Course conclude(FaultyServer& faulty, JobBook& jobs, const std::string& spool) {
+Course finishJobs(FaultyServer& faulty, JobBook& jobs, const std::string& spool) {
   Course course;
   if (faulty.isDeaf()) {
     course.errors.emplace_back("the server runs and does not answer");
@@ -125,7 +125,7 @@ Course runRequests(const LeftSpool& left, const Tracing& tracing) {
   jobs.submit(faulty, "the bad job", JobBook::Ending::BadExpression);
   jobs.cancel(faulty, jobs.submit(faulty, "the cancelled job"));
   follow(jobs, faulty);
-  return conclude(faulty, jobs, spool);
+  return finishJobs(faulty, jobs, spool);
 }
 
 /// A server is killed while it runs a job, and the next one finds the process.
@@ -146,7 +146,7 @@ Course runTakeover(const Tracing& tracing) {
   jobs.look(faulty);
   folder.write("go", "");
   follow(jobs, faulty);
-  return conclude(faulty, jobs, spool);
+  return finishJobs(faulty, jobs, spool);
 }
 
 /// A server removes jobs soon after their ends. The next one keeps what is left.
@@ -159,7 +159,7 @@ Course runExpiry(const LeftSpool& left, const Tracing& tracing) {
   const auto tracer = tracing.attach(faulty.id());
   jobs.submit(faulty, "the good job");
   follow(jobs, faulty);
-  return conclude(faulty, jobs, spool);
+  return finishJobs(faulty, jobs, spool);
 }
 
 /// Those of the faults that keep a process or a thread from being started.
