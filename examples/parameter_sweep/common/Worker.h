@@ -23,7 +23,7 @@ class Worker {
   explicit Worker(const char* name);
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
-  /// Waits for the work that is being done, and forgets what waits behind it. Calls nobody.
+  /// Waits for the work that is being done, and forgets what waits after it. Calls nothing.
   ~Worker();
 
   /// `work` must not throw. Once it has been done, `poll` calls `done`. Returns a number for `forget`.

@@ -24,7 +24,7 @@ struct Run {
   }
 };
 
-/// How the process of a run ended. Neither code nor signal: nobody knows.
+/// How the process of a run ended. If both are empty, the outcome is unknown.
 struct RunEnd {
   std::optional<int> exitCode;
   std::optional<int> signal;

@@ -20,7 +20,7 @@ struct JobProgram {
 
 /// The program and its arguments for a part: a number, or "slurm" where the cluster says which one.
 std::vector<std::string> makeCommand(const JobProgram& program, const Run& run, const std::string& part);
-/// The run that such a command is for, also behind the words of a launcher; empty for any other command.
+/// The run that such a command is for, also after the words of a launcher; empty for any other command.
 std::optional<Run> findRun(const JobProgram& program, const std::vector<std::string>& command);
 
 }  // namespace ParameterSweep

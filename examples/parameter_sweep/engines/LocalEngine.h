@@ -16,7 +16,7 @@ namespace ParameterSweep {
 /// Runs parts as processes of this machine, or of a launcher on it that reaches elsewhere.
 class LocalEngine final : public JobEngine {
  public:
-  /// `launcher` stands before the job program, in the shell's words; empty to start the program itself.
+  /// `launcher` precedes the job program, in the shell's words; empty to start the program itself.
   LocalEngine(JobProgram program, std::vector<std::string> launcher, std::size_t runsAtOnce);
   ~LocalEngine() override;  ///< Leaves the processes alone.
 
@@ -59,7 +59,7 @@ class LocalEngine final : public JobEngine {
   const JobProgram m_program;
   const std::vector<std::string> m_launcher;
   const std::size_t m_runsAtOnce;
-  bool m_hasSearched = false;  ///< for runs that nobody named
+  bool m_hasSearched = false;  ///< for runs that `resume` did not name
   int m_descriptor;
   std::map<Run, std::uint64_t> m_starting;  ///< and their numbers of the worker
   std::map<Run, Watched> m_runs;            ///< also those that still must go

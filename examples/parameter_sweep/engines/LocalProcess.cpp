@@ -232,7 +232,7 @@ LocalProcess LocalProcess::start(const std::vector<std::string>& command, const 
       error = ENOMEM;
     }
   }
-  ::kill(-process, SIGKILL);  // nobody would see its end, or find it again
+  ::kill(-process, SIGKILL);  // its end could not be seen, nor could it be found again
   ::waitpid(process, nullptr, 0);
   fail("cannot watch '" + command.front() + "'", error);
 }

@@ -52,11 +52,11 @@ class LocalProcess {
   /// Becomes readable when the process ends.
   int getDescriptor() const { return m_descriptor; }
   bool hasEnded() const;
-  /// Since its start, by a clock that nobody sets.
+  /// Since its start, by the monotonic clock.
   std::chrono::milliseconds getAge() const;
 
-  /// After the end: how the process ended, and nothing of its group is left. Unknown, and the group left alone, when
-  /// another program started it, since only a parent may know.
+  /// After the end: how the process ended, and nothing of its group is left. Unknown, and the group is not touched,
+  /// when another program started it, since only a parent may know.
   RunEnd reap() const;
 
   /// Asks the process group to end; a later call ends it by force once it had its time. Returns at once.

@@ -238,7 +238,7 @@ void SlurmEngine::submitted(const SlurmCall::Answer& answer) {
 }
 
 /// Whatever sbatch refuses now may be taken later. Should it have been taken all the same, the queue shows a task of
-/// this engine that nobody knows, which is ended.
+/// this engine without a run, which is ended.
 void SlurmEngine::notSubmitted(const std::string& reason) {
   for (const Run& run : std::exchange(m_submitting, {})) {
     if (m_unwanted.erase(run) == 0) {

@@ -17,7 +17,7 @@ namespace ParameterSweep {
 /// Runs parts as tasks of Slurm's job arrays: one array for what a sweep starts at a time, named after its job.
 ///
 /// One program of Slurm is called at a time. What it cannot tell stays as it was; a run that Slurm does not know any
-/// more has ended in a way that nobody knows.
+/// more has ended with an unknown outcome.
 class SlurmEngine final : public JobEngine {
  public:
   struct Settings {

@@ -11,7 +11,7 @@
 
 namespace ParameterSweep {
 
-/// Where a part of an active job stands.
+/// The state of a part of an active job.
 enum class PartPhase {
   Queued,      ///< waits for room, or for the end of a pause
   Preparing,   ///< its input is being written

@@ -9,7 +9,7 @@ namespace ParameterSweep {
 
 using TimePoint = std::chrono::steady_clock::time_point;
 
-/// What time it is: ages and pauses by a clock that nobody sets, times for people by the other one.
+/// What time it is: ages and pauses by the monotonic clock, times for people by the other one.
 struct Clocks {
   std::function<TimePoint()> now = [] { return std::chrono::steady_clock::now(); };
   std::function<std::int64_t()> millisecondsSince1970 = [] {

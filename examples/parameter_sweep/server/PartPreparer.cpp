@@ -21,7 +21,7 @@ std::vector<PackageRecord> findPackages(PackageReader& reader, const SweepJobId&
   return packages;
 }
 
-/// Put into place as a whole, since a run that nobody knows of may be reading an earlier one.
+/// Put into place as a whole, since a run of an earlier server may be reading an earlier one.
 void writeInput(PackageReader& reader, const Request& sweep, const PartRecord& part, const PartFiles& files) {
   std::filesystem::create_directories(files.folder);
   const std::vector<PackageRecord> packages = findPackages(reader, sweep.jobId, part);

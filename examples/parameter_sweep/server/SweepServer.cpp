@@ -262,7 +262,7 @@ JobList SweepServer::list(const Request& request, const Client& client) const {
     }
     filter.owner = client.name;
   }
-  // Where a job stands that has not ended is known here, not in the store.
+  // The state of a job that has not ended is known here, not in the store.
   filter.isActive = filter.state && !isEnd(*filter.state);
   if (filter.isActive) {
     filter.state.reset();

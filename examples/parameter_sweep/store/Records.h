@@ -11,7 +11,7 @@
 /// What is stored of jobs, and how it changes. Times are milliseconds since 1970.
 namespace ParameterSweep {
 
-/// Where a part stands, as stored.
+/// The state of a part, as stored.
 enum class PartState { Queued, Running, Finished };
 BOOST_DESCRIBE_ENUM(PartState, Queued, Running, Finished)
 
@@ -36,7 +36,7 @@ struct JobRecord {
   std::int64_t bytes = 0;    ///< of its packages and results
 };
 
-/// Cannot stand in a package.
+/// Not allowed in a package.
 inline constexpr char c_columnSeparator = '\x1f';
 
 /// A package of a submission as stored.
