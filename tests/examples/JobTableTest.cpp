@@ -124,6 +124,16 @@ class JobTableTest : public testing::Test {
     m_engine->m_refusal->isShortage = isShortage;
   }
 
+  /// Has a link to itself take the place of a file or folder: each access fails with ELOOP.
+  void replaceByLoop(const std::filesystem::path& path) const {
+    std::filesystem::rename(path, m_folder.file("replaced"));
+    std::filesystem::create_symlink(path, path);
+  }
+  void putBack(const std::filesystem::path& path) const {
+    std::filesystem::remove(path);
+    std::filesystem::rename(m_folder.file("replaced"), path);
+  }
+
   /// A pipe in place of what becomes the input of the job's first part. To write it waits until somebody reads.
   std::filesystem::path makePipeForInput(const SweepJobId& jobId) const {
     const PartFiles files(m_settings.spool, jobId, 1, 1);
@@ -344,11 +354,8 @@ TEST_F(JobTableTest, ResultThatCannotBeReadNowIsReadLater) {
   pollUntilIdle();
   const StartedRun run = lastRun();
   leaveResult(run);
-  // A link to itself gives ELOOP where the result is.
   const std::filesystem::path result = files(run).result;
-  const std::filesystem::path kept = m_folder.file("kept");
-  std::filesystem::rename(result, kept);
-  std::filesystem::create_symlink(result, result);
+  replaceByLoop(result);
   m_engine->finish(run, {0, std::nullopt, ""});
   for (int round = 0; round < 5; ++round) {
     pollUntilIdle();
@@ -356,8 +363,7 @@ TEST_F(JobTableTest, ResultThatCannotBeReadNowIsReadLater) {
     m_clock.pass(seconds(61));
   }
   pollUntilIdle();
-  std::filesystem::remove(result);
-  std::filesystem::rename(kept, result);
+  putBack(result);
   m_clock.pass(seconds(2));
   pollUntilIdle();
   EXPECT_FALSE(isEnd(state(jobId))) << "the pauses grow";
@@ -512,15 +518,11 @@ TEST_F(JobTableTest, FilesOfAJobWhoseFolderCannotBeListedNowAreRemovedLater) {
   const SweepJobId jobId = submit();
   pollUntilIdle();
   const std::filesystem::path folder = JobFolder(m_settings.spool, jobId).path;
-  const std::filesystem::path moved = m_folder.file("moved");
-  // A link to itself gives ELOOP where the folder is.
-  std::filesystem::rename(folder, moved);
-  std::filesystem::create_symlink(folder, folder);
+  replaceByLoop(folder);
   m_table->cancel(jobId, [](Stored stored) { EXPECT_EQ(stored, Stored::Done); });
   pollUntilIdle();
   EXPECT_EQ(state(jobId), JobState::Cancelled);
-  std::filesystem::remove(folder);
-  std::filesystem::rename(moved, folder);
+  putBack(folder);
   m_clock.pass(seconds(2));
   pollUntilIdle();
   EXPECT_FALSE(std::filesystem::exists(folder));
@@ -543,6 +545,20 @@ TEST_F(JobTableTest, FilesOfJobsThatEndedOrWereRemovedBeforeAreRemoved) {
   EXPECT_FALSE(std::filesystem::exists(ofEnded.folder));
   EXPECT_FALSE(std::filesystem::exists(ofRemoved.folder));
   EXPECT_TRUE(std::filesystem::exists(m_settings.spool / "jobs" / "something else"));
+}
+
+TEST_F(JobTableTest, FilesOfRemovedJobsAreRemovedLaterWhereTheSpoolCannotBeListedNow) {
+  const PartFiles ofRemoved(m_settings.spool, SweepJobId(), 1, 1);
+  std::filesystem::create_directories(ofRemoved.folder);
+  std::ofstream(ofRemoved.result) << "late";
+  const std::filesystem::path jobs = m_settings.spool / "jobs";
+  replaceByLoop(jobs);
+  begin();
+  pollUntilIdle();
+  putBack(jobs);
+  m_clock.pass(seconds(2));
+  pollUntilIdle();
+  EXPECT_FALSE(std::filesystem::exists(ofRemoved.folder));
 }
 
 TEST_F(JobTableTest, NextServerLeavesTheFilesOfARunThatHasNotEndedYet) {

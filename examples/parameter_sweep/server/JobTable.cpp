@@ -6,14 +6,12 @@
 #include <service/Logging.h>
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 namespace ParameterSweep {
 
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
 Drelvan::Logging s_logger(__FILE__);
@@ -50,8 +48,7 @@ void JobTable::load() {
   for (const RunReport& report : m_engine.poll()) {
     handle(report);
   }
-  std::error_code error;
-  m_cleaning = fs::directory_iterator(m_settings.spool / "jobs", error);
+  beginCleaning();
   s_logger.logINFO(std::to_string(m_jobs.size()) + " jobs of the spool have not ended", __FILE__, __func__, __LINE__);
 }
 

@@ -11,6 +11,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -134,7 +135,9 @@ class JobTable {
   void retryRemains();
   void endRuns(const ActiveJob& job);
   void forgetStrays();
+  void beginCleaning();
   void cleanNext();
+  void cleaningFailed(const std::error_code& error);
 
   const JobSettings m_settings;
   JobStore& m_store;
@@ -160,6 +163,7 @@ class JobTable {
   RetryState m_removeRetry{"remove files of jobs that have ended"};
   std::map<Key, SweepJobId> m_unremoved;           ///< jobs that have ended and whose files could not be removed
   std::filesystem::directory_iterator m_cleaning;  ///< folders of which remains of an earlier server are removed
+  bool m_isCleaningDue = false;                    ///< it could not be done to its end
   PartPreparer m_preparer;
 };
 

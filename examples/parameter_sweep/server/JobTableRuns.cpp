@@ -537,15 +537,32 @@ void JobTable::removeRemains(const SweepJobId& jobId) {
 }
 
 void JobTable::retryRemains() {
-  if (m_unremoved.empty() || !m_removeRetry.isDue(m_clocks.now())) {
-    return;
+  if (m_removeRetry.isDue(m_clocks.now())) {
+    for (const auto& [id, jobId] : std::map<Key, SweepJobId>(m_unremoved)) {
+      removeRemains(jobId);
+    }
+    if (m_isCleaningDue) {
+      beginCleaning();
+    }
   }
-  for (const auto& [id, jobId] : std::map<Key, SweepJobId>(m_unremoved)) {
-    removeRemains(jobId);
-  }
-  if (m_unremoved.empty()) {
+  if (m_unremoved.empty() && !m_isCleaningDue) {
     m_removeRetry.succeeded();
   }
+}
+
+void JobTable::beginCleaning() {
+  std::error_code error;
+  m_cleaning = fs::directory_iterator(m_settings.spool / "jobs", error);
+  m_isCleaningDue = false;
+  if (error && error != std::errc::no_such_file_or_directory) {
+    cleaningFailed(error);
+  }
+}
+
+void JobTable::cleaningFailed(const std::error_code& error) {
+  m_cleaning = {};
+  m_isCleaningDue = true;
+  m_removeRetry.failed(m_clocks.now(), error.message());
 }
 
 /// Removes what an earlier server or its job programs left of jobs that have ended, or have been removed since.
@@ -563,7 +580,7 @@ void JobTable::cleanNext() {
     }
     m_cleaning.increment(error);
     if (error) {
-      m_cleaning = {};
+      cleaningFailed(error);
     }
   }
 }
