@@ -1,9 +1,11 @@
 """Puts the faults of mutations.toml into the code, one at a time; see run."""
 
+import json
 import os
 import pathlib
 import subprocess
 import sys
+import tempfile
 import tomllib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -68,14 +70,30 @@ def build(programs):
     return run('cmake', '--build', BUILD, '--target', *sorted(programs))
 
 
-def tests_fail(program, mutation):
-    """Whether a test of the mutation fails, crashes or hangs; None when it has no tests."""
-    command = [BUILD / 'bin' / program, f'--gtest_filter={mutation.get("filter", "*")}', '--gtest_fail_fast']
+def sources_of_tests(program, pattern):
+    """The sources, by their paths within the repository, that have a test that `pattern` selects."""
+    with tempfile.NamedTemporaryFile(suffix='.json') as listed:
+        run_or_fail(BUILD / 'bin' / program, '--gtest_list_tests', f'--gtest_filter={pattern}',
+                    f'--gtest_output=json:{listed.name}', cwd=BUILD)
+        suites = json.load(listed)['testsuites']
+    return {os.path.relpath(BUILD / test['file'], COPY) for suite in suites for test in suite['testsuite']}
+
+
+def check_filter(mutation, program):
+    """Fails when a part of the filter selects no test of the source that the mutation names."""
+    for pattern in mutation.get('filter', '*').split(':'):
+        if mutation['test'] not in sources_of_tests(program, pattern):
+            fail(f'{mutation["name"]}: {mutation["test"]} has no test {pattern}.')
+
+
+def tests_fail(program, pattern):
+    """Whether a test that `pattern` selects fails, crashes or hangs."""
+    command = [BUILD / 'bin' / program, f'--gtest_filter={pattern}', '--gtest_fail_fast']
     try:
         done = run(*command, timeout=TIMEOUT, cwd=BUILD)
     except subprocess.TimeoutExpired:
         return True
-    return None if 'Running 0 tests' in done.stdout else done.returncode != 0
+    return done.returncode != 0
 
 
 def check_unmutated(mutations, programs):
@@ -83,11 +101,10 @@ def check_unmutated(mutations, programs):
     done = build(set(programs.values()))
     if done.returncode != 0:
         fail(f'building failed:\n{done.stdout}')
+    for mutation in mutations:
+        check_filter(mutation, programs[mutation['test']])
     for test, pattern in sorted({(mutation['test'], mutation.get('filter', '*')) for mutation in mutations}):
-        failed = tests_fail(programs[test], {'filter': pattern})
-        if failed is None:
-            fail(f'{test} has no test {pattern}.')
-        if failed:
+        if tests_fail(programs[test], pattern):
             fail(f'{test}, {pattern}, fails without any fault.')
 
 
@@ -107,7 +124,7 @@ def outcome_of(mutation, program):
         if done.returncode != 0:
             print(done.stdout, file=sys.stderr)
             return 'NOT BUILT'
-        return 'noticed' if tests_fail(program, mutation) else 'NOT NOTICED'
+        return 'noticed' if tests_fail(program, mutation.get('filter', '*')) else 'NOT NOTICED'
     finally:
         file.write_text(original)
 
