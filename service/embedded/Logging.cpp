@@ -30,7 +30,7 @@ bool contains(spdlog::string_view_t text, char character) {
   return std::memchr(text.data(), character, text.size()) != nullptr;
 }
 
-bool hasFurtherLines(spdlog::string_view_t text) { return contains(text, '\n') || contains(text, '\r'); }
+bool hasContinuationLines(spdlog::string_view_t text) { return contains(text, '\n') || contains(text, '\r'); }
 
 const char* endOfLine(const char* begin, const char* end, bool hasReturns) {
   if (hasReturns) {
@@ -46,7 +46,7 @@ std::size_t lengthOfLineEnd(const char* begin, const char* end) {
 }
 
 /// Appends whole lines and rarely allocates twice: entries with rejected inputs can have many megabytes.
-std::string indentFurtherLines(spdlog::string_view_t text) {
+std::string indentContinuationLines(spdlog::string_view_t text) {
   const bool hasReturns = contains(text, '\r');
   std::string result;
   result.reserve(text.size() + text.size() / 8 + c_indentation.size());
@@ -69,11 +69,11 @@ class IndentingFormatter final : public spdlog::formatter {
   explicit IndentingFormatter(std::unique_ptr<spdlog::formatter> inner) : m_inner(std::move(inner)) {}
 
   void format(const spdlog::details::log_msg& entry, spdlog::memory_buf_t& destination) override {
-    if (!hasFurtherLines(entry.payload)) {
+    if (!hasContinuationLines(entry.payload)) {
       m_inner->format(entry, destination);
       return;
     }
-    const std::string indented = indentFurtherLines(entry.payload);
+    const std::string indented = indentContinuationLines(entry.payload);
     spdlog::details::log_msg copy(entry);
     copy.payload = indented;
     m_inner->format(copy, destination);

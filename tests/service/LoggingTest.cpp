@@ -124,7 +124,7 @@ TEST(LoggingFormat, ReportsBothUnknownValues) {
 
 // ---- Text form ----
 
-TEST(LoggingText, IndentsFurtherLines) {
+TEST(LoggingText, IndentsContinuationLines) {
   const std::string forged = "2026-01-01 00:00:00.000 E unit.cpp:1 forged";
   const struct {
     std::string message;
