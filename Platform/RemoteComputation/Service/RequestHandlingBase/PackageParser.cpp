@@ -7,9 +7,9 @@
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedIds.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentChecks.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentRejector.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/GrammarPool.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NoResources.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/SilencedScanner.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/TreeBuilder.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
@@ -94,16 +94,16 @@ std::string toUtf8(const XMLCh* text) {
 /// The parts of the parser besides Xerces-C's.
 struct PackageParser::Parts {
   explicit Parts(PackageParser& parser)
-      : refusal([&parser](const std::string& message) { parser.reportRefusal(message); }),
+      : rejector([&parser](const std::string& message) { parser.reportRejection(message); }),
         input([&parser] { return Parsing::XercesAccess::mostAttributes(*parser.fScanner); }),
         source(input),
-        checks(refusal, input, parser.m_grammarPool->namespaces()),
-        tree(refusal) {}
+        checks(rejector, input, parser.m_grammarPool->namespaces()),
+        tree(rejector) {}
 
   Parsing::NoResources resources;
   xercesc_3_1::SecurityManager expansions;
   ErrorReports reports;
-  Parsing::Refusal refusal;
+  Parsing::DocumentRejector rejector;
   Parsing::InputCounts input;
   Parsing::CountedInput source;
   Parsing::DocumentChecks checks;
@@ -145,7 +145,7 @@ void PackageParser::enableLimits() {
   setXMLEntityResolver(&m_parts->resources);
   m_parts->expansions.setEntityExpansionLimit(Parsing::Limits::entityExpansions);
   setSecurityManager(&m_parts->expansions);
-  m_grammarPool->namespaces().endSchema(m_parts->refusal, [this] {
+  m_grammarPool->namespaces().endSchema(m_parts->rejector, [this] {
     m_parts->checks.noteXsi();
     Parsing::XercesAccess::lookForXsiType(*fScanner);
   });
@@ -158,14 +158,14 @@ void PackageParser::parse(const xercesc_3_1::InputSource& source) {
   prepareScanner();
   const bool validating = getValidationScheme() != Val_Never;
   m_parts->reports.beginDocument();
-  m_parts->refusal.beginDocument();
+  m_parts->rejector.beginDocument();
   m_parts->input.beginDocument(validating);
   m_parts->checks.beginDocument(validating);
   try {
     m_parts->source.readFrom(source);
     XercesDOMParser::parse(m_parts->source);
     m_parts->checks.endDocument();
-  } catch (const Parsing::Refused&) {
+  } catch (const Parsing::DocumentRejected&) {
     // The reason has been reported to the error handler.
   } catch (const xercesc_3_1::OutOfMemoryException&) {
     // The one exception after which Xerces-C does not clean up.
@@ -198,8 +198,8 @@ bool PackageParser::isScannerLarge() const {
   const std::size_t names = prefixes + m_grammarPool->namespaces().documentNames();
   const std::size_t attributes = Parsing::XercesAccess::mostAttributes(*fScanner);
   const std::size_t bytesOfFailures =
-      m_parts->refusal.isExcess() ? Renewal::bytesAfterExcess : Renewal::bytesAfterFailure;
-  const bool hasFailed = m_parts->refusal.isExcess() || m_parts->checks.hasErrors();
+      m_parts->rejector.exceedsLimit() ? Renewal::bytesAfterLimit : Renewal::bytesAfterFailure;
+  const bool hasFailed = m_parts->rejector.exceedsLimit() || m_parts->checks.hasErrors();
   return names > Renewal::names || prefixes > Renewal::prefixes ||
          attributes > Parsing::Limits::attributesOfElement.most ||
          m_parts->input.bytes() > (hasFailed ? bytesOfFailures : Renewal::bytes);
@@ -242,7 +242,7 @@ void PackageParser::error(unsigned int code, const XMLCh* domain, ErrTypes type,
   XercesDOMParser::error(code, domain, type, text, systemId, publicId, line, column);
 }
 
-void PackageParser::reportRefusal(const std::string& message) {
+void PackageParser::reportRejection(const std::string& message) {
   xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
   fScanner->getReaderMgr()->getLastExtEntityInfo(place);
   m_parts->reports.add(PackageErrors::Severity::FatalError, place.lineNumber, place.colNumber,

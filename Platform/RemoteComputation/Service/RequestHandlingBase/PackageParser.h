@@ -69,8 +69,8 @@ class PackageParser final : private PackageParserPool, public xercesc_3_1::Xerce
   void renewScannerIfLarge();
   bool isScannerLarge() const;
   void prepareScanner();
-  /// Reports that the document exceeds a limit, at the scanner's position.
-  void reportRefusal(const std::string& message);
+  /// Reports why the document is rejected, at the scanner's position.
+  void reportRejection(const std::string& message);
 
   std::unique_ptr<Parts> m_parts;
 };

@@ -50,18 +50,18 @@ void DocumentChecks::beginDocument(bool validating) {
 
 void DocumentChecks::endDocument() {
   if (m_input.cutOffBy() != nullptr) {
-    m_refusal.refuseExcess(*m_input.cutOffBy());
+    m_rejector.rejectForLimit(*m_input.cutOffBy());
   }
 }
 
 void DocumentChecks::error() {
   endDocument();
-  m_refusal.enforceLimit(++m_errors, Limits::errors);
+  m_rejector.enforceLimit(++m_errors, Limits::errors);
 }
 
 void DocumentChecks::check(const ElementStart& element, xercesc_3_1::XMLValidator* validator) {
-  m_refusal.enforceLimit(m_depth, Limits::depth);
-  m_refusal.enforceLimit(element.attributeCount, Limits::attributesOfElement);
+  m_rejector.enforceLimit(m_depth, Limits::depth);
+  m_rejector.enforceLimit(element.attributeCount, Limits::attributesOfElement);
   m_input.endProlog();
   checkIds();
   closeScopes();
@@ -102,27 +102,27 @@ void DocumentChecks::checkNamespaces(const ElementStart& element) {
       ++declarations;
     }
   }
-  m_refusal.enforceLimit(m_namespaceDeclarations += declarations, Limits::namespaceDeclarations);
-  m_refusal.enforceLimit(m_prefixes.size(), Limits::prefixes);
-  m_refusal.enforceLimit(m_namespacesInScope += declarations, Limits::namespacesInScope);
+  m_rejector.enforceLimit(m_namespaceDeclarations += declarations, Limits::namespaceDeclarations);
+  m_rejector.enforceLimit(m_prefixes.size(), Limits::prefixes);
+  m_rejector.enforceLimit(m_namespacesInScope += declarations, Limits::namespacesInScope);
   m_scopes.push_back({m_depth, declarations});
 }
 
 void DocumentChecks::checkDefaults() {
-  m_refusal.enforceLimit(m_doctypeLookups += m_doctypeAttributes, Limits::doctypeLookups);
-  m_refusal.enforceLimit(m_doctypeDefaults += m_charactersOfDefaults, Limits::doctypeDefaults);
+  m_rejector.enforceLimit(m_doctypeLookups += m_doctypeAttributes, Limits::doctypeLookups);
+  m_rejector.enforceLimit(m_doctypeDefaults += m_charactersOfDefaults, Limits::doctypeDefaults);
 }
 
 void DocumentChecks::checkUndeclared(const ElementStart& element) {
   if (m_undeclaredElements.insert(&element.declaration).second) {
-    m_refusal.enforceLimit(m_undeclaredElements.size(), Limits::undeclaredElements);
+    m_rejector.enforceLimit(m_undeclaredElements.size(), Limits::undeclaredElements);
     std::size_t& count = m_undeclaredOfList.at(XercesAccess::listOfUndeclaredElement(element.declaration));
-    m_refusal.enforceLimit(++count, Limits::undeclaredElementsOfList);
+    m_rejector.enforceLimit(++count, Limits::undeclaredElementsOfList);
   }
   // Xerces-C lets a root pass that names its own type.
   if (element.isRoot && isValidSoFar()) {
-    m_refusal.refuse("The root element '" + shownName(element.declaration.getFullName()) +
-                     "' is not declared in the schema.");
+    m_rejector.reject("The root element '" + shownName(element.declaration.getFullName()) +
+                      "' is not declared in the schema.");
   }
 }
 
@@ -137,8 +137,8 @@ void DocumentChecks::checkNamedType(const ElementStart& element, xercesc_3_1::XM
   const bool isLeftOver =
       validator->handlesSchema() && static_cast<xercesc_3_1::SchemaValidator*>(validator)->getIsXsiTypeSet();
   if (isLeftOver || (!element.declaration.isDeclared() && namesType(element))) {
-    m_refusal.refuse("The element '" + shownName(element.declaration.getFullName()) +
-                     "' names a type where none is expected.");
+    m_rejector.reject("The element '" + shownName(element.declaration.getFullName()) +
+                      "' names a type where none is expected.");
   }
 }
 
@@ -155,19 +155,19 @@ bool DocumentChecks::namesType(const ElementStart& element) const {
 
 void DocumentChecks::doctype() {
   if (m_validating) {
-    m_refusal.refuse("A document type declaration is not accepted in a validated document.");
+    m_rejector.reject("A document type declaration is not accepted in a validated document.");
   }
   m_input.beginDoctype();
 }
 
 void DocumentChecks::doctypeAttribute(const xercesc_3_1::DTDAttDef& attribute) {
-  m_refusal.enforceLimit(++m_doctypeAttributes, Limits::doctypeAttributes);
+  m_rejector.enforceLimit(++m_doctypeAttributes, Limits::doctypeAttributes);
   m_charactersOfDefaults += XMLString::stringLen(attribute.getValue());
 }
 
 void DocumentChecks::doctypeEntity(bool isParameterEntity) {
   if (isParameterEntity) {
-    m_refusal.refuse("A parameter entity is not accepted in a document.");
+    m_rejector.reject("A parameter entity is not accepted in a document.");
   }
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/CountedInput.h>
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentRejector.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NamespaceTable.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
 #include <service/Xerces.h>
 
@@ -30,8 +30,8 @@ struct ElementStart {
 /// Counts the parts of a document and rejects it when it exceeds a limit, or when Xerces-C would overlook an error.
 class DocumentChecks {
  public:
-  DocumentChecks(Refusal& refusal, InputCounts& input, NamespaceTable& namespaces)
-      : m_refusal(refusal), m_input(input), m_namespaces(namespaces) {}
+  DocumentChecks(DocumentRejector& rejector, InputCounts& input, NamespaceTable& namespaces)
+      : m_rejector(rejector), m_input(input), m_namespaces(namespaces) {}
 
   void beginDocument(bool validating);
 
@@ -85,7 +85,7 @@ class DocumentChecks {
   void check(const ElementStart& element, xercesc_3_1::XMLValidator* validator);
   void checkIds() {
     if (m_hasTooManyIds) {
-      m_refusal.refuseExcess(Limits::idsOfList);
+      m_rejector.rejectForLimit(Limits::idsOfList);
     }
   }
   void checkNamespaces(const ElementStart& element);
@@ -98,7 +98,7 @@ class DocumentChecks {
   /// Closes the scopes that an element opened at this depth is not in.
   void closeScopes();
 
-  Refusal& m_refusal;
+  DocumentRejector& m_rejector;
   InputCounts& m_input;
   NamespaceTable& m_namespaces;
 

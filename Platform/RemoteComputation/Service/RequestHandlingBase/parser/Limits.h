@@ -5,9 +5,6 @@
 /// Limits on one document, and on what remains of documents. SECURITY.md lists the first part for users.
 namespace Drelvan::Parsing {
 
-/// Names that fall on the same hash in Xerces-C's tables, which have no seed, make the lookup of each cost what their
-/// number is. Where a table of ours cannot take the place of such a table, the number of the names in it is limited.
-
 /// A document with more than `most` is rejected: "The document exceeds the limit of <most> <what>."
 struct Limit {
   std::size_t most;
@@ -24,6 +21,9 @@ inline constexpr Limit namespacesInScope{256, "namespace declarations in scope"}
 inline constexpr Limit namespacesOfElement{150, "namespaces named by an element"};
 inline constexpr Limit namespaceCharacters{1000, "characters of a namespace name"};
 inline constexpr Limit undeclaredElements{2000, "undeclared elements of different names"};
+/// Xerces-C's hash tables have no seed, so a document can choose names that all have the same hash; each lookup then
+/// costs time proportional to their number. Where such a table cannot be replaced, the number of names per list is
+/// limited.
 inline constexpr Limit undeclaredElementsOfList{150, "undeclared elements whose names have the same hash"};
 inline constexpr Limit idsOfList{150, "values of the type ID or IDREF that have the same hash"};
 inline constexpr Limit errors{1000, "reported errors"};
@@ -45,7 +45,7 @@ inline constexpr std::size_t names = 1000;
 inline constexpr std::size_t prefixes = 200;
 inline constexpr std::size_t bytes = std::size_t{64} << 20U;
 inline constexpr std::size_t bytesAfterFailure = std::size_t{4} << 20U;
-inline constexpr std::size_t bytesAfterExcess = std::size_t{64} << 10U;
+inline constexpr std::size_t bytesAfterLimit = std::size_t{64} << 10U;
 
 }  // namespace Renewal
 

@@ -15,10 +15,10 @@ std::u16string_view viewOf(const XMLCh* name) { return {name, xercesc_3_1::XMLSt
 
 NamespaceTable::NamespaceTable() : XMLStringPool(1, xercesc_3_1::XMLPlatformUtils::fgMemoryManager) {}
 
-void NamespaceTable::endSchema(Refusal& refusal, std::function<void()> onXsi) {
+void NamespaceTable::endSchema(DocumentRejector& rejector, std::function<void()> onXsi) {
   m_xsi = addOrFind(xercesc_3_1::SchemaSymbols::fgURI_XSI);
   m_schemaNames = m_names.size();
-  m_refusal = &refusal;
+  m_rejector = &rejector;
   m_onXsi = std::move(onXsi);
   beginElement();
 }
@@ -35,15 +35,15 @@ unsigned int NamespaceTable::addOrFind(const XMLCh* name) {
   const std::u16string_view view = viewOf(name);
   const auto found = m_ids.find(view);
   ++m_lookups;
-  if (m_refusal == nullptr) {
+  if (m_rejector == nullptr) {
     return found == m_ids.end() ? add(view) : found->second;
   }
   // The scanner resolves all namespaces of an element before it reports the element, each at a cost that grows with
   // their number.
-  m_refusal->enforceLimit(m_lookups, Limits::namespacesOfElement);
+  m_rejector->enforceLimit(m_lookups, Limits::namespacesOfElement);
   if (found == m_ids.end()) {
     // The scanner reads a name again at each element that has it.
-    m_refusal->enforceLimit(view.size(), Limits::namespaceCharacters);
+    m_rejector->enforceLimit(view.size(), Limits::namespaceCharacters);
     return add(view);
   }
   if (found->second == m_xsi) {
@@ -68,7 +68,7 @@ void NamespaceTable::flushAll() {
   m_ids.clear();
   m_names.clear();
   m_schemaNames = 0;
-  m_refusal = nullptr;
+  m_rejector = nullptr;
   m_onXsi = nullptr;
   m_xsi = 0;
 }

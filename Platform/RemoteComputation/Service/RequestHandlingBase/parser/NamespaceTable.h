@@ -1,7 +1,7 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentRejector.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/KeyedHash.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
 #include <service/Xerces.h>
 
 #include <cstddef>
@@ -23,8 +23,8 @@ class NamespaceTable final : public xercesc_3_1::XMLStringPool {
   NamespaceTable();
 
   /// Ends the names of the schema: later ones can be removed, and are checked. `onXsi` is called
-  /// whenever the namespace of xsi:type is named. `refusal` must exist as long as names are added.
-  void endSchema(Refusal& refusal, std::function<void()> onXsi);
+  /// whenever the namespace of xsi:type is named. `rejector` must exist as long as names are added.
+  void endSchema(DocumentRejector& rejector, std::function<void()> onXsi);
   /// Removes the names of documents.
   void dropDocuments();
   /// The number of names added by documents.
@@ -50,7 +50,7 @@ class NamespaceTable final : public xercesc_3_1::XMLStringPool {
   std::size_t m_lookups = 0;
 
   // Once the schema has ended:
-  Refusal* m_refusal = nullptr;
+  DocumentRejector* m_rejector = nullptr;
   std::function<void()> m_onXsi;
   std::size_t m_schemaNames = 0;
   unsigned int m_xsi = 0;

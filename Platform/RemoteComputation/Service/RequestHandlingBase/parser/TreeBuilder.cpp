@@ -273,7 +273,7 @@ void TreeBuilder::addAttribute(DOMElementNSImpl& element, DOMAttrMapImpl& map, D
 }
 
 void TreeBuilder::addId(DOMAttrNSImpl& attribute) {
-  m_refusal.enforceLimit(m_ids.add(attribute.getValue(), idLists(m_ids.size() + 1)), Limits::idsOfList);
+  m_rejector.enforceLimit(m_ids.add(attribute.getValue(), idLists(m_ids.size() + 1)), Limits::idsOfList);
   if (m_document->fNodeIDMap == nullptr) {
     m_document->fNodeIDMap = new (m_document) xercesc_3_1::DOMNodeIDMap(c_idSlots, m_document);
   }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/DocumentRejector.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/ListCounts.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/NameTable.h>
-#include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/Refusal.h>
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/parser/XercesAccess.h>
 #include <service/Xerces.h>
 
@@ -28,7 +28,7 @@ namespace Drelvan::Parsing {
 /// and left to Xerces-C.
 class TreeBuilder {
  public:
-  explicit TreeBuilder(Refusal& refusal) : m_refusal(refusal) {}
+  explicit TreeBuilder(DocumentRejector& rejector) : m_rejector(rejector) {}
 
   void beginDocument(xercesc_3_1::DOMDocumentImpl& document);
 
@@ -77,7 +77,7 @@ class TreeBuilder {
   xercesc_3_1::DOMAttrNSImpl& addDefault(xercesc_3_1::DOMElementNSImpl& element, const XMLCh* qualifiedName,
                                          const XMLCh* namespaceName);
 
-  Refusal& m_refusal;
+  DocumentRejector& m_rejector;
   xercesc_3_1::DOMDocumentImpl* m_document = nullptr;
   std::uint32_t m_documentNumber = 0;
   NameTable m_names;
