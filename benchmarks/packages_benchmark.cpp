@@ -160,7 +160,7 @@ struct Row {
 volatile std::size_t s_sink = 0;
 
 std::vector<Row> rowsOf(std::size_t size) {
-  const auto package = std::make_shared<const std::string>(benchmarks::script(size, benchmarks::Fault::none));
+  const auto package = std::make_shared<const std::string>(benchmarks::script(size, benchmarks::ErrorKind::none));
   const auto document = std::make_shared<const PackageDocument>(PackageDocument::fromText(*package));
   const auto evaluations = std::make_shared<const Evaluations>(readByLibrary(*document));
   const std::string name = ", " + benchmarks::sizeName(size);
@@ -194,7 +194,7 @@ int main(int argc, char** argv) {
   const double seconds = argc > 1 && !isCount ? std::atof(argv[1]) : 4;
   benchmarks::keepFreedMemory();
   const Drelvan::ParserSession parser{benchmarks::EvaluateSchema()};
-  if (!isSame(benchmarks::script(benchmarks::c_medium, benchmarks::Fault::none))) {
+  if (!isSame(benchmarks::script(benchmarks::c_medium, benchmarks::ErrorKind::none))) {
     std::printf("what is read or written by hand is not the same\n");
     return EXIT_FAILURE;
   }

@@ -1,6 +1,6 @@
 /// Every parser beside the library, in one run.
 ///
-/// The names are FAMILY/PARSER/..., with the size in bytes, the number of further fragments or the threads behind them.
+/// The names are FAMILY/PARSER/..., with the size in bytes, the number of further fragments or the threads after them.
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@
 
 namespace {
 
-using benchmarks::Fault;
+using benchmarks::ErrorKind;
 using benchmarks::Peer;
 
 using Maker = std::unique_ptr<Peer> (*)(int numberedSchemas);
@@ -43,11 +43,11 @@ Peer& peerFor(Maker maker, int numberedSchemas) {
   return maker == benchmarks::makeLibrary ? library(numberedSchemas) : madeOnce(maker, numberedSchemas);
 }
 
-void run(benchmark::State& state, Peer& peer, std::size_t size, Fault fault) {
-  const std::string package = benchmarks::script(size, fault);
-  // The same fault in a small package tells whether the parser judges; a large one would take longer than its
+void run(benchmark::State& state, Peer& peer, std::size_t size, ErrorKind error) {
+  const std::string package = benchmarks::script(size, error);
+  // The same error in a small package tells whether the parser judges; a large one would take longer than its
   // measurement.
-  if (peer.accepts(benchmarks::script(benchmarks::c_small, fault)) != (fault == Fault::none)) {
+  if (peer.accepts(benchmarks::script(benchmarks::c_small, error)) != (error == ErrorKind::none)) {
     state.SkipWithError("a wrong verdict");
     return;
   }
@@ -69,24 +69,24 @@ constexpr NamedMaker c_perPackage{"per_package", benchmarks::makeParserPerPackag
 constexpr NamedMaker c_libxml2{"libxml2", benchmarks::makeLibxml2};
 constexpr NamedMaker c_treeBinding{"xsdcxx", [](int) { return benchmarks::makeTreeBinding(); }};
 
-void registerParse(const NamedMaker& parser, std::size_t size, Fault fault) {
+void registerParse(const NamedMaker& parser, std::size_t size, ErrorKind error) {
   const std::string name =
-      std::string(fault == Fault::none ? "valid/" : "invalid/") + parser.name + "/" + std::to_string(size);
+      std::string(error == ErrorKind::none ? "valid/" : "invalid/") + parser.name + "/" + std::to_string(size);
   benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-    run(state, peerFor(parser.maker, 0), size, fault);
+    run(state, peerFor(parser.maker, 0), size, error);
   })->Unit(benchmark::kMicrosecond);
 }
 
 void registerSizes() {
-  for (const Fault fault : {Fault::none, Fault::element}) {
+  for (const ErrorKind error : {ErrorKind::none, ErrorKind::element}) {
     for (const NamedMaker& parser : {c_library, c_bare, c_perPackage, c_libxml2, c_treeBinding}) {
       for (const std::size_t size : {benchmarks::c_small, benchmarks::c_medium, benchmarks::c_large}) {
-        registerParse(parser, size, fault);
+        registerParse(parser, size, error);
       }
     }
     for (const NamedMaker& parser : {c_library, c_bare, c_libxml2}) {
       for (const std::size_t size : {5 * benchmarks::c_small, 5 * benchmarks::c_medium, 20 * benchmarks::c_medium}) {
-        registerParse(parser, size, fault);
+        registerParse(parser, size, error);
       }
     }
   }
@@ -97,7 +97,7 @@ void registerFragments() {
     for (const int count : {0, 10, 100}) {
       const std::string name = std::string("fragments/") + parser.name + "/" + std::to_string(count);
       benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-        run(state, peerFor(parser.maker, count), benchmarks::c_small, Fault::none);
+        run(state, peerFor(parser.maker, count), benchmarks::c_small, ErrorKind::none);
       })->Unit(benchmark::kMicrosecond);
     }
   }
@@ -107,9 +107,9 @@ void libraryFromThreads(benchmark::State& state) {
   static Peer* peer = nullptr;
   if (state.thread_index() == 0) {
     peer = &library(0);
-    peer->accepts(benchmarks::script(benchmarks::c_small, Fault::none));
+    peer->accepts(benchmarks::script(benchmarks::c_small, ErrorKind::none));
   }
-  const std::string package = benchmarks::script(benchmarks::c_small, Fault::none);
+  const std::string package = benchmarks::script(benchmarks::c_small, ErrorKind::none);
   for (const auto iteration : state) {
     static_cast<void>(iteration);
     benchmark::DoNotOptimize(peer->accepts(package));
@@ -119,7 +119,7 @@ void libraryFromThreads(benchmark::State& state) {
 
 void bareFromThreads(benchmark::State& state) {
   const auto peer = benchmarks::makeCachedParser();
-  const std::string package = benchmarks::script(benchmarks::c_small, Fault::none);
+  const std::string package = benchmarks::script(benchmarks::c_small, ErrorKind::none);
   for (const auto iteration : state) {
     static_cast<void>(iteration);
     benchmark::DoNotOptimize(peer->accepts(package));

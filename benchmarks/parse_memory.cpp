@@ -44,7 +44,7 @@ void* realloc(void* block, std::size_t size) {
 
 namespace {
 
-using benchmarks::Fault;
+using benchmarks::ErrorKind;
 
 std::unique_ptr<benchmarks::Peer> peerNamed(const std::string& name) {
   static const std::map<std::string, std::function<std::unique_ptr<benchmarks::Peer>()>> makers{
@@ -65,12 +65,12 @@ int main(int argc, char** argv) {
   }
   const auto peer = peerNamed(argv[1]);
   const auto size = static_cast<std::size_t>(std::atol(argv[2]));
-  const Fault fault = std::string(argv[3]) == "valid" ? Fault::none : Fault::element;
-  peer->accepts(benchmarks::script(benchmarks::c_small, Fault::none));
-  const std::string package = benchmarks::script(size, fault);
+  const ErrorKind error = std::string(argv[3]) == "valid" ? ErrorKind::none : ErrorKind::element;
+  peer->accepts(benchmarks::script(benchmarks::c_small, ErrorKind::none));
+  const std::string package = benchmarks::script(size, error);
   const long before = benchmarks::statusKib("VmRSS:");
   const unsigned long allocationsBefore = s_allocations;
-  if (peer->accepts(package) != (fault == Fault::none)) {
+  if (peer->accepts(package) != (error == ErrorKind::none)) {
     std::fprintf(stderr, "a wrong verdict\n");
     return EXIT_FAILURE;
   }

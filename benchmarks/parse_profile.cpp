@@ -23,7 +23,7 @@ BENCHMARKS_NOINLINE void parsePackages(benchmarks::Peer& library, const std::str
 int main() {
   benchmarks::keepFreedMemory();
   const auto library = benchmarks::makeLibrary();
-  const std::string package = benchmarks::script(benchmarks::c_medium, benchmarks::Fault::none);
+  const std::string package = benchmarks::script(benchmarks::c_medium, benchmarks::ErrorKind::none);
   library->accepts(package);
   parsePackages(*library, package);
   return 0;

@@ -17,7 +17,7 @@
 
 namespace {
 
-using benchmarks::Fault;
+using benchmarks::ErrorKind;
 using benchmarks::Peer;
 
 double processorSeconds() {
@@ -75,15 +75,15 @@ void printHeading() {
               "(middle half)", "fastest", "pairs");
 }
 
-const char* nameOf(Fault fault) {
-  switch (fault) {
-    case Fault::none:
+const char* nameOf(ErrorKind error) {
+  switch (error) {
+    case ErrorKind::none:
       return "valid";
-    case Fault::value:
+    case ErrorKind::value:
       return "wrong value";
-    case Fault::element:
+    case ErrorKind::element:
       return "missing element";
-    case Fault::syntax:
+    case ErrorKind::syntax:
       return "not closed";
   }
   return "";
@@ -99,13 +99,14 @@ int main(int argc, char** argv) {
   const auto bare = benchmarks::makeCachedParser();
   printHeading();
   for (const std::size_t size : {benchmarks::c_small, benchmarks::c_medium, benchmarks::c_large}) {
-    for (const Fault fault : {Fault::none, Fault::value, Fault::element, Fault::syntax}) {
-      const std::string name = std::string(nameOf(fault)) + ", " + benchmarks::sizeName(size);
+    for (const ErrorKind error : {ErrorKind::none, ErrorKind::value, ErrorKind::element, ErrorKind::syntax}) {
+      const std::string name = std::string(nameOf(error)) + ", " + benchmarks::sizeName(size);
       if (name.compare(0, rows.size(), rows) != 0) {
         continue;
       }
-      const std::string package = benchmarks::script(size, fault);
-      if (library->accepts(package) != (fault == Fault::none) || bare->accepts(package) != (fault == Fault::none)) {
+      const std::string package = benchmarks::script(size, error);
+      if (library->accepts(package) != (error == ErrorKind::none) ||
+          bare->accepts(package) != (error == ErrorKind::none)) {
         std::printf("%s: a wrong verdict\n", name.c_str());
         return EXIT_FAILURE;
       }

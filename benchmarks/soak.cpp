@@ -21,11 +21,11 @@
 
 namespace {
 
-using benchmarks::Fault;
+using benchmarks::ErrorKind;
 using benchmarks::Peer;
 
 constexpr int c_threads = 8;
-/// A failing string leaves one of the parser's problem and one with the input.
+/// A failing string leaves one of the parser's error and one with the input.
 constexpr long c_errorEntriesOfFailure = 2;
 
 std::atomic<long> s_entries{0};
@@ -59,8 +59,9 @@ struct Document {
 std::vector<Document> mixedDocuments() {
   std::vector<Document> documents;
   for (const std::size_t size : {std::size_t{1000}, std::size_t{1500}, std::size_t{3000}}) {
-    for (const Fault fault : {Fault::none, Fault::value, Fault::none, Fault::element, Fault::none, Fault::syntax}) {
-      documents.push_back({benchmarks::script(size, fault), fault == Fault::none});
+    for (const ErrorKind error :
+         {ErrorKind::none, ErrorKind::value, ErrorKind::none, ErrorKind::element, ErrorKind::none, ErrorKind::syntax}) {
+      documents.push_back({benchmarks::script(size, error), error == ErrorKind::none});
     }
   }
   return documents;
@@ -113,8 +114,8 @@ int main(int argc, char** argv) {
   const long mixed = argc > 2 ? std::atol(argv[2]) : 1000000;
   spdlog::set_default_logger(std::make_shared<spdlog::logger>("soak", std::make_shared<CountingSink>()));
   const auto library = benchmarks::makeLibrary();
-  const std::vector<Document> bad{{benchmarks::script(benchmarks::c_small, Fault::value), false}};
-  const std::vector<Document> good{{benchmarks::script(benchmarks::c_small, Fault::none), true}};
+  const std::vector<Document> bad{{benchmarks::script(benchmarks::c_small, ErrorKind::value), false}};
+  const std::vector<Document> good{{benchmarks::script(benchmarks::c_small, ErrorKind::none), true}};
   const std::vector<Document> all = mixedDocuments();
   bool right = report("failing", each, [&](long count) { return parseAll(*library, bad, count); });
   right = report("good", each, [&](long count) { return parseAll(*library, good, count); }) && right;

@@ -83,13 +83,13 @@ std::string uniqueId(std::size_t number) {
   return id;
 }
 
-std::string parameter(std::size_t number, Fault fault) {
+std::string parameter(std::size_t number, ErrorKind error) {
   const std::string value = std::to_string(static_cast<double>(number % 9973) * 0.37) + "e-2";
-  if (fault == Fault::element) {
+  if (error == ErrorKind::element) {
     return "        <parameter><value>" + value + "</value></parameter>\n";
   }
   return "        <parameter><id>P" + std::to_string(number % c_parametersPerRequest) + "</id><value>" +
-         (fault == Fault::value ? "unknown" : value) + "</value></parameter>\n";
+         (error == ErrorKind::value ? "unknown" : value) + "</value></parameter>\n";
 }
 
 /// The request up to its parameters.
@@ -108,17 +108,17 @@ std::string requestEnd(std::size_t padding) {
          std::string(padding, 'r') + "\"/>\n  </request>\n";
 }
 
-/// Adds requests to a script until it has its size, with the fault in the first parameter behind its half.
+/// Adds requests to a script until it has its size, with the error in the first parameter after its middle.
 class ScriptWriter {
  public:
-  ScriptWriter(std::size_t size, Fault fault) : m_size(size), m_fault(fault), m_text(c_opening) {
+  ScriptWriter(std::size_t size, ErrorKind error) : m_size(size), m_error(error), m_text(c_opening) {
     m_text.reserve(size);
   }
 
   void addRequest() {
     m_text += requestStart(m_requests++);
     for (int count = 0; count < c_parametersPerRequest && roomLeft() >= c_longestParameter; ++count) {
-      m_text += parameter(m_parameters++, nextFault());
+      m_text += parameter(m_parameters++, nextError());
     }
     m_full = !hasRoomForAnother();
     m_text += requestEnd(m_full ? roomLeft() : 0);
@@ -127,7 +127,7 @@ class ScriptWriter {
   bool isFull() const { return m_full; }
 
   std::string take() {
-    if (m_fault != Fault::syntax) {
+    if (m_error != ErrorKind::syntax) {
       m_text += c_closing;
     }
     return std::move(m_text);
@@ -146,22 +146,22 @@ class ScriptWriter {
     return roomLeft() >= requestStart(m_requests).size() + c_longestParameter + requestEnd(0).size();
   }
 
-  Fault nextFault() {
-    const bool due = !m_faultDone && m_text.size() >= m_size / 2;
-    m_faultDone = m_faultDone || due;
-    return due ? m_fault : Fault::none;
+  ErrorKind nextError() {
+    const bool due = !m_errorDone && m_text.size() >= m_size / 2;
+    m_errorDone = m_errorDone || due;
+    return due ? m_error : ErrorKind::none;
   }
 
   std::size_t m_size;
-  Fault m_fault;
+  ErrorKind m_error;
   std::string m_text;
   std::size_t m_requests = 0;
   std::size_t m_parameters = 0;
-  bool m_faultDone = false;
+  bool m_errorDone = false;
   bool m_full = false;
 };
 
-/// Gathers fragments behind one another.
+/// Concatenates fragments.
 class CombinedSchema final : public Drelvan::AbstractRequestSchema {
  public:
   void add(const AbstractRequestSchema& schema) { m_schema += schema.getSchemaNoHeader(); }
@@ -183,8 +183,8 @@ std::string combinedSchema(int numberedSchemas) {
   return combined.getSchema();
 }
 
-std::string script(std::size_t size, Fault fault) {
-  ScriptWriter writer(size, fault);
+std::string script(std::size_t size, ErrorKind error) {
+  ScriptWriter writer(size, error);
   do {
     writer.addRequest();
   } while (!writer.isFull());

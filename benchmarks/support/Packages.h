@@ -24,7 +24,7 @@ class NumberedSchema final : public Drelvan::AbstractRequestSchema {
 std::string combinedSchema(int numberedSchemas);
 
 /// What is wrong with a package.
-enum class Fault {
+enum class ErrorKind {
   none,
   value,    ///< one parameter value, halfway, is not a number
   element,  ///< one parameter, halfway, lacks its id
@@ -32,8 +32,8 @@ enum class Fault {
 };
 
 /// A `DV_RequestScript` of `EvaluateRequest`s of exactly `size` bytes, at least 1000; without its last tag for
-/// `Fault::syntax`.
-std::string script(std::size_t size, Fault fault);
+/// `ErrorKind::syntax`.
+std::string script(std::size_t size, ErrorKind error);
 
 /// "1 KB", "50 KB" or "10 MB"; other sizes in bytes.
 std::string sizeName(std::size_t size);

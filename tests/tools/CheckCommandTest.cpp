@@ -109,60 +109,62 @@ TEST(CheckCommand, SaysWhenAJobIdDoesNotBelongToItsName) {
   EXPECT_NE(run.output.find("(the name does not belong to the id)"), std::string::npos) << run.output;
 }
 
-struct Fault {
+struct ExpectedError {
   const char* file;
   const char* start;  ///< behind the file's name, of the first line
   const char* path;
   const char* allowed;
 };
 
-void PrintTo(const Fault& fault, std::ostream* stream) { *stream << fault.file; }
+void PrintTo(const ExpectedError& expected, std::ostream* stream) { *stream << expected.file; }
 
-class FaultsOfPackages : public testing::TestWithParam<Fault> {};
+class ErrorsOfPackages : public testing::TestWithParam<ExpectedError> {};
 
-TEST_P(FaultsOfPackages, AreShownWithPlacePathAndWhatIsAllowed) {
-  const Fault& fault = GetParam();
-  const ProgramRun run = check({package(fault.file)});
-  EXPECT_EQ(run.output.rfind(package(fault.file) + fault.start, 0), 0U) << run.output;
-  EXPECT_TRUE(hasLine(run.output, std::string("    in ") + fault.path)) << run.output;
-  EXPECT_TRUE(hasLine(run.output, std::string("    allowed here: ") + fault.allowed)) << run.output;
-  EXPECT_EQ(checkAsJson(package(fault.file)).at("diagnostics").size(), 1U);
+TEST_P(ErrorsOfPackages, AreShownWithPlacePathAndWhatIsAllowed) {
+  const ExpectedError& expected = GetParam();
+  const ProgramRun run = check({package(expected.file)});
+  EXPECT_EQ(run.output.rfind(package(expected.file) + expected.start, 0), 0U) << run.output;
+  EXPECT_TRUE(hasLine(run.output, std::string("    in ") + expected.path)) << run.output;
+  EXPECT_TRUE(hasLine(run.output, std::string("    allowed here: ") + expected.allowed)) << run.output;
+  EXPECT_EQ(checkAsJson(package(expected.file)).at("diagnostics").size(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Examples, FaultsOfPackages,
+    Examples, ErrorsOfPackages,
     testing::Values(
-        Fault{"bad-version.xml", ":3:5: error: attribute 'version' has value '4.2.0'", "/DV_RequestPackage/@version",
-              "'5.0.0'"},
-        Fault{"bad-missing-request-client-id.xml", ":2:1: error: missing required attribute 'requestClientId'",
-              "/DV_RequestPackage/@requestClientId", "pattern [0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}"},
-        Fault{"bad-uid.xml", ":4:5: error: value '8d3f1a6b0c5e279-", "/DV_RequestPackage/@clientId",
-              "pattern [0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}"},
-        Fault{"bad-enumeration.xml", ":18:5: error: value 'urgent' not in enumeration",
-              "/DV_RequestPackage/request/priority", "'low', 'normal', 'high'"},
-        Fault{"bad-unknown-element.xml", ":19:5: error: no declaration found for element 'colour'",
-              "/DV_RequestPackage/request/colour", "<model>"},
-        Fault{"bad-missing-element.xml", ":8:5: error: element 'client' is not allowed",
-              "/DV_RequestPackage/request/client", "<jobId>"},
-        Fault{"bad-no-parameter.xml", ":29:5: error: missing elements in content model",
-              "/DV_RequestPackage/request/realization[2]", "<parameter>, <encryptedParameter>"},
-        Fault{"bad-parameter-value.xml", ":23:35: error: invalid character encountered",
-              "/DV_RequestPackage/request/realization[1]/parameter[1]/value", "type xs:double"},
-        Fault{"bad-short-href.xml", ":20:9: error: value 'a.grd' has length '5'",
-              "/DV_RequestPackage/request/model/@href", "at least 6 characters"},
-        Fault{"bad-negative-data-size.xml", ":19:101: error: value '-1' must be greater than or equal to",
-              "/DV_RequestPackage/request/model/@dataSize", "at least 0, type xs:long"},
-        Fault{"bad-unknown-type.xml", ":7:12: error: type 'StartSimulation' specified in 'xsi:type' cannot be resolved",
-              "/DV_RequestPackage/request",
-              "xsi:type=\"CancelSimulation\", xsi:type=\"Request\", xsi:type=\"SubmitSimulation\""},
-        Fault{"bad-missing-type.xml", ":7:3: error: no character data is allowed by content model",
-              "/DV_RequestPackage/request", "</request>, xsi:type=\"CancelSimulation\", xsi:type=\"SubmitSimulation\""},
-        Fault{"bad-namespace.xml", ":2:1: error: no declaration found for element 'DV_RequestPackage'",
-              "/DV_RequestPackage", "namespace http://drelvan.example/schemas/DVRequests.xsd"},
-        Fault{"bad-not-well-formed.xml", ":32:3: fatal error: expected end of tag 'request'",
-              "/DV_RequestPackage/request", "</request>"}));
+        ExpectedError{"bad-version.xml", ":3:5: error: attribute 'version' has value '4.2.0'",
+                      "/DV_RequestPackage/@version", "'5.0.0'"},
+        ExpectedError{"bad-missing-request-client-id.xml", ":2:1: error: missing required attribute 'requestClientId'",
+                      "/DV_RequestPackage/@requestClientId", "pattern [0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}"},
+        ExpectedError{"bad-uid.xml", ":4:5: error: value '8d3f1a6b0c5e279-", "/DV_RequestPackage/@clientId",
+                      "pattern [0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}-[0-9A-Fa-f]{16}"},
+        ExpectedError{"bad-enumeration.xml", ":18:5: error: value 'urgent' not in enumeration",
+                      "/DV_RequestPackage/request/priority", "'low', 'normal', 'high'"},
+        ExpectedError{"bad-unknown-element.xml", ":19:5: error: no declaration found for element 'colour'",
+                      "/DV_RequestPackage/request/colour", "<model>"},
+        ExpectedError{"bad-missing-element.xml", ":8:5: error: element 'client' is not allowed",
+                      "/DV_RequestPackage/request/client", "<jobId>"},
+        ExpectedError{"bad-no-parameter.xml", ":29:5: error: missing elements in content model",
+                      "/DV_RequestPackage/request/realization[2]", "<parameter>, <encryptedParameter>"},
+        ExpectedError{"bad-parameter-value.xml", ":23:35: error: invalid character encountered",
+                      "/DV_RequestPackage/request/realization[1]/parameter[1]/value", "type xs:double"},
+        ExpectedError{"bad-short-href.xml", ":20:9: error: value 'a.grd' has length '5'",
+                      "/DV_RequestPackage/request/model/@href", "at least 6 characters"},
+        ExpectedError{"bad-negative-data-size.xml", ":19:101: error: value '-1' must be greater than or equal to",
+                      "/DV_RequestPackage/request/model/@dataSize", "at least 0, type xs:long"},
+        ExpectedError{"bad-unknown-type.xml",
+                      ":7:12: error: type 'StartSimulation' specified in 'xsi:type' cannot be resolved",
+                      "/DV_RequestPackage/request",
+                      "xsi:type=\"CancelSimulation\", xsi:type=\"Request\", xsi:type=\"SubmitSimulation\""},
+        ExpectedError{"bad-missing-type.xml", ":7:3: error: no character data is allowed by content model",
+                      "/DV_RequestPackage/request",
+                      "</request>, xsi:type=\"CancelSimulation\", xsi:type=\"SubmitSimulation\""},
+        ExpectedError{"bad-namespace.xml", ":2:1: error: no declaration found for element 'DV_RequestPackage'",
+                      "/DV_RequestPackage", "namespace http://drelvan.example/schemas/DVRequests.xsd"},
+        ExpectedError{"bad-not-well-formed.xml", ":32:3: fatal error: expected end of tag 'request'",
+                      "/DV_RequestPackage/request", "</request>"}));
 
-TEST(CheckCommand, ShowsSeveralFaultsInTheOrderOfTheDocument) {
+TEST(CheckCommand, ShowsSeveralErrorsInTheOrderOfTheDocument) {
   const TemporaryFolder folder;
   std::string text = TemporaryFolder::read(package("bad-short-href.xml"));
   text.replace(text.find("0.27"), 4, "much");
@@ -174,7 +176,7 @@ TEST(CheckCommand, ShowsSeveralFaultsInTheOrderOfTheDocument) {
   EXPECT_EQ(diagnostics[2].at("path"), "/DV_RequestPackage/request/realization[2]/parameter[1]/value");
 }
 
-TEST(CheckCommand, SaysWhereAServiceLogsAFaultAndHowManyMessagesComeOfIt) {
+TEST(CheckCommand, SaysWhereAServiceLogsAnErrorAndHowManyMessagesComeOfIt) {
   const ProgramRun run = check({package("bad-namespace.xml")});
   EXPECT_TRUE(hasLine(run.output, "    a service logs it at 6:98")) << run.output;
   EXPECT_TRUE(hasLine(run.output, "    further messages from the same cause: 13")) << run.output;
@@ -248,13 +250,13 @@ TEST(CheckCommand, EndsWithACodeForEachOutcome) {
   const std::string valid = folder.write("valid.xml", c_valid);
   const std::string invalid = folder.write("invalid.xml", c_invalid);
   const std::string broken = folder.write("broken.xml", c_broken);
-  const std::string fault = folder.write("fault.xsd", "<xs:element name='a' type='dvrq:None'/>");
+  const std::string fragment = folder.write("fragment.xsd", "<xs:element name='a' type='dvrq:None'/>");
   const std::string missing = folder.file("missing.xml");
   EXPECT_EQ(dvrequest({"check", valid}).exitCode, 0);
   EXPECT_EQ(dvrequest({"check", invalid, valid}).exitCode, 1);
   EXPECT_EQ(dvrequest({"check", missing}).exitCode, 2);
   EXPECT_EQ(dvrequest({"check", broken, valid}).exitCode, 3);
-  EXPECT_EQ(dvrequest({"check", "-f", fault, valid}).exitCode, 4);
+  EXPECT_EQ(dvrequest({"check", "-f", fragment, valid}).exitCode, 4);
 }
 
 TEST(CheckCommand, LetsTheWorseOfSeveralOutcomesWin) {
@@ -264,8 +266,8 @@ TEST(CheckCommand, LetsTheWorseOfSeveralOutcomesWin) {
   const std::string missing = folder.file("missing.xml");
   EXPECT_EQ(dvrequest({"check", broken, invalid}).exitCode, 1);
   EXPECT_EQ(dvrequest({"check", broken, invalid, missing}).exitCode, 2);
-  const std::string fault = folder.write("fault.xsd", "<xs:element name='a' type='dvrq:None'/>");
-  EXPECT_EQ(dvrequest({"check", "-f", fault, missing}).exitCode, 4);
+  const std::string fragment = folder.write("fragment.xsd", "<xs:element name='a' type='dvrq:None'/>");
+  EXPECT_EQ(dvrequest({"check", "-f", fragment, missing}).exitCode, 4);
 }
 
 TEST(CheckCommand, GoesOnBehindAFileThatCannotBeRead) {

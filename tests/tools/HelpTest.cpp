@@ -100,7 +100,7 @@ TEST(ManualPage, DescribesEveryCommandAndOption) {
   }
 }
 
-TEST(ManualPage, IsFreeOfFormattingFaults) {
+TEST(ManualPage, IsFreeOfFormattingErrors) {
   if (TestSupport::program({"groff", "--version"}).exitCode != 0) {
     GTEST_SKIP() << "groff is not installed";
   }

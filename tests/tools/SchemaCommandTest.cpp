@@ -53,7 +53,7 @@ TEST(SchemaCommand, JoinsFragmentsInTheOrderGiven) {
 TEST(SchemaCommand, FindsNothingWrongWithSoundFragments) {
   const ProgramRun run = checkFragments({fragment()});
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.output, "The base schema and 1 fragment: sound\n");
+  EXPECT_EQ(run.output, "The base schema and 1 fragment: no errors\n");
   EXPECT_EQ(run.errors, "");
 }
 
@@ -81,7 +81,7 @@ TEST_P(BrokenFragment, IsShownWithItsOwnFileAndLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Faults, BrokenFragment,
+    Errors, BrokenFragment,
     testing::Values(Broken{"<xs:element name=\"a\" type=\"dvrq:None\"/>", ":1:1: error: type '"},
                     Broken{"\n\n<xs:element name=\"a\" type=\"xs:strin\"/>\n", ":3:1: error: type '"},
                     Broken{"<xs:complexType name=\"T\">\n <xs:sequence>\n </xs:choice>\n",
@@ -92,11 +92,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Broken{"\n<?xml version=\"1.0\"?>\n", ":2:1: error: a fragment has no XML declaration; remove it"},
                     Broken{"<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n",
                            ":1:1: error: a fragment has no XML declaration; remove it"},
-                    Broken{"\n<xs:schema/>", ":2:1: error: a fragment holds only what stands within xs:schema"},
+                    Broken{"\n<xs:schema/>", ":2:1: error: a fragment is the content of xs:schema"},
                     Broken{"</xs:schema><xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\">", ":1:"},
                     Broken{"\n<nope:element/>", ":2:"}));
 
-TEST(SchemaCommand, ShowsEachFaultOfEachFragment) {
+TEST(SchemaCommand, ShowsEachErrorOfEachFragment) {
   const TemporaryFolder folder;
   const std::string first =
       folder.write("first", "<xs:element name='a' type='dvrq:A'/>\n<xs:element name='b' type='dvrq:B'/>");
@@ -141,7 +141,7 @@ TEST_P(NameWithoutPrefix, IsMetWithWhatToWrite) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Faults, NameWithoutPrefix,
+    Errors, NameWithoutPrefix,
     testing::Values(
         Prefixless{"<xs:complexContent><xs:extension base=\"Request\"/></xs:complexContent>",
                    "write dvrq:Request; a name without prefix is in no namespace"},
