@@ -53,7 +53,7 @@ install_packages() {
   local packages missing
   mapfile -t packages < <(listed_packages "$@")
   command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
-    fail "this is no Debian system; install what Debian calls ${packages[*]}, then use the presets of CMake."
+    fail "not a Debian system; install what Debian calls ${packages[*]}, then use the presets of CMake."
   mapfile -t missing < <(missing_packages "${packages[@]}")
   [[ ${#missing[@]} -gt 0 ]] || return 0
 
