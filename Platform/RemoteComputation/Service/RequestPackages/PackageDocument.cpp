@@ -62,8 +62,8 @@ ParserSession::~ParserSession() {
   const std::size_t documents = s_documents;
   if (documents != 0) {
     s_logger.logERROR(std::to_string(documents) +
-                          " package documents exist at the end of the ParserSession, so Xerces-C is not terminated; "
-                          "end them before",
+                          " PackageDocument objects still exist at the end of the ParserSession: Xerces-C is not "
+                          "terminated. Destroy them before the session.",
                       __FILE__, "Drelvan::ParserSession::~ParserSession", __LINE__);
   }
   RequestXmlHelper::reset(documents == 0);

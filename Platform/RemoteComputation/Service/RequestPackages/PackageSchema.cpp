@@ -102,13 +102,13 @@ std::optional<Error> findForeignText(std::size_t fragment, const std::string& te
 }
 
 /// What a top-level element of a fragment must not be.
-const char* refusalOf(const std::string& tag) {
+const char* structuralError(const std::string& tag) {
   if (tag == "schema") {
-    return "a fragment holds only what stands within xs:schema; remove the element and name the types of the target "
-           "namespace with the prefix dvrq";
+    return "a fragment is the content of xs:schema; remove the xs:schema element, and use the prefix dvrq for types of "
+           "the target namespace";
   }
   if (tag == "include" || tag == "import" || tag == "redefine") {
-    return "a fragment cannot take in other schemas; register what they hold as fragments of their own";
+    return "xs:include, xs:import and xs:redefine are not supported; register the other schema as a fragment";
   }
   return nullptr;
 }
@@ -118,9 +118,9 @@ std::optional<Error> findStructuralError(std::size_t fragment, const FragmentMap
     return Error{fragment, map.getErrorPlace().line, map.getErrorPlace().column, *map.getError()};
   }
   for (const Private::SchemaElement& element : map.getElements()) {
-    const char* const refusal = element.parent == 0 ? refusalOf(element.tag) : nullptr;
-    if (refusal != nullptr && &element != &map.getElements().front()) {
-      return Error{fragment, element.place.line, element.place.column, refusal};
+    const char* const error = element.parent == 0 ? structuralError(element.tag) : nullptr;
+    if (error != nullptr && &element != &map.getElements().front()) {
+      return Error{fragment, element.place.line, element.place.column, error};
     }
   }
   return std::nullopt;

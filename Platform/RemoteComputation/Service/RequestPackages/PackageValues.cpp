@@ -61,7 +61,7 @@ XmlDateTime XmlDateTime::fromTimestamp(Timestamp time) {
 Timestamp XmlDateTime::toTimestamp() const {
   if (!zone) {
     Private::fail("Drelvan::XmlDateTime::toTimestamp", __FILE__, __LINE__,
-                  "a date and time without a zone is no point in time; set the zone that is meant");
+                  "a date and time without a zone is not a point in time; set the zone");
   }
   // The range of a timestamp, in years.
   constexpr std::int32_t largestYear = 290'000;

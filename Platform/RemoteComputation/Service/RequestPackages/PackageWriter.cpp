@@ -75,8 +75,7 @@ void checkName(std::string_view name) {
   const bool isName = !name.empty() && c_firstNameBytes[static_cast<unsigned char>(name.front())] &&
                       std::all_of(name.begin(), name.end(), isNameByte);
   if (!isName) {
-    Private::fail("Drelvan::PackageWriter", __FILE__, __LINE__,
-                  Private::quoted(name) + " is no name of an element, an attribute or a type");
+    Private::fail("Drelvan::PackageWriter", __FILE__, __LINE__, Private::quoted(name) + " is not a valid XML name");
   }
 }
 
@@ -87,7 +86,7 @@ void failOrder(const char* function, int line, const std::string& message) {
 template <typename Value>
 void appendChecked(const Value& value, const char* type, std::string& text) {
   if (!Private::write(value, text)) {
-    Private::fail("Drelvan::PackageWriter", __FILE__, __LINE__, std::string("the value is none of ") + type);
+    Private::fail("Drelvan::PackageWriter", __FILE__, __LINE__, std::string("the value is not a valid ") + type);
   }
 }
 
@@ -234,7 +233,7 @@ void PackageWriter::startEntry(std::string_view name, std::string_view type, std
 void PackageWriter::startAttribute(std::string_view name) {
   if (!m_isTagOpen) {
     failOrder("Drelvan::PackageWriter::attribute", __LINE__,
-              "the attribute " + Private::quoted(name) + " stands behind the content of its element; write it before");
+              "attribute " + Private::quoted(name) + " comes after the content of its element; write attributes first");
   }
   checkName(name);
   m_text += ' ';

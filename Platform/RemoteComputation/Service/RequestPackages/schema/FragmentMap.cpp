@@ -122,7 +122,7 @@ class FragmentMap::Handler final : public xercesc_3_1::DefaultHandler {
     }
   }
 
-  /// Within the fragment; its end for what stands behind it.
+  /// Within the fragment; its end for what comes after it.
   Place place(std::size_t offset) const {
     return placeOf(m_fragment, std::min(offset - std::min(offset, m_start), m_fragment.size()));
   }

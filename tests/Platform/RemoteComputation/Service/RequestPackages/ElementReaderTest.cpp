@@ -195,7 +195,7 @@ TEST_F(ElementReaderTest, DatesAndTimesArePointsInTimeWhenTheyHaveAZone) {
   EXPECT_EQ(valueOf<XmlDateTime>("dateTime", "2024-05-07T13:45:09.5+02:00").toTimestamp(),
             Drelvan::fromTimestampText("UTC/ISO_2024-05-07T11:45:09.5"));
   EXPECT_EQ(failureOf([&] { valueOf<XmlDateTime>("dateTime", "2024-05-07T13:45:09").toTimestamp(); }),
-            "a date and time without a zone is no point in time; set the zone that is meant");
+            "a date and time without a zone is not a point in time; set the zone");
   expectRefused<XmlDateTime>("xs:dateTime", {"", "2024-05-07", "2024-05-07 13:45:09", "2024-05-07T13:45", "T13:45:09",
                                              "2147483647-12-31T24:00:00"});
 }

@@ -86,11 +86,11 @@ TEST(PackageSchemaTest, RefusesWhatIsNoFragment) {
             "fragment 1, line 1, column 6: a fragment holds ASCII characters only; write others as references such as "
             "&#xE9;\n");
   EXPECT_EQ(errorsOf("<xs:schema/>"),
-            "fragment 1, line 1, column 1: a fragment holds only what stands within xs:schema; remove the element and "
-            "name the types of the target namespace with the prefix dvrq\n");
+            "fragment 1, line 1, column 1: a fragment is the content of xs:schema; remove the xs:schema element, and "
+            "use the prefix dvrq for types of the target namespace\n");
   EXPECT_EQ(errorsOf(element("a") + "\n <xs:include schemaLocation='/etc/passwd'/>"),
-            "fragment 1, line 2, column 2: a fragment cannot take in other schemas; register what they hold as "
-            "fragments of their own\n");
+            "fragment 1, line 2, column 2: xs:include, xs:import and xs:redefine are not supported; register the "
+            "other schema as a fragment\n");
 }
 
 TEST(PackageSchemaTest, NamesTheTypeThatIsAmbiguous) {

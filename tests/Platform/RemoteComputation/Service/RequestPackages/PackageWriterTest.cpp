@@ -167,16 +167,16 @@ TEST_F(PackageWriterTest, DatesAndTimesHaveTheirTexts) {
 
 TEST_F(PackageWriterTest, WhatIsNoDateOrTimeIsRefused) {
   using namespace Drelvan;
-  const std::string date = "the value is none of xs:date";
+  const std::string date = "the value is not a valid xs:date";
   EXPECT_EQ(failureOf([] { elementWith(XmlDate{2023, 2, 29, {}}); }), date);
   EXPECT_EQ(failureOf([] { elementWith(XmlDate{0, 1, 1, {}}); }), date);
   EXPECT_EQ(failureOf([] { elementWith(XmlDate{2023, 13, 1, {}}); }), date);
   EXPECT_EQ(failureOf([] { elementWith(XmlDate{2023, 1, 1, 841min}); }), date);
-  EXPECT_EQ(failureOf([] { elementWith(XmlTime{24h, {}}); }), "the value is none of xs:time");
-  EXPECT_EQ(failureOf([] { elementWith(XmlTime{-1ns, {}}); }), "the value is none of xs:time");
-  EXPECT_EQ(failureOf([] { elementWith(XmlDateTime{2024, 4, 31, 0ns, {}}); }), "the value is none of xs:dateTime");
-  EXPECT_EQ(failureOf([] { elementWith(XmlDuration{1, -1s}); }), "the value is none of xs:duration");
-  EXPECT_EQ(failureOf([] { elementWith(Timestamp::max()); }), "the value is none of DVTimestamp");
+  EXPECT_EQ(failureOf([] { elementWith(XmlTime{24h, {}}); }), "the value is not a valid xs:time");
+  EXPECT_EQ(failureOf([] { elementWith(XmlTime{-1ns, {}}); }), "the value is not a valid xs:time");
+  EXPECT_EQ(failureOf([] { elementWith(XmlDateTime{2024, 4, 31, 0ns, {}}); }), "the value is not a valid xs:dateTime");
+  EXPECT_EQ(failureOf([] { elementWith(XmlDuration{1, -1s}); }), "the value is not a valid xs:duration");
+  EXPECT_EQ(failureOf([] { elementWith(Timestamp::max()); }), "the value is not a valid DVTimestamp");
 }
 
 TEST_F(PackageWriterTest, TextIsEscaped) {
@@ -297,7 +297,7 @@ TEST_F(PackageWriterTest, CallsOutOfOrderAreRefused) {
   EXPECT_EQ(failureOf([] { PackageWriter().startReply("", ""); }), "start a package or another document first");
   EXPECT_EQ(failureOf([] { PackageWriter().startDocument(PackageKind::ReplyPackage); }),
             "a package has an envelope; use startRequestPackage or startReplyPackage");
-  const std::string late = "the attribute 'a' stands behind the content of its element; write it before";
+  const std::string late = "attribute 'a' comes after the content of its element; write attributes first";
   EXPECT_EQ(failureOf([] { PackageWriter().attribute("a", 1); }), late);
   EXPECT_EQ(failureOf([] {
               PackageWriter writer;
@@ -316,7 +316,7 @@ TEST_F(PackageWriterTest, CallsOutOfOrderAreRefused) {
 
 TEST_F(PackageWriterTest, NamesThatXmlDoesNotAllowAreRefused) {
   for (const std::string name : {"", "a b", "1a", "-a", "a>", "a\"", "a=", "<"}) {
-    const std::string message = "'" + name + "' is no name of an element, an attribute or a type";
+    const std::string message = "'" + name + "' is not a valid XML name";
     EXPECT_EQ(failureOf([&] { PackageWriter().element(name, 1); }), message);
     PackageWriter writer;
     writer.startElement("v");
