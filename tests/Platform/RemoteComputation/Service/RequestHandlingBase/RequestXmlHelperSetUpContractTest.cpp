@@ -1,5 +1,5 @@
-// What the parser is given when it is set up, and what happens when that fails. The program defines the parser
-// library's loading of a grammar itself: its definition wins over the library's, which it calls.
+// What the parser is given when it is set up, and what happens when that fails. The program defines Xerces-C's
+// grammar loading itself: its definition replaces the library's and calls it.
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
