@@ -65,7 +65,7 @@ TEST(SchemaCommand, SaysWhichFragmentCannotBeRead) {
 
 struct Broken {
   const char* text;
-  const char* start;  ///< behind the file's name
+  const char* start;  ///< after the file's name
 };
 
 void PrintTo(const Broken& broken, std::ostream* stream) { *stream << broken.start; }

@@ -24,19 +24,20 @@ struct SyntaxHint {
   const char* text;
 };
 
-constexpr const char* c_ampersand = "write a '&' that stands for itself as &amp;";
+constexpr const char* c_ampersand = "write a literal '&' as &amp;";
 constexpr const char* c_outsideRoot =
-    "a document is one root element; only comments and processing instructions may stand before and after it";
+    "a document has one root element; only comments and processing instructions may precede or follow it";
 constexpr const char* c_quotes = "write the value of an attribute in quotes: name=\"value\"";
 
 constexpr std::array<SyntaxHint, 19> c_syntaxHints{{
     {XMLErrs::ExpectedEntityRefName, "&", c_ampersand},
     {XMLErrs::InvalidEntityRefName, "&", c_ampersand},
     {XMLErrs::UnterminatedEntityRef, "&", c_ampersand},
-    {XMLErrs::EntityNotFound, "&", "known are &amp; &lt; &gt; &quot; &apos; and numbers such as &#233;"},
-    {XMLErrs::InvalidCharacterRef, "&", "the number names no character that XML 1.0 can carry"},
-    {XMLErrs::ExpectedNumericalCharRef, "&", "a reference by number reads &#233; or &#xE9;"},
-    {XMLErrs::UnterminatedCharRef, "&", "a reference by number reads &#233; or &#xE9;"},
+    {XMLErrs::EntityNotFound, "&",
+     "the predefined entities are &amp; &lt; &gt; &quot; &apos;; use a numeric reference such as &#233; for others"},
+    {XMLErrs::InvalidCharacterRef, "&", "this number is not a character allowed in XML 1.0"},
+    {XMLErrs::ExpectedNumericalCharRef, "&", "a numeric reference is written &#233; or &#xE9;"},
+    {XMLErrs::UnterminatedCharRef, "&", "a numeric reference is written &#233; or &#xE9;"},
     {XMLErrs::ExpectedAttrValue, nullptr, c_quotes},
     {XMLErrs::ExpectedEqSign, nullptr, c_quotes},
     {XMLErrs::BracketInAttrValue, "<", "write a '<' in a value as &lt;, or end the value with its quote"},
@@ -46,7 +47,7 @@ constexpr std::array<SyntaxHint, 19> c_syntaxHints{{
     {XMLErrs::AttrAlreadyUsedInSTag, nullptr, "an element has each attribute once; remove one of the two"},
     {XMLErrs::ExpectedCommentOrPI, nullptr, c_outsideRoot},
     {XMLErrs::NotValidAfterContent, nullptr, c_outsideRoot},
-    {XMLErrs::XMLDeclMustBeFirst, "<", "nothing, not even a blank, may stand before the XML declaration"},
+    {XMLErrs::XMLDeclMustBeFirst, "<", "the XML declaration must be at the very start of the document"},
     {XMLErrs::IllegalSequenceInComment, "--", "a comment cannot hold '--'"},
     {XMLErrs::BadSequenceInCharData, "]]>", "write ']]>' in text as ]]&gt;"},
     {XMLErrs::UnknownPrefix, "<", "declare the prefix on the element or one around it: xmlns:prefix=\"...\""},
@@ -117,7 +118,7 @@ std::string hintOnStart(const SourceText& source) {
 std::string hintOnCharacter(const std::string& text, std::size_t offset) {
   const auto byte = static_cast<unsigned char>(offset < text.size() ? text[offset] : ' ');
   if (byte < 0x20) {
-    return "the control character U+" + hexadecimal(byte, 4) + " cannot stand in XML 1.0, not even as a reference";
+    return "the control character U+" + hexadecimal(byte, 4) + " is not allowed in XML 1.0, not even as a reference";
   }
   return byte == '<' ? "end the tag before this with '>'" : "";
 }

@@ -15,7 +15,7 @@
 
 namespace DvRequest {
 
-/// A sound schema document, loaded with the settings that the library uses, for looking into it.
+/// A valid schema document, loaded with the settings that the library uses, for looking into it.
 class SchemaModel {
  public:
   /// Must not outlive the `ParserSession`.

@@ -27,7 +27,7 @@ constexpr const char* c_examples =
     "  dvrequest check -f simulation.fragment.xsd packages/\n"
     "  nc -l 5555 | dvrequest check --format json - | jq .verdict\n"
     "Exit code: 0 all valid, 1 some invalid, 2 wrong use or unreadable,\n"
-    "  3 no refused one is well-formed, 4 a fragment is broken.\n";
+    "  3 some not well-formed, none invalid or refused, 4 a fragment is broken.\n";
 
 struct CheckOptions {
   std::vector<std::string> fragments;

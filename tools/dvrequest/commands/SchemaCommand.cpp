@@ -36,7 +36,7 @@ int checkSchema(const SchemaOptions& options, const Fragments& fragments) {
   if (!broken.empty()) {
     return ExitCode::badFragment;
   }
-  std::cout << "The base schema and " << counted(options.fragments.size(), "fragment") << ": sound\n";
+  std::cout << "The base schema and " << counted(options.fragments.size(), "fragment") << ": no errors\n";
   return ExitCode::success;
 }
 

@@ -52,9 +52,9 @@ TEST(PackageSchemaTest, FindsAMisspeltBaseType) {
 }
 
 TEST(PackageSchemaTest, NamesTheFragmentAndThePlaceWithinIt) {
-  const Fragment sound(element("first"));
+  const Fragment valid(element("first"));
   const Fragment broken("\n  " + element("a") + "<xs:element name='b' type='dvrq:None'/>");
-  const auto errors = PackageSchema({sound, broken, sound}).check();
+  const auto errors = PackageSchema({valid, broken, valid}).check();
   ASSERT_EQ(errors.size(), 2U);
   EXPECT_EQ(errors[0].fragment, 1U);
   EXPECT_EQ(errors[0].line, 2U);
