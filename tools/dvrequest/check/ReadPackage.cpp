@@ -53,7 +53,7 @@ Host readHost(const ElementReader& element) {
   try {
     host.info = element.as<Drelvan::HostInfo>();
   } catch (const Drelvan::DvException& exception) {
-    host.problem = exception.getMessage();
+    host.error = exception.getMessage();
   }
   return host;
 }

@@ -42,9 +42,9 @@ std::string errorOfPrefix(const std::string& prefix) {
 }
 
 int newId(const std::string& prefix) {
-  const std::string problem = errorOfPrefix(prefix);
-  if (!problem.empty()) {
-    std::cerr << "dvrequest: " << problem << "\n";
+  const std::string error = errorOfPrefix(prefix);
+  if (!error.empty()) {
+    std::cerr << "dvrequest: " << error << "\n";
     return ExitCode::unusable;
   }
   std::cout << PrefixedJobId(prefix).toString() << "\n";
@@ -53,26 +53,26 @@ int newId(const std::string& prefix) {
 
 struct Reading {
   Drelvan::GenericJobId id;
-  std::string problem;  ///< empty for a valid id
+  std::string error;  ///< empty for a valid id
 };
 
 Reading read(std::string text) {
   Reading reading;
   try {
-    reading.id = Drelvan::GenericJobId::fromString(text, reading.problem);
+    reading.id = Drelvan::GenericJobId::fromString(text, reading.error);
   } catch (const std::out_of_range&) {
-    reading.problem = "The name is shorter than '_' and ten characters";
+    reading.error = "The name is shorter than '_' and ten characters";
   }
-  if (reading.problem.empty() && !reading.id.isValid()) {
-    reading.problem = "The prefix 'Invalid' marks an id that must not be used";
+  if (reading.error.empty() && !reading.id.isValid()) {
+    reading.error = "The prefix 'Invalid' marks an id that must not be used";
   }
   return reading;
 }
 
 int withId(const std::string& text, void (*action)(const Drelvan::GenericJobId&)) {
   const Reading reading = read(text);
-  if (!reading.problem.empty()) {
-    std::cerr << "dvrequest: " << printable(reading.problem) << ": '" << printable(text)
+  if (!reading.error.empty()) {
+    std::cerr << "dvrequest: " << printable(reading.error) << ": '" << printable(text)
               << "'\nA job id reads PREFIX_TENCHARACTERS#UNIQUEID; the ten are the first of the unique id.\n";
     return ExitCode::refused;
   }

@@ -37,7 +37,7 @@ Json toJson(const Host& host) {
           {"ip", textOrNull(host.info.getIp())},
           {"requestServerPort", portOrNull(host.info.getRequestServerPort())},
           {"publisherPort", portOrNull(host.info.getPublisherPort())},
-          {"problem", textOrNull(host.problem)}};
+          {"error", textOrNull(host.error)}};
 }
 
 Json toJson(const Parameter& parameter) {

@@ -60,7 +60,7 @@ std::string describe(const Job& job) {
 }
 
 std::string describe(const Host& host) {
-  return host.element + ": " + (host.problem.empty() ? host.info.toString() : host.problem);
+  return host.element + ": " + (host.error.empty() ? host.info.toString() : host.error);
 }
 
 std::string describe(const ParameterVector& vector) {

@@ -25,7 +25,7 @@ struct Job {
 struct Host {
   std::string element;
   Drelvan::HostInfo info;
-  std::string problem;  ///< why `info` could not be read; empty otherwise
+  std::string error;  ///< why `info` could not be read; empty otherwise
 };
 
 struct Parameter {
