@@ -31,8 +31,8 @@ class Recorder final : public DvRequest::ReadHandler {
  private:
   void record(const std::vector<ReadError>& errors) {
     for (const ReadError& error : errors) {
-      const DvRequest::Problem& problem = error.problem;
-      m_lines.push_back(lineOf(problem.place.line, problem.place.column, problem.message));
+      const DvRequest::ReportedError& reported = error.reported;
+      m_lines.push_back(lineOf(reported.place.line, reported.place.column, reported.message));
     }
   }
 };

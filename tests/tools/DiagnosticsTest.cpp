@@ -91,25 +91,23 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"UTF-16 that names UTF-8", utf16("<?xml version='1.0' encoding='UTF-8'?>\n" + c_open + c_close), 1, 21,
              "the document is in UTF-16, but its XML declaration names UTF-8; name UTF-16 there"},
         Slip{"ampersand in UTF-16", utf16("<?xml version='1.0' encoding='UTF-16'?>\n" + c_open + "A & B" + c_close), 3,
-             3, "write a '&' that stands for itself as &amp;"},
-        Slip{"line feed of one byte behind UTF-16",
+             3, "write a literal '&' as &amp;"},
+        Slip{"line feed of one byte after UTF-16",
              utf16("<?xml version='1.0' encoding='UTF-16'?>\n" + c_open + "A & B" + c_close) + "\n", 3, 3,
-             "write a '&' that stands for itself as &amp;"},
-        Slip{"ampersand behind characters beyond the first plane",
+             "write a literal '&' as &amp;"},
+        Slip{"ampersand after characters beyond the first plane",
              "<?xml version='1.0' encoding='GB18030'?>" + c_open + "<!-- \x90\x30\x81\x30 -->A & B" + c_close, 2, 13,
-             "write a '&' that stands for itself as &amp;"},
+             "write a literal '&' as &amp;"},
         Slip{"byte order mark", "\xef\xbb\xbf" + c_open + "<request id='a'x='b'/>" + c_close, 2, 16,
              "leave a blank between two attributes"},
         Slip{"line ends of XML 1.1",
              "<?xml version='1.1'?>\xc2\x85" + c_open + "\xe2\x80\xa8\r\xc2\x85\r\n<a>&</a>" + c_close, 6, 4,
-             "write a '&' that stands for itself as &amp;"},
+             "write a literal '&' as &amp;"},
         Slip{"error before bytes that do not fit", c_open + "<a>&</a>" + std::string(9000, ' ') + "\xe9" + c_close, 2,
-             4, "write a '&' that stands for itself as &amp;"},
-        Slip{"ampersand", c_open + "<!-- -->A & B" + c_request + c_close, 2, 11,
-             "write a '&' that stands for itself as &amp;"},
-        Slip{"ampersand in a value", c_open + "<request id='R&D'/>" + c_close, 2, 15,
-             "write a '&' that stands for itself as &amp;"},
-        Slip{"entity", c_open + "<request id='&eacute;'/>" + c_close, 2, 14, "known are &amp; &lt;"},
+             4, "write a literal '&' as &amp;"},
+        Slip{"ampersand", c_open + "<!-- -->A & B" + c_request + c_close, 2, 11, "write a literal '&' as &amp;"},
+        Slip{"ampersand in a value", c_open + "<request id='R&D'/>" + c_close, 2, 15, "write a literal '&' as &amp;"},
+        Slip{"entity", c_open + "<request id='&eacute;'/>" + c_close, 2, 14, "the predefined entities are &amp; &lt;"},
         Slip{"quotes", c_open + "<request id=e41c/>" + c_close, 2, 13, "write the value of an attribute in quotes"},
         Slip{"unclosed quote", c_open + "<request id='e41c/>\n<a b='c'/>" + c_close, 3, 7,
              "leave a blank between two attributes; or the value before"},
@@ -117,10 +115,10 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"less-than", c_open + "<request id='a<b'/>" + c_close, 2, 15, "write a '<' in a value as &lt;"},
         Slip{"no blank", c_open + "<request id='a'x='b'/>" + c_close, 2, 16, "leave a blank between two attributes"},
         Slip{"twice", c_open + "<request id='a' id='b'/>" + c_close, 2, 25, "an element has each attribute once"},
-        Slip{"text behind the root", c_open + c_request + c_close + "\ntext", 3, 1, "a document is one root element"},
+        Slip{"text after the root", c_open + c_request + c_close + "\ntext", 3, 1, "a document has one root element"},
         Slip{"text before the root", "<?xml version='1.0'?>text" + c_open + c_request + c_close, 1, 22,
-             "a document is one root element"},
-        Slip{"second root", c_open + c_request + c_close + "\n<more/>", 3, 1, "a document is one root element"},
+             "a document has one root element"},
+        Slip{"second root", c_open + c_request + c_close + "\n<more/>", 3, 1, "a document has one root element"},
         Slip{"wrong end", c_open + "<request>\n</reqest>" + c_close, 3, 1, "<request> was opened at 2:1"},
         Slip{"no end", c_open + c_request, 2, 67, "<DV_Request> was opened at 1:1"},
         Slip{"control character", c_open + "<!-- \x01 -->" + c_request + c_close, 2, 6,
@@ -129,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
              "the control character U+0000 is not allowed"},
         Slip{"prefix", c_open + "<x:request/>" + c_close, 2, 1, "declare the prefix"},
         Slip{"blank before the declaration", " <?xml version='1.0'?>" + c_open + c_request + c_close, 1, 2,
-             "nothing, not even a blank"},
+             "the XML declaration must be at the very start of the document"},
         Slip{"JSON", "{\"id\": 1}", 1, 1, "the input looks like JSON"},
         Slip{"gzip", "\x1f\x8b\x08 and more", 1, 1, "the input looks like a gzip file"},
         Slip{"nothing", " \n", 2, 1, "there is no document"}));
@@ -226,7 +224,7 @@ json fatalErrorBehindOthers(const std::string& more) {
   return fatalError(check(document + more + "</DV_RequestScript>"));
 }
 
-TEST(Diagnostics, PlaceWhatTheLibraryRefusesBehindManyErrors) {
+TEST(Diagnostics, PlaceWhatTheLibraryRejectsAfterManyErrors) {
   std::string errors;
   std::string levels = "\n";
   std::string attributes = "<request id='" + std::string(48, '0') + "'";
@@ -244,7 +242,7 @@ TEST(Diagnostics, PlaceWhatTheLibraryRefusesBehindManyErrors) {
   const json ofNamespaces = fatalErrorBehindOthers(attributes + "/>");
   EXPECT_EQ(ofNamespaces.at("message"), "The document exceeds the limit of 150 namespaces named by an element.");
   EXPECT_EQ(ofNamespaces.at("line"), 26);
-  EXPECT_EQ(ofNamespaces.at("hint"), "this is the place of the error before; what is refused comes behind it");
+  EXPECT_EQ(ofNamespaces.at("hint"), "this is the position of the previous error; the rejected part follows it");
   EXPECT_TRUE(ofNamespaces.at("loggedLine").is_null());
 }
 

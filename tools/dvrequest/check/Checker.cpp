@@ -17,16 +17,15 @@ namespace DvRequest {
 
 namespace {
 
-Problem toProblem(const Drelvan::PackageErrors::Report& report) {
+ReportedError toReportedError(const Drelvan::PackageErrors::Report& report) {
   constexpr std::array<const char*, 3> severities{"warning", "error", "fatal error"};
   return {severities.at(static_cast<std::size_t>(report.severity)),
           {static_cast<long>(report.line), static_cast<long>(report.column)},
           report.message};
 }
 
-/// What the failure of a parse says of its document; nothing when an exception ended the parse, whose text goes to
-/// `reason`.
-std::optional<Refusal> refusalOf(const Drelvan::DvExceptionNested& failure, std::string& reason) {
+/// The errors that a failed parse reported; empty when an exception ended the parse, whose text goes to `reason`.
+std::optional<ReportedErrors> reportedErrors(const Drelvan::DvExceptionNested& failure, std::string& reason) {
   reason = "no reason";
   if (failure.getNested() == nullptr) {
     return std::nullopt;
@@ -34,15 +33,15 @@ std::optional<Refusal> refusalOf(const Drelvan::DvExceptionNested& failure, std:
   try {
     std::rethrow_exception(failure.getNested());
   } catch (const Drelvan::PackageErrors& errors) {
-    Refusal refusal{errors.getCount(), {}, {}};
+    ReportedErrors reported{errors.getCount(), {}, {}};
     for (const Drelvan::PackageErrors::Report& report : errors.getReports()) {
-      refusal.reports.push_back(toProblem(report));
+      reported.reports.push_back(toReportedError(report));
     }
     const std::string message = failure.what();
-    refusal.last = errors.getCount() == refusal.reports.size()
-                       ? refusal.reports.back()
-                       : Problem{"fatal error", {}, message.substr(message.find(": ") + 2)};
-    return refusal;
+    reported.last = errors.getCount() == reported.reports.size()
+                        ? reported.reports.back()
+                        : ReportedError{"fatal error", {}, message.substr(message.find(": ") + 2)};
+    return reported;
   } catch (const std::exception& exception) {
     reason = exception.what();
   } catch (...) {
@@ -78,24 +77,24 @@ Report Checker::check(const std::string& name, const std::string& content) {
     report.verdict = m_validate ? Verdict::valid : Verdict::wellFormed;
   } catch (const Drelvan::DvExceptionNested& exception) {
     report.message = exception.what();
-    explainRefusal(exception, content, report);
+    explainFailure(exception, content, report);
   }
   return report;
 }
 
-void Checker::explainRefusal(const Drelvan::DvExceptionNested& failure, const std::string& content, Report& report) {
+void Checker::explainFailure(const Drelvan::DvExceptionNested& failure, const std::string& content, Report& report) {
   std::string reason;
-  const std::optional<Refusal> refusal = refusalOf(failure, reason);
-  if (!refusal) {
+  const std::optional<ReportedErrors> reported = reportedErrors(failure, reason);
+  if (!reported) {
     Diagnostic diagnostic;
     diagnostic.severity = "error";
     diagnostic.message = failure.what();
-    diagnostic.hint = "the parser says: " + reason;
+    diagnostic.hint = "parser message: " + reason;
     report.verdict = Verdict::refused;
     report.diagnostics.push_back(std::move(diagnostic));
     return;
   }
-  Explanation explanation = explain(SourceText(content, report.file), m_validate, *refusal, m_schema, m_reader);
+  Explanation explanation = explain(SourceText(content, report.file), m_validate, *reported, m_schema, m_reader);
   report.verdict = explanation.verdict;
   report.diagnostics = std::move(explanation.diagnostics);
 }

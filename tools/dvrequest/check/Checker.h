@@ -21,7 +21,7 @@ class Checker {
   Report check(const std::string& name, const std::string& content);
 
  private:
-  void explainRefusal(const Drelvan::DvExceptionNested& failure, const std::string& content, Report& report);
+  void explainFailure(const Drelvan::DvExceptionNested& failure, const std::string& content, Report& report);
 
   const SchemaModel& m_schema;
   PackageReader m_reader;

@@ -50,13 +50,13 @@ bool isContent(const ReadError& error) {
                  XMLValid::NotEnoughElemsForCM);
 }
 
-/// Whether the document is refused for something that well-formed documents may have.
-bool isOfRefusal(const ReadError& error) {
+/// Whether a well-formed document can have this error.
+bool canBeWellFormed(const ReadError& error) {
   const bool isOfSource =
       error.kind == ReadError::Kind::exception &&
       (error.code == XMLExcepts::Scan_CouldNotOpenSource || error.code == XMLExcepts::Gen_CouldNotOpenDTD ||
        error.code == XMLExcepts::Gen_CouldNotOpenExtEntity);
-  return error.problem.severity == "warning" || isOfSource || isSyntax(error, XMLErrs::EntityExpansionLimitExceeded);
+  return error.reported.severity == "warning" || isOfSource || isSyntax(error, XMLErrs::EntityExpansionLimitExceeded);
 }
 
 /// An element in the path of another one.
@@ -188,12 +188,12 @@ std::vector<Allowed> allowedNext(const Level& parent, const std::string& found) 
 
 class Explainer final : public ReadHandler {
  public:
-  Explainer(const SourceText& source, const Refusal& refusal, const SchemaModel& schema)
-      : m_source(source), m_refusal(refusal), m_schema(schema) {}
+  Explainer(const SourceText& source, const ReportedErrors& reported, const SchemaModel& schema)
+      : m_source(source), m_reported(reported), m_schema(schema) {}
 
   void start(const ReadElement& element, const std::vector<ReadError>& errors) override {
     if (errors.empty()) {
-      endBehindRefusal(element.reached);
+      endAfterRejection(element.reached);
     }
     open(element);
     std::vector<std::string> missing = absentAttributes(element, true);
@@ -201,7 +201,7 @@ class Explainer final : public ReadHandler {
     for (const ReadError& error : errors) {
       Level& level = m_levels.back();
       count(error);
-      if (error.problem.severity == "warning") {
+      if (error.reported.severity == "warning") {
         blameSchemaHint(error, level);
       } else if (level.cause) {
         fold(*level.cause);
@@ -228,7 +228,7 @@ class Explainer final : public ReadHandler {
         blameValue(error, level, text);
       }
     }
-    endBehindRefusal(tag.reached);
+    endAfterRejection(tag.reached);
     m_closed = m_levels.back().step;
     m_closedAt = tag.reached;
     m_levels.pop_back();
@@ -236,9 +236,9 @@ class Explainer final : public ReadHandler {
 
   void error(const ReadError& error) override {
     count(error);
-    if (error.problem.severity == "fatal error") {
+    if (error.reported.severity == "fatal error") {
       blameSyntax(error);
-    } else if (error.problem.severity == "warning") {
+    } else if (error.reported.severity == "warning") {
       const std::size_t last = std::max(error.offset, std::size_t{1}) - 1;
       const std::size_t tag = m_source.text().rfind('<', last);
       addSchemaHint(error, innermost(), std::min(tag, last), error.offset);
@@ -251,8 +251,8 @@ class Explainer final : public ReadHandler {
 
   /// `limit` is the byte at which the reader met a limit of the library.
   Explanation result(const std::optional<std::size_t>& limit) {
-    if (m_count < m_refusal.count) {
-      addRefusal(limit);
+    if (m_count < m_reported.count) {
+      addRejection(limit);
     }
     Explanation explanation;
     explanation.verdict = m_isMalformed ? Verdict::notWellFormed : m_isInvalid ? Verdict::invalid : Verdict::refused;
@@ -263,24 +263,24 @@ class Explainer final : public ReadHandler {
  private:
   /// Ends the reading at an error that the library did not report: it had refused the document before.
   void count(const ReadError& error) {
-    const bool isKept = m_count < m_refusal.reports.size();
-    const bool isLast = m_count + 1 >= m_refusal.count;
-    const std::string* message = isKept   ? &m_refusal.reports[m_count].message
-                                 : isLast ? &m_refusal.last.message
-                                          : &error.problem.message;
-    if (m_count == m_refusal.count || *message != error.problem.message) {
+    const bool isStored = m_count < m_reported.reports.size();
+    const bool isLast = m_count + 1 >= m_reported.count;
+    const std::string* message = isStored ? &m_reported.reports[m_count].message
+                                 : isLast ? &m_reported.last.message
+                                          : &error.reported.message;
+    if (m_count == m_reported.count || *message != error.reported.message) {
       throw EndOfReading();
     }
     ++m_count;
     m_reached = error.offset;
-    m_isInvalid = m_isInvalid || error.problem.severity == "error";
-    m_isMalformed = m_isMalformed || (error.problem.severity == "fatal error" && !isOfRefusal(error));
+    m_isInvalid = m_isInvalid || error.reported.severity == "error";
+    m_isMalformed = m_isMalformed || (error.reported.severity == "fatal error" && !canBeWellFormed(error));
   }
 
   /// Ends the reading of a document that was refused before `reached`, for a reason of the library's own.
-  void endBehindRefusal(const Place& reached) const {
-    const Place& last = m_refusal.last.place;
-    if (m_count + 1 == m_refusal.count && last.line != 0 && last < reached) {
+  void endAfterRejection(const Place& reached) const {
+    const Place& last = m_reported.last.place;
+    if (m_count + 1 == m_reported.count && last.line != 0 && last < reached) {
       throw EndOfReading();
     }
   }
@@ -290,16 +290,16 @@ class Explainer final : public ReadHandler {
   std::shared_ptr<Step> innermost() const { return m_levels.empty() ? nullptr : m_levels.back().step; }
 
   /// Adds the library's own reason for refusing the document.
-  void addRefusal(const std::optional<std::size_t>& limit) {
-    Problem problem = m_refusal.last;
-    const bool isKnown = problem.place.line != 0;
+  void addRejection(const std::optional<std::size_t>& limit) {
+    ReportedError error = m_reported.last;
+    const bool isKnown = error.place.line != 0;
     if (!isKnown && limit) {
       problem.place = m_source.place(*limit);
     }
     Draft& draft = add(problem, problem.place.line == 0 ? nullptr : stepAt(problem.place));
     if (!isKnown && !limit) {
       draft.offset = m_reached;
-      draft.diagnostic.hint = "this is the place of the error before; what is refused comes behind it";
+      draft.diagnostic.hint = "this is the position of the previous error; the rejected part follows it";
     }
   }
 
@@ -334,12 +334,12 @@ class Explainer final : public ReadHandler {
   Level* parentLevel() { return m_levels.size() < 2 ? nullptr : &m_levels[m_levels.size() - 2]; }
 
   Draft& add(const ReadError& error, const std::shared_ptr<Step>& step) {
-    Draft& draft = add(error.problem, step);
+    Draft& draft = add(error.reported, step);
     draft.reached = error.offset;
     return draft;
   }
 
-  Draft& add(const Problem& problem, const std::shared_ptr<Step>& step) {
+  Draft& add(const ReportedError& error, const std::shared_ptr<Step>& step) {
     Draft draft;
     draft.diagnostic.severity = problem.severity;
     draft.diagnostic.place = draft.diagnostic.logged = problem.place;
@@ -427,7 +427,7 @@ class Explainer final : public ReadHandler {
     draft.diagnostic.allowed = allowedAttribute(element, use == uses.end() ? nullptr : *use);
     const ReadAttribute* attribute = find(element, name);
     if (attribute != nullptr && use != uses.end()) {
-      draft.diagnostic.hint = hintOnValue(attribute->value, error.problem.message, typeOf(**use));
+      draft.diagnostic.hint = hintOnValue(attribute->value, error.reported.message, typeOf(**use));
     }
   }
 
@@ -476,7 +476,7 @@ class Explainer final : public ReadHandler {
     auto* type = level.element.type == nullptr ? nullptr : textType(*level.element.type);
     if (type != nullptr) {
       draft.diagnostic.allowed = allowedText(*type);
-      draft.diagnostic.hint = hintOnValue(text, error.problem.message, *type);
+      draft.diagnostic.hint = hintOnValue(text, error.reported.message, *type);
     }
   }
 
@@ -520,7 +520,7 @@ class Explainer final : public ReadHandler {
   }
 
   const SourceText& m_source;
-  const Refusal& m_refusal;
+  const ReportedErrors& m_reported;
   const SchemaModel& m_schema;
   std::vector<Level> m_levels;
   std::shared_ptr<Step> m_closed;  ///< the element that was closed last
@@ -535,9 +535,9 @@ class Explainer final : public ReadHandler {
 
 }  // namespace
 
-Explanation explain(const SourceText& source, bool validate, const Refusal& refusal, const SchemaModel& schema,
+Explanation explain(const SourceText& source, bool validate, const ReportedErrors& reported, const SchemaModel& schema,
                     PackageReader& reader) {
-  Explainer explainer(source, refusal, schema);
+  Explainer explainer(source, reported, schema);
   return explainer.result(reader.read(source, validate, explainer));
 }
 

@@ -11,12 +11,12 @@
 
 namespace DvRequest {
 
-/// What the library reported of a document that it refuses. Where it refuses it for a reason of its own, such as an
-/// exceeded limit, that is the last error.
-struct Refusal {
-  std::size_t count = 0;         ///< of all errors
-  std::vector<Problem> reports;  ///< the first of them
-  Problem last;                  ///< its place is not known when it is not among the first
+/// The errors that the library reported for a document. A reason of its own for rejecting it, such as an exceeded
+/// limit, is the last one.
+struct ReportedErrors {
+  std::size_t count = 0;               ///< of all errors
+  std::vector<ReportedError> reports;  ///< the first of them
+  ReportedError last;                  ///< its place is not known when it is not among the first
 };
 
 /// Why a document is refused, with one diagnostic per error.
@@ -27,7 +27,7 @@ struct Explanation {
 
 /// Finds for each error the element concerned and what the schema allows there; folds errors that follow from another
 /// one into it.
-Explanation explain(const SourceText& source, bool validate, const Refusal& refusal, const SchemaModel& schema,
+Explanation explain(const SourceText& source, bool validate, const ReportedErrors& reported, const SchemaModel& schema,
                     PackageReader& reader);
 
 }  // namespace DvRequest

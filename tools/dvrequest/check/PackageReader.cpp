@@ -165,7 +165,7 @@ const char* severityOf(xercesc_3_1::XMLErrorReporter::ErrTypes type) {
 
 /// Whether the error concerns neither the tag that comes next nor the content that ends with it.
 bool isBetweenTags(const ReadError& error) {
-  return error.problem.severity == "fatal error" || isValidity(error, XMLValid::NoCharDataInCM);
+  return error.reported.severity == "fatal error" || isValidity(error, XMLValid::NoCharDataInCM);
 }
 
 /// Whether the attribute is an error in an element of the type, which is null for a simple one.

@@ -20,8 +20,8 @@ struct ReadError {
   enum class Kind { validity, syntax, exception };
   Kind kind = Kind::validity;
   unsigned int code = 0;   ///< of `XMLValid`, `XMLErrs` or `XMLExcepts`, depending on the kind
-  std::size_t offset = 0;  ///< the byte behind what had been read
-  Problem problem;
+  std::size_t offset = 0;  ///< the byte after what had been read
+  ReportedError reported;
 };
 
 /// Whether this is validity error `code`, one of `XMLValid`.

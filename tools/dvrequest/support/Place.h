@@ -19,8 +19,8 @@ inline bool operator<(const Place& left, const Place& right) {
   return std::tie(left.line, left.column) < std::tie(right.line, right.column);
 }
 
-/// One problem of a document, as the parser reported it.
-struct Problem {
+/// One error of a document, as the parser reported it.
+struct ReportedError {
   std::string severity;  ///< "warning", "error" or "fatal error"
   Place place;           ///< just behind what the parser had read
   std::string message;
