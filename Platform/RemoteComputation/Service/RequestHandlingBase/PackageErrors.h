@@ -28,7 +28,7 @@ class SERVICE_REQUESTHANDLINGBASE_EXPORT PackageErrors : public std::exception {
     std::string message;   ///< UTF-8, without the position
   };
 
-  /// How many reports are kept; the first ones.
+  /// The maximum number of stored reports; later errors are only counted.
   static constexpr std::size_t c_maxReports = 20;
 
   /// `reports` are the first of `count` errors.

@@ -20,8 +20,8 @@ namespace Drelvan {
 ///
 /// States: the first `getInstance` initialises Xerces-C and registers the base schema; the program adds its own
 /// fragments with `addSchema`; the first parse compiles all fragments into one schema, after which none can be added.
-/// `reset` destroys the instance. Meanwhile no thread may parse or use the reference. Every document must have been
-/// released before `reset(true)`.
+/// `reset` destroys the instance: no thread may parse during the call, and references to the instance become invalid.
+/// Every document must have been released before `reset(true)`.
 ///
 /// Threads: any number of threads may parse; parses are serialised. `addSchema` belongs to the single-threaded
 /// start-up.

@@ -28,19 +28,19 @@ namespace Drelvan {
 ///
 /// | type | what it reads |
 /// |---|---|
-/// | `std::string` | the text as it stands |
+/// | `std::string` | the text, unchanged |
 /// | `bool` | `true`, `1`, `false`, `0` |
 /// | an integer type | a decimal number within its range |
 /// | `double`, `float` | a decimal number within its range, `INF`, `-INF`, `NaN` |
 /// | `XmlDate`, `XmlTime`, `XmlDateTime`, `XmlDuration` | the types `xs:date` and so on |
 /// | `Timestamp` | `DVTimestamp` |
 /// | an enumeration that has `EnumerationTexts` | one of its texts |
-/// | `std::vector` of one of these | values that are separated by blanks (`xs:list`) |
-/// | `GenericJobId`, `HostInfo` | their children; what they hold is taken as it stands, see `GenericJobId::isValid` |
+/// | `std::vector` of one of these | values separated by white space (`xs:list`) |
+/// | `GenericJobId`, `HostInfo` | their children, not checked; see `GenericJobId::isValid` |
 /// | `PackageData`, `AbstractJobLog::Message`, `PackageExceptions`, `ParameterVector` | the types of the base schema |
 ///
-/// Blanks around a value do not count, except in a `std::string`. A value that is missing or does not convert is a
-/// `DvException` with the path of its element, its text and the type; no value is ever replaced by a default.
+/// White space around a value is ignored, except in a `std::string`. A missing or malformed value throws `DvException`
+/// with the element's path, its text and the type. The reader never substitutes a default.
 ///
 /// Threads: any number may read one document at a time.
 class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
@@ -54,7 +54,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
   std::string getName() const;
   /// The type that `xsi:type` names, without its prefix; empty when the element has no such attribute.
   std::string getTypeName() const;
-  /// The way from the root, such as "/DV_RequestPackage/request/values/parameter[2]".
+  /// The path from the root, such as "/DV_RequestPackage/request/values/parameter[2]".
   std::string getPath() const;
   /// The element itself, which the document owns.
   const xercesc_3_1::DOMElement& getElement() const;
@@ -65,7 +65,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
   /// The value of the first child `name`.
   template <typename Value>
   Value get(std::string_view name) const;
-  /// The same; nothing when there is no such child.
+  /// The same; empty when there is no such child.
   template <typename Value>
   std::optional<Value> find(std::string_view name) const;
   /// The values of all children `name` in their order.
@@ -74,26 +74,26 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
   /// The value of the attribute `name`, given in the document or by the schema.
   template <typename Value>
   Value getAttribute(std::string_view name) const;
-  /// The same; nothing when there is no such attribute.
+  /// The same; empty when there is no such attribute.
   template <typename Value>
   std::optional<Value> findAttribute(std::string_view name) const;
 
   /// The first child `name`. Throws `DvException` when there is none.
   ElementReader getChild(std::string_view name) const;
-  /// The same; nothing when there is none.
+  /// The same; empty when there is none.
   std::optional<ElementReader> findChild(std::string_view name) const;
   /// The children `name` in their order, for a range-based `for`; `name` must outlive the result.
   Children getChildren(std::string_view name) const;
   /// All child elements.
   Children getChildren() const;
 
-  /// Throws a `DvException` with the path and `reason`, for a value that converts and is wrong nevertheless.
+  /// Throws a `DvException` with the path and `reason`, for a value that has the right type but is not acceptable.
   [[noreturn]] void fail(const std::string& reason) const;
 
  private:
   template <typename Value>
   struct Type {};
-  /// Where a text stands: in the content of an element or, when that is named, in an attribute of it.
+  /// The location of a text: the content of an element or, when `attribute` is not empty, an attribute of it.
   struct Place {
     const xercesc_3_1::DOMElement& element;
     std::string_view attribute;
@@ -122,7 +122,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
   static constexpr const char* nameOf(Type<Value>);
 
   /// @{
-  /// Types that more than one text makes.
+  /// Types read from several texts.
   GenericJobId read(Type<GenericJobId>) const;
   HostInfo read(Type<HostInfo>) const;
   PackageData read(Type<PackageData>) const;
@@ -134,7 +134,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT ElementReader {
   /// @}
 
   /// @{
-  /// Types that one text makes.
+  /// Types read from one text.
   static std::string convert(const Place& place, std::string&& text, Type<std::string>);
   static bool convert(const Place& place, std::string_view text, Type<bool>);
   static float convert(const Place& place, std::string_view text, Type<float>);

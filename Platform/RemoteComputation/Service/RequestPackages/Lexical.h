@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-/// The texts of the simple types of XML Schema. What is read has no blanks around it; nothing comes of a text that is
-/// no value of the type, or none that the result can hold. What is written is appended.
+/// The texts of the simple types of XML Schema. What is read has no blanks around it; the result is empty if the text
+/// is not a value of the type or is out of range. What is written is appended.
 namespace Drelvan::Private {
 
 std::optional<bool> readBool(std::string_view text);

@@ -34,8 +34,8 @@ class SERVICE_REQUESTPACKAGES_EXPORT ParserSession {
   /// @}
   ParserSession(const ParserSession&) = delete;
   ParserSession& operator=(const ParserSession&) = delete;
-  /// Ends the parser and, unless a `PackageDocument` still exists, Xerces-C. If one does, Xerces-C stays, so that the
-  /// document can be used and released, and an ERROR entry in the log tells of the mistake.
+  /// Shuts the parser down and terminates Xerces-C. If a `PackageDocument` still exists, Xerces-C is not terminated, so
+  /// that the document stays usable, and an ERROR entry is logged.
   ~ParserSession();
 };
 
@@ -45,9 +45,8 @@ class SERVICE_REQUESTPACKAGES_EXPORT ParserSession {
 class SERVICE_REQUESTPACKAGES_EXPORT PackageDocument {
  public:
   /// @{
-  /// Parses with the parser of the process. Throws the `DvExceptionNested` of `RequestXmlHelper::parse` for what is
-  /// refused; and `DvException` for a text with a NUL, of which that would read the first part alone. Without
-  /// `validate` the document need not follow the schema.
+  /// Parses with the parser of the process. Throws as `RequestXmlHelper::parse`. `fromText` throws `DvException` if
+  /// `text` contains a NUL, where that parse would stop reading. Without `validate` the document need not be valid.
   static PackageDocument fromText(const std::string& text);
   static PackageDocument fromFile(const FileName& file, bool validate = true);
   static PackageDocument fromSource(const xercesc_3_1::InputSource& source, bool validate = true);
@@ -56,7 +55,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageDocument {
   /// Takes `document`, which is not null and has a root element, as its own.
   explicit PackageDocument(xercesc_3_1::DOMDocument* document);
   /// @{
-  /// Takes over the document of `other`.
+  /// Moves the document out of `other`.
   PackageDocument(PackageDocument&& other) noexcept;
   PackageDocument& operator=(PackageDocument&& other) noexcept;
   /// @}
@@ -64,7 +63,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageDocument {
   PackageDocument& operator=(const PackageDocument&) = delete;
   ~PackageDocument();
 
-  /// What the document is by the name of its root; nothing for a root that the base schema does not declare.
+  /// What the document is by the name of its root; empty for a root that the base schema does not declare.
   std::optional<PackageKind> getKind() const;
   /// Whether it holds requests: a package, a bare request or a script.
   bool holdsRequests() const;

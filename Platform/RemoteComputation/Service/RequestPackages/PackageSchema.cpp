@@ -51,7 +51,7 @@ class Platform {
       const boost::mutex::scoped_lock lock(XercesInitializationMutex::getMutex());
       XMLPlatformUtils::Terminate();
     } catch (...) {
-      // Then Xerces-C stays started, which harms nobody.
+      // Xerces-C then stays initialised, which is harmless.
     }
   }
 };
@@ -302,7 +302,7 @@ class Check {
   std::vector<Error> m_errors;  ///< their fragments count the texts
 };
 
-/// As the caller counts fragments: the base schema is none of his.
+/// Fragment numbers as the caller counts them: without the base schema.
 void countWithoutBase(Error& error) {
   if (error.fragment) {
     error.fragment = *error.fragment == 0 ? std::nullopt : std::optional<std::size_t>(*error.fragment - 1);

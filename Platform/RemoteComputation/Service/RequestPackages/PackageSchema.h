@@ -12,8 +12,8 @@
 
 namespace Drelvan {
 
-/// The schema that fragments make together with the base schema, and what is wrong with them. The parser of the process
-/// does not check fragments: a broken one shows only as documents that fail. So let a test of each program say:
+/// The base schema together with fragments, and the errors in them. The parser does not check fragments: documents fail
+/// instead. Check them in a unit test:
 ///
 ///     EXPECT_EQ(Drelvan::PackageSchema({MySchema()}).describeErrors(), "");
 ///
@@ -22,9 +22,9 @@ namespace Drelvan {
 /// Threads: a plain value.
 class SERVICE_REQUESTPACKAGES_EXPORT PackageSchema {
  public:
-  /// Something that is wrong.
+  /// One error.
   struct Error {
-    /// Which of the fragments given it is in, from 0; nothing when it is known of the schema as a whole only.
+    /// Which of the fragments given it is in, from 0; empty when only the whole schema is known to have it.
     std::optional<std::size_t> fragment;
     std::uint64_t line = 0;    ///< in the text of the fragment, from 1; 0 when not known
     std::uint64_t column = 0;  ///< of the start of the tag, or of the character, from 1; 0 when not known
@@ -40,10 +40,10 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageSchema {
   /// The whole schema document, as the parser of the process loads it.
   std::string getText() const;
 
-  /// All errors, in the order of their places; empty when the fragments are sound. First each fragment is looked at by
-  /// itself, then the schema is compiled if nothing was found. What would take the parser minutes or gigabytes, such as
-  /// a repeated sequence with a `maxOccurs` of 10 000, is an error as well, and is not compiled. Reaches no files and
-  /// no network. Throws nothing but `std::bad_alloc`.
+  /// All errors, in the order of their places; empty when the fragments are valid. First each fragment is checked by
+  /// itself, then the schema is compiled if no error was found. What would take the parser minutes or gigabytes, such
+  /// as a repeated sequence with a `maxOccurs` of 10 000, is an error as well, and is not compiled. Reaches no files
+  /// and no network. Throws nothing but `std::bad_alloc`.
   std::vector<Error> check() const;
 
   /// The errors as text: "fragment 1, line 3, column 5: message" and a line feed for each; empty when there is none.

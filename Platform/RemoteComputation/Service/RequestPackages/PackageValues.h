@@ -1,7 +1,9 @@
 #pragma once
 
 /// @file
-/// What packages carry besides numbers and texts: plain values, which `ElementReader` reads and `PackageWriter` writes.
+/// Value types of packages, read by `ElementReader` and written by `PackageWriter`.
+///
+/// Threads: plain values; the functions may be called from any thread.
 
 #include <Platform/RemoteComputation/Service/RequestHandlingBase/AbstractJobLog.h>
 #include <Platform/RemoteComputation/Service/RequestPackages/Service_RequestPackages_export.h>
@@ -27,10 +29,10 @@ using Timestamp = std::chrono::time_point<std::chrono::system_clock, std::chrono
 /// The `DVTimestamp` form of a point in time, with six digits of the second: "UTC/ISO_2024-05-07T13:45:09.000000".
 /// Throws `DvException` outside the years 0 to 9999.
 SERVICE_REQUESTPACKAGES_EXPORT std::string toTimestampText(Timestamp time);
-/// The form of the present time.
+/// The `DVTimestamp` form of the present time.
 SERVICE_REQUESTPACKAGES_EXPORT std::string currentTimestampText();
-/// Reads the form. Throws `DvException` for what is none, and for what the type admits although it is no date and time,
-/// such as a blank in the day or the month 13.
+/// Parses a `DVTimestamp`. Throws `DvException` if the text is not one, or if it is not an existing date and time
+/// although the schema accepts it, such as one with a blank in the day or with the month 13.
 SERVICE_REQUESTPACKAGES_EXPORT Timestamp fromTimestampText(const std::string& text);
 
 /// An `xs:date`. The zone is the offset from UTC; a date may have none.
@@ -57,8 +59,8 @@ struct SERVICE_REQUESTPACKAGES_EXPORT XmlDateTime {
 
   /// `time` in UTC.
   static XmlDateTime fromTimestamp(Timestamp time);
-  /// The point in time, without what is finer than a microsecond. Throws `DvException` without a zone: which one is
-  /// meant is for the program to say; and outside the range of a `Timestamp`.
+  /// The point in time, rounded down to microseconds. Throws `DvException` if there is no zone, or outside the range of
+  /// `Timestamp`.
   Timestamp toTimestamp() const;
 };
 
@@ -116,7 +118,7 @@ struct SERVICE_REQUESTPACKAGES_EXPORT ReplyEnvelope {
   /// @}
 };
 
-/// A `DVData`: where data lies.
+/// A `DVData`: a reference to data outside the package.
 struct PackageData {
   /// @{
   /// As the attribute of this name.

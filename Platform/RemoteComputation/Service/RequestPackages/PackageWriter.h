@@ -31,22 +31,21 @@ namespace Drelvan {
 ///
 /// The calls follow the order of the document. A call out of order (an attribute after content, an end without a start)
 /// and a value that cannot be written (an invalid date, a name that XML does not allow) throw `DvException`; what was
-/// written so far is then incomplete. That the package follows the schema, and that no element has an attribute twice,
-/// is for the caller to see to.
+/// written so far is then incomplete. The writer checks neither the schema nor duplicate attributes.
 ///
 /// Threads: one at a time.
 class SERVICE_REQUESTPACKAGES_EXPORT PackageWriter {
  public:
   /// Writes into a string, which `finish` returns.
   PackageWriter();
-  /// Writes to `stream`, a piece at a time, and does not look at its state.
+  /// Writes to `stream` in blocks; does not check the stream's state.
   explicit PackageWriter(std::ostream& stream);
   PackageWriter(const PackageWriter&) = delete;
   PackageWriter& operator=(const PackageWriter&) = delete;
   ~PackageWriter();
 
   /// @{
-  /// The root element: a package with its envelope, or one of the four that have none.
+  /// The root element: a package with its envelope, or one of the four root elements without an envelope.
   void startRequestPackage(const RequestEnvelope& envelope);
   void startReplyPackage(const ReplyEnvelope& envelope);
   void startDocument(PackageKind kind);
@@ -75,13 +74,13 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageWriter {
   /// Adds text to the open element. For simple types.
   template <typename Value>
   void text(const Value& value);
-  /// Adds XML as it stands, unchecked and not escaped, such as a piece that another writer made.
+  /// Appends XML verbatim, for example the output of another writer. Neither checked nor escaped.
   void piece(std::string_view xml);
   /// Ends the element started last.
   void endElement();
 
-  /// Ends what is open, and with it the document. Returns it when it was written into a string; the rest goes to the
-  /// stream otherwise. The writer is as new afterwards.
+  /// Closes all open elements. Returns the document if it was written to a string; otherwise writes the rest to the
+  /// stream and returns an empty string. The writer can then write another document.
   std::string finish();
 
  private:
@@ -143,7 +142,7 @@ class SERVICE_REQUESTPACKAGES_EXPORT PackageWriter {
 
   std::ostream* m_stream = nullptr;
   std::string m_text;           ///< what has not gone to the stream
-  std::string m_names;          ///< of the open elements, one behind the other
+  std::string m_names;          ///< of the open elements, concatenated
   std::vector<Level> m_levels;  ///< the open elements
   bool m_isTagOpen = false;     ///< whether the start tag of the innermost can take attributes
   bool m_hasRoot = false;

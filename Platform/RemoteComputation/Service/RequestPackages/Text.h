@@ -14,7 +14,7 @@ namespace Drelvan::Private {
 /// Xerces-C's text as UTF-8, whatever the locale; empty for null. Half a surrogate pair becomes U+FFFD.
 std::string toUtf8(const XMLCh* text);
 
-/// The same behind what `utf8` holds.
+/// Appends the same to `utf8`.
 void appendUtf8(const XMLCh* text, std::string& utf8);
 
 /// Whether both are the same text.

@@ -14,7 +14,7 @@
 
 namespace Drelvan::Private {
 
-/// Foretells what the content models of a schema cost. Xerces-C copies what is repeated a given number of times: a
+/// Estimates the cost of the content models of a schema. Xerces-C copies what is repeated a given number of times: a
 /// repeated group always, an element when its model has a repeated group. The cost grows with the square of the copies.
 class ContentSize {
  public:

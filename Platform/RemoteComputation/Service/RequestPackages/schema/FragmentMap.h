@@ -43,10 +43,10 @@ constexpr std::uint64_t c_unbounded = ~std::uint64_t{0};
 /// The elements of one fragment, read without regard to what a schema may hold. Needs a started Xerces-C.
 class FragmentMap {
  public:
-  /// Reads `fragment`, which stands between `header` and `footer`.
+  /// Reads `fragment` between `header` and `footer`.
   FragmentMap(const std::string& header, const std::string& fragment, const std::string& footer);
 
-  /// What keeps the fragment from being XML; nothing when it is.
+  /// Why the fragment is not well-formed XML; empty when it is.
   const std::optional<std::string>& getError() const { return m_error; }
   const Place& getErrorPlace() const { return m_errorPlace; }
 
