@@ -102,7 +102,7 @@ std::string requestStart(std::size_t number) {
          std::to_string(number) + "</realizationId>\n";
 }
 
-/// The request from behind its parameters; `padding` makes a file name longer.
+/// The part of the request after its parameters; `padding` makes a file name longer.
 std::string requestEnd(std::size_t padding) {
   return "    </parameters>\n    <data id=\"" + uniqueId(7) + "\" dataSize=\"4096\" href=\"file:///results/" +
          std::string(padding, 'r') + "\"/>\n  </request>\n";

@@ -71,7 +71,7 @@ Verdict verdictOf(Parse parse, bool validate) {
   try {
     const Fuzz::Document document(parse());
     checkDocument(document.get(), validate);
-    require(Fuzz::takeErrors().empty(), "a document that is returned had no problem");
+    require(Fuzz::takeErrors().empty(), "a document that is returned had no error");
     return {true, Fuzz::textOf(*document)};
   } catch (const Drelvan::DvExceptionNested& exception) {
     require(exception.getGroup() == "RequestHandling", "a refusal is of the group RequestHandling");

@@ -19,7 +19,7 @@ using Tokens = std::vector<Token>;
 Tokens tokensOf(std::string_view document);
 std::string textOf(const Tokens& tokens);
 
-/// The end (behind the last) of the tokens that belong to the element opened at `start`; `start + 1` for anything else.
+/// The end (after the last) of the tokens that belong to the element opened at `start`; `start + 1` for anything else.
 std::size_t elementEnd(const Tokens& tokens, std::size_t start);
 
 }  // namespace Fuzz

@@ -13,7 +13,7 @@
 
 namespace TestSupport {
 
-/// A memory manager for Xerces-C that counts blocks and finds writes behind the end of one, far behind it too. To be
+/// A memory manager for Xerces-C that counts blocks and finds writes past the end of one, also far past it. To be
 /// given to the platform's first start, and to outlive the platform.
 class GuardedMemory final : public xercesc_3_1::MemoryManager {
  public:
@@ -45,7 +45,7 @@ class GuardedMemory final : public xercesc_3_1::MemoryManager {
     std::free(block);
   }
 
-  /// Blocks that have been written behind, those that are freed already included.
+  /// Blocks that were written past their end, those that are freed already included.
   std::size_t damages() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::size_t result = m_damages;
@@ -74,7 +74,7 @@ class GuardedMemory final : public xercesc_3_1::MemoryManager {
  private:
   static constexpr unsigned char c_sign = 0xA5;
 
-  /// Arrays that grow by doubling get much room, as an index may lie far behind their end.
+  /// Arrays that grow by doubling get much room, as an index may lie far past their end.
   static std::size_t guardOf(std::size_t size) {
     const bool isPowerOfTwo = size >= 64 && (size & (size - 1)) == 0;
     return isPowerOfTwo ? 8192 : 32;

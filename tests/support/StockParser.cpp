@@ -58,7 +58,7 @@ std::string manyLevels() {
   return text;
 }
 
-/// The scanner writes behind its array of element states where elements outside the schema lie deep within each other,
+/// The scanner writes past its array of element states where elements outside the schema lie deep within each other,
 /// unless it has grown it before, level by level.
 void prepareForDepth(XercesDOMParser& parser, const std::string& text) {
   constexpr std::ptrdiff_t surelyHarmless = 15;

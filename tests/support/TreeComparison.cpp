@@ -295,7 +295,7 @@ constexpr std::size_t c_changedElements = 12;
 /// Documents of more elements are compared after the last change only.
 constexpr std::size_t c_comparedEachTime = 100;
 
-/// The node behind `node` in the order of the document; null behind the last.
+/// The node after `node` in the order of the document; null after the last.
 DOMNode* nextOf(DOMNode* node) {
   if (node->getFirstChild() != nullptr) {
     return node->getFirstChild();

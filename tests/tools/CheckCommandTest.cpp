@@ -111,7 +111,7 @@ TEST(CheckCommand, SaysWhenAJobIdDoesNotBelongToItsName) {
 
 struct ExpectedError {
   const char* file;
-  const char* start;  ///< behind the file's name, of the first line
+  const char* start;  ///< after the file's name, of the first line
   const char* path;
   const char* allowed;
 };
@@ -182,14 +182,14 @@ TEST(CheckCommand, SaysWhereAServiceLogsAnErrorAndHowManyMessagesComeOfIt) {
   EXPECT_TRUE(hasLine(run.output, "    further messages from the same cause: 13")) << run.output;
 }
 
-TEST(CheckCommand, CountsColumnsInCharactersBehindMultiByteText) {
+TEST(CheckCommand, CountsColumnsInCharactersAfterMultiByteText) {
   const TemporaryFolder folder;
   const ProgramRun run =
       check({folder.write("r.xml", c_envelope + "\n<!-- \xc3\xa4\xf0\x9f\x98\x80 --><request/></DV_Request>")});
   EXPECT_EQ(linesOf(run.output).front(), folder.file("r.xml") + ":2:12: error: missing required attribute 'id'");
 }
 
-TEST(CheckCommand, FindsPlacesBehindAByteOrderMarkAndWindowsLineEnds) {
+TEST(CheckCommand, FindsPlacesAfterAByteOrderMarkAndWindowsLineEnds) {
   const TemporaryFolder folder;
   const ProgramRun run = check({folder.write(
       "r.xml", "\xef\xbb\xbf<?xml version='1.0'?>\r\n" + c_envelope + "\r\n  <request\r\n  x='1'/></DV_Request>")});
@@ -270,7 +270,7 @@ TEST(CheckCommand, LetsTheWorseOfSeveralOutcomesWin) {
   EXPECT_EQ(dvrequest({"check", "-f", fragment, missing}).exitCode, 4);
 }
 
-TEST(CheckCommand, GoesOnBehindAFileThatCannotBeRead) {
+TEST(CheckCommand, GoesOnAfterAFileThatCannotBeRead) {
   const TemporaryFolder folder;
   const ProgramRun run = dvrequest({"check", folder.file("missing.xml"), folder.write("valid.xml", c_valid)});
   EXPECT_EQ(run.exitCode, 2);

@@ -206,7 +206,7 @@ TEST(Diagnostics, PlaceASchemaHintInATagThatIsNotWellFormed) {
   EXPECT_EQ(hint.at("path"), "/DV_Request/@noNamespaceSchemaLocation");
 }
 
-TEST(Diagnostics, FindWhatIsNotWellFormedBehindADocumentTypeDeclaration) {
+TEST(Diagnostics, FindWhatIsNotWellFormedAfterADocumentTypeDeclaration) {
   const std::string doctype = "<!DOCTYPE DV_Request [<!ENTITY e '<request/>'>]>\n";
   EXPECT_EQ(dvrequest({"check", "--no-validate", "-"}, doctype + c_open + c_close).exitCode, 0);
   EXPECT_EQ(dvrequest({"check", "--no-validate", "-"}, doctype + c_open + "&e;").exitCode, 3);
@@ -214,8 +214,8 @@ TEST(Diagnostics, FindWhatIsNotWellFormedBehindADocumentTypeDeclaration) {
   EXPECT_EQ(dvrequest({"check", "--no-validate", "-"}, "<!DOCTYPE a [<!ENTITY e '<b>'>]><a>&e;</a>").exitCode, 3);
 }
 
-/// The line of the fatal error of a document with 25 wrong ids, one a line, and `more` behind them.
-json fatalErrorBehindOthers(const std::string& more) {
+/// The line of the fatal error of a document with 25 wrong ids, one a line, and `more` after them.
+json fatalErrorAfterOthers(const std::string& more) {
   std::string document = c_open;
   document.replace(document.find("DV_Request"), 10, "DV_RequestScript");
   for (int number = 0; number < 25; ++number) {
@@ -233,13 +233,13 @@ TEST(Diagnostics, PlaceWhatTheLibraryRejectsAfterManyErrors) {
     levels += "<a>\n";
     attributes += number < 160 ? " xmlns:a" + std::to_string(number) + "='urn:x'" : "";
   }
-  const json ofErrors = fatalErrorBehindOthers(errors);
+  const json ofErrors = fatalErrorAfterOthers(errors);
   EXPECT_EQ(ofErrors.at("message"), "The document exceeds the limit of 1000 reported errors.");
   EXPECT_EQ(ofErrors.at("line"), 1002);
-  const json ofDepth = fatalErrorBehindOthers(levels);
+  const json ofDepth = fatalErrorAfterOthers(levels);
   EXPECT_EQ(ofDepth.at("message"), "The document exceeds the limit of 1000 levels of elements.");
   EXPECT_EQ(ofDepth.at("line"), 1027);
-  const json ofNamespaces = fatalErrorBehindOthers(attributes + "/>");
+  const json ofNamespaces = fatalErrorAfterOthers(attributes + "/>");
   EXPECT_EQ(ofNamespaces.at("message"), "The document exceeds the limit of 150 namespaces named by an element.");
   EXPECT_EQ(ofNamespaces.at("line"), 26);
   EXPECT_EQ(ofNamespaces.at("hint"), "this is the position of the previous error; the rejected part follows it");

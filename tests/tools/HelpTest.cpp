@@ -107,7 +107,7 @@ TEST(ManualPage, IsFreeOfFormattingErrors) {
   EXPECT_EQ(TestSupport::program({"groff", "-man", "-ww", "-z", DVREQUEST_SOURCES "/dvrequest.1"}).errors, "");
 }
 
-/// What bash offers behind these words, the last of which is being typed.
+/// What bash offers after these words, the last of which is being typed.
 std::set<std::string> completions(const std::vector<std::string>& words) {
   std::string script = "source " DVREQUEST_SOURCES "/dvrequest.bash; COMP_WORDS=(dvrequest";
   for (const std::string& word : words) {

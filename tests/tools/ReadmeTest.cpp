@@ -35,8 +35,8 @@ TEST(Readme, FirstProgramAsksForAPackage) {
   EXPECT_EQ(run.errors, "usage: cancel PACKAGE\n");
 }
 
-/// The block of the README behind the line `start`.
-std::vector<std::string> blockBehind(const std::string& start) {
+/// The block of the README after the line `start`.
+std::vector<std::string> blockAfter(const std::string& start) {
   const std::string text = readme();
   const std::size_t begin = text.find("\n" + start + "\n");
   return begin == std::string::npos ? std::vector<std::string>()
@@ -48,7 +48,7 @@ TEST(Readme, ShowsWhatThePackagesReallyGive) {
       TestSupport::program({"sh", "-c", "cd \"${1%/*}\" && for f in *.xml; do \"$0\" check -f \"$1\" \"$f\"; done",
                             TestSupport::dvrequestPath(), TestSupport::fragment()});
   const auto real = TestSupport::linesOf(run.output);
-  const auto shown = blockBehind("$ ./run");
+  const auto shown = blockAfter("$ ./run");
   ASSERT_GT(shown.size(), 8U);
   for (const std::string& line : shown) {
     if (line.rfind("==", 0) != 0 && line != "$ ./run" && line != "[...]") {

@@ -12,7 +12,7 @@ namespace DvRequest {
 /// Takes documents through the library as a service program does. One at a time in a process, within a `ParserSession`.
 class Checker {
  public:
-  /// `schema`, the sound schema of the session, must live longer.
+  /// `schema`, the valid schema of the session, must live longer.
   Checker(SchemaModel& schema, bool validate);
 
   /// Never throws for a document, however bad, nor for a file that cannot be read.

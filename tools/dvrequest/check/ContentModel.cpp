@@ -13,7 +13,7 @@ using Expression = ContentModel::Expression;
 using xercesc_3_1::XSModelGroup;
 using xercesc_3_1::XSParticle;
 
-/// Matching takes derivatives: what remains of an expression behind one element.
+/// Matching takes derivatives: what remains of an expression after one element.
 struct ContentModel::Node {
   enum class Kind { emptySet, empty, element, wildcard, sequence, choice, all, repeat };
 

@@ -103,7 +103,7 @@ struct Misplaced {
 struct Level {
   ReadElement element;
   std::shared_ptr<Step> step;
-  std::optional<ContentModel> model;  ///< of what may follow; stays as it is behind a misplaced child
+  std::optional<ContentModel> model;  ///< of what may follow; stays as it is after a misplaced child
   std::optional<Misplaced> misplaced;
   // The drafts of errors that further errors are folded into:
   std::optional<std::size_t> cause;  ///< the element, or one around it, is not declared or has a wrong type
@@ -167,7 +167,7 @@ std::vector<Allowed> allowedAttribute(const ReadElement& element, XSAttributeUse
   return allowedText(typeOf(*declared));
 }
 
-/// What fits behind the children of `parent` so far, instead of an element of the name `found`.
+/// What fits after the children of `parent` so far, instead of an element of the name `found`.
 std::vector<Allowed> allowedNext(const Level& parent, const std::string& found) {
   std::vector<Allowed> allowed;
   const std::vector<QualifiedName> expected = parent.model->expected();
@@ -294,9 +294,9 @@ class Explainer final : public ReadHandler {
     ReportedError error = m_reported.last;
     const bool isKnown = error.place.line != 0;
     if (!isKnown && limit) {
-      problem.place = m_source.place(*limit);
+      error.place = m_source.place(*limit);
     }
-    Draft& draft = add(problem, problem.place.line == 0 ? nullptr : stepAt(problem.place));
+    Draft& draft = add(error, error.place.line == 0 ? nullptr : stepAt(error.place));
     if (!isKnown && !limit) {
       draft.offset = m_reached;
       draft.diagnostic.hint = "this is the position of the previous error; the rejected part follows it";
@@ -341,9 +341,9 @@ class Explainer final : public ReadHandler {
 
   Draft& add(const ReportedError& error, const std::shared_ptr<Step>& step) {
     Draft draft;
-    draft.diagnostic.severity = problem.severity;
-    draft.diagnostic.place = draft.diagnostic.logged = problem.place;
-    draft.diagnostic.message = problem.message;
+    draft.diagnostic.severity = error.severity;
+    draft.diagnostic.place = draft.diagnostic.logged = error.place;
+    draft.diagnostic.message = error.message;
     draft.step = step;
     m_drafts.push_back(std::move(draft));
     return m_drafts.back();
@@ -528,7 +528,7 @@ class Explainer final : public ReadHandler {
   std::vector<Draft> m_drafts;
   std::map<const XSTypeDefinition*, ContentModel> m_models;
   std::size_t m_count = 0;
-  std::size_t m_reached = 0;  ///< the byte behind what had been read at the last error
+  std::size_t m_reached = 0;  ///< the byte after what had been read at the last error
   bool m_isInvalid = false;
   bool m_isMalformed = false;
 };

@@ -44,7 +44,7 @@ constexpr std::size_t c_maxErrors = 1000;
 constexpr std::size_t c_maxEntityExpansions = 64;
 
 // The library reads a document in pieces of these sizes, up to the root element in the smaller one when it does not
-// validate. Bytes that do not fit the encoding are found with their piece, behind the errors of the pieces before.
+// validate. Bytes that do not fit the encoding are found with their piece, after the errors of the pieces before.
 constexpr XMLSize_t c_piece = 8192;
 constexpr XMLSize_t c_prologPiece = 4096;
 
@@ -98,7 +98,7 @@ class NoResources final : public xercesc_3_1::XMLEntityResolver {
 };
 
 /// Elements of the schema's namespace, one in the other, to the depth limit and beyond. The scanner's array of element
-/// states grows by doubling, however far the depth has jumped, and is written behind its end unless it has grown
+/// states grows by doubling, however far the depth has jumped, and is written past its end unless it has grown
 /// level by level before.
 std::string nestedElements() {
   constexpr std::size_t depth = c_maxDepth + 2;
@@ -359,7 +359,7 @@ class PackageReader::Scan final : public SAX2XMLReaderImpl {
     return static_cast<xercesc_3_1::IGXMLScanner&>(*(this->*memberOf(Scanner())));
   }
 
-  /// What is read next, of an entity what is behind the reference to it; line 0 where there is no document to read.
+  /// What is read next, of an entity what is after the reference to it; line 0 where there is no document to read.
   Place reached() {
     xercesc_3_1::ReaderMgr::LastExtEntityInfo place;
     scanner().getReaderMgr()->getLastExtEntityInfo(place);

@@ -39,8 +39,8 @@ struct ReadAttribute {
 struct ReadElement {
   QualifiedName name;
   std::size_t start = 0;                              ///< the first byte of the start tag
-  std::size_t content = 0;                            ///< the byte behind the start tag
-  Place reached;                                      ///< where the parser was behind the start tag
+  std::size_t content = 0;                            ///< the byte after the start tag
+  Place reached;                                      ///< where the parser was after the start tag
   std::vector<ReadAttribute> attributes;              ///< of the document; none of namespaces or schema instances
   bool isDeclared = false;                            ///< the schema declares it where it stands
   xercesc_3_1::XSTypeDefinition* declared = nullptr;  ///< its declared type; null when not known
@@ -49,7 +49,7 @@ struct ReadElement {
 
 struct EndTag {
   std::size_t start = 0;  ///< its first byte
-  Place reached;          ///< where the parser was behind it
+  Place reached;          ///< where the parser was after it
 };
 
 /// Receives what is read, in the order of the document. Each operation may throw `EndOfReading`.

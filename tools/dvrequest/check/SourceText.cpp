@@ -24,7 +24,7 @@ constexpr const char* c_blanks = " \t\r\n";
 constexpr const char* c_byteOrderMark = "\xef\xbb\xbf";
 constexpr std::size_t c_maxDeclaration = 200;
 constexpr std::size_t c_maxBefore = 50;
-constexpr std::size_t c_maxBehind = 80;
+constexpr std::size_t c_maxAfter = 80;
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80; }
 
@@ -54,7 +54,7 @@ std::string encodingOf(const std::string& content) {
 /// Without an unfinished character at the end. Nothing when the bytes do not fit the encoding, when it is not known, or
 /// when Xerces-C is not started.
 std::optional<std::u16string> decode(const std::string& content, const std::string& encoding) {
-  // Xerces-C's transcoders write behind their buffers when they are asked for more than they were made for, as its
+  // Xerces-C's transcoders write past their buffers when they are asked for more than they were made for, as its
   // `TranscodeFromStr` does.
   constexpr XMLSize_t block = 4096;
   if (xercesc_3_1::XMLPlatformUtils::fgTransService == nullptr) {
@@ -172,12 +172,12 @@ Excerpt SourceText::excerpt(std::size_t offset) const {
       --begin;
     } while (begin > *std::prev(next) && isContinuation(text()[begin]));
   }
-  std::size_t end = std::min(next == m_lines.end() ? text().size() : *next, offset + c_maxBehind);
+  std::size_t end = std::min(next == m_lines.end() ? text().size() : *next, offset + c_maxAfter);
   while (end < text().size() && end > offset && isContinuation(text()[end])) {
     --end;
   }
-  const std::string behind = text().substr(offset, end - offset);
-  return {text().substr(begin, offset - begin), behind.substr(0, behind.find_first_of("\r\n"))};
+  const std::string after = text().substr(offset, end - offset);
+  return {text().substr(begin, offset - begin), after.substr(0, after.find_first_of("\r\n"))};
 }
 
 std::optional<std::size_t> SourceText::invalidByte() const {

@@ -137,7 +137,7 @@ std::string sourceLines(const Diagnostic& diagnostic, const std::string& mark) {
   const auto isStart = [](char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80; };
   const auto width = static_cast<std::size_t>(std::count_if(before.begin(), before.end(), isStart));
   const std::string number = std::to_string(diagnostic.place.line);
-  return "    " + number + " | " + before + onOneLine(diagnostic.source.behind) + "\n    " +
+  return "    " + number + " | " + before + onOneLine(diagnostic.source.after) + "\n    " +
          std::string(number.size(), ' ') + " | " + std::string(width, ' ') + mark + "\n";
 }
 
@@ -163,7 +163,7 @@ void TextReporter::showDiagnostic(const std::string& file, const Diagnostic& dia
   const std::string place = toText(diagnostic.place);
   std::cout << printable(file) << ":" << place << (place.empty() ? " " : ": ")
             << coloured(diagnostic.severity + ":", c_red) << " " << printable(diagnostic.message) << "\n";
-  if (!diagnostic.source.before.empty() || !diagnostic.source.behind.empty()) {
+  if (!diagnostic.source.before.empty() || !diagnostic.source.after.empty()) {
     std::cout << sourceLines(diagnostic, coloured("^", c_green));
   }
   if (!diagnostic.path.empty()) {

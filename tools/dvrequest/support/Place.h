@@ -22,7 +22,7 @@ inline bool operator<(const Place& left, const Place& right) {
 /// One error of a document, as the parser reported it.
 struct ReportedError {
   std::string severity;  ///< "warning", "error" or "fatal error"
-  Place place;           ///< just behind what the parser had read
+  Place place;           ///< just after what the parser had read
   std::string message;
 };
 

@@ -19,7 +19,7 @@ struct Allowed {
 /// A piece of the line of a place.
 struct Excerpt {
   std::string before;
-  std::string behind;
+  std::string after;
 };
 
 /// One error of a document or fragment.

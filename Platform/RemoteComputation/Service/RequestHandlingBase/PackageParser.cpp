@@ -226,7 +226,7 @@ void PackageParser::renewScanner() {
   m_parts->checks.forgetPrefixes();
   m_parts->input.forgetBytes();
   // The scanner doubles its array of element states once per element of the schema, however far the depth has increased
-  // since the last one, and would write behind it. Growing it to the depth limit level by level leaves nothing to grow.
+  // since the last one, and would write past it. Growing it to the depth limit level by level leaves nothing to grow.
   Parsing::SilencedScanner(*fScanner, *this).scan(nestedElements(Parsing::Limits::depth.most + 2));
   m_parts->isScannerStale = false;
 }

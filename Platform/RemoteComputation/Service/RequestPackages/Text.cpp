@@ -11,7 +11,7 @@ constexpr char32_t c_replacement = 0xFFFD;
 constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
-/// The character at `text`, which is moved behind it.
+/// The character at `text`, which is moved past it.
 char32_t takeCharacter(const XMLCh*& text) {
   const char32_t unit = *text++;
   if (isHighSurrogate(unit) && isLowSurrogate(*text)) {
