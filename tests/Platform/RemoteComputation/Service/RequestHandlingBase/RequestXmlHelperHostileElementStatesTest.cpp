@@ -109,9 +109,10 @@ TEST(GuardedMemory, FindsWhatTheBareParserDoes) {
     parser.parse(document);
   }
   TestSupport::RecordingLog::clear();
-  if (guarded.damages() == 0) {
-    GTEST_SKIP() << "this version of Xerces-C grows its array as it should";
+  if (_XERCES_VERSION > 30204) {
+    GTEST_SKIP() << "only known of Xerces-C up to 3.2.4";
   }
+  EXPECT_GT(guarded.damages(), 0U);
 }
 
 TEST_F(RequestXmlHelperHostileElementStates, AreInRoomAtEveryDepth) {
