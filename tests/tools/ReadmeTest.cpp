@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
-#include <tests/support/Pattern.h>
 #include <tests/support/TemporaryFolder.h>
 #include <tests/tools/Program.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -54,12 +52,6 @@ TEST(Readme, ShowsWhatThePackagesReallyGive) {
     if (line.rfind("==", 0) != 0 && line != "$ ./run" && line != "[...]") {
       EXPECT_NE(std::find(real.begin(), real.end(), line), real.end()) << line;
     }
-  }
-}
-
-TEST(Readme, LinksToFilesThatExist) {
-  for (const auto& link : TestSupport::Pattern("\\]\\(([^)#:]+)\\)").findAll(readme())) {
-    EXPECT_TRUE(std::filesystem::exists(REPOSITORY "/" + link[1])) << link[1];
   }
 }
 
