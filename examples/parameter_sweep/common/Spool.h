@@ -45,8 +45,8 @@ std::string readStoredFile(const std::filesystem::path& file, std::uint64_t offs
 
 /// Gives a file its whole content at once: writes a sibling, flushes it to the disk and moves it into place, waiting
 /// while the file is busy. An old file's permissions are kept. Who reads the file sees the old content or the new one,
-/// also after a kill or a loss of power. Throws `DvException`: with the old content in place, or, when only the flush of
-/// the folder failed, with the new one.
+/// also after a kill or a loss of power. Throws `DvException`: with the old content in place, or, when only the flush
+/// of the folder failed, with the new one.
 void writeStoredFile(const std::filesystem::path& file, const std::string& content);
 /// The same without the flush: after a loss of power the file may be missing.
 void replaceFile(const std::filesystem::path& file, const std::string& content);
