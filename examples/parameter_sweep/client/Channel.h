@@ -44,7 +44,7 @@ class Channel {
   /// The next package. Throws `ConnectionLost` when the connection is lost meanwhile.
   std::string receive(Clock::time_point deadline);
 
-  /// The next package; empty when there is none until the deadline, whatever the connection does.
+  /// The next package; empty if none arrives before the deadline, even when the connection is lost.
   std::optional<std::string> receiveIfAny(Clock::time_point deadline);
 
   /// Whether the server has taken the connection and has not left it since.

@@ -61,7 +61,7 @@ class ServerConnection {
   /// Whether the progress of the followed jobs still comes.
   bool isFollowing() const { return m_progress && m_progress->isConnected(); }
 
-  /// The next progress of a followed job; empty when there is none for so long.
+  /// The next progress of a followed job; empty if none arrives within that time.
   std::optional<JobStatus> receiveProgress(std::chrono::milliseconds wait);
 
  private:
