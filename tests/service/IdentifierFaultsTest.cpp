@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstddef>
 
-extern "C" int getentropy(void*, std::size_t) noexcept {
+extern "C" int getentropy(void*, std::size_t) {
   errno = ENOSYS;
   return -1;
 }
